@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/pvu_list.h"
+#include "inet/xmit_pkt.h"
+#include "sstp/sstp_message.h"
+
+// The store of fragments that wait for their partner, newest at the front, keyed by source router
+// and sequence number. It owns what it holds until it gives it back to its pool. Used by the
+// tunnel port's receive thread only.
+class CTNetPktFragLinker {
+  public:
+    // Anybody can send fragments without partner: the oldest goes when one more arrives.
+    static constexpr int kMaxWaiting = 256;
+
+    ~CTNetPktFragLinker() { Release(); }
+
+    // Stamps the descriptor's receive tick and stores it; 0.
+    int Add(CTXmitPkt& pkt);
+    // The newest descriptor with that src and seq (and frame index), or null.
+    CTXmitPkt* Find(unsigned src, unsigned short seq);
+    CTXmitPkt* Find(unsigned src, unsigned short seq, unsigned char index);
+    CTXmitPkt* Find(CTSstpMessage& msg) { return Find(msg.GetSrc(), msg.GetSeq()); }
+    CTXmitPkt* Find(CTXmitPkt& pkt);
+    // Unlinks the descriptor and releases it; 0.
+    int Delete(CTXmitPkt& pkt);
+    // Removes every fragment stored less than 800 ticks ago and keeps the older ones: the required
+    // sense of the comparison. Returns how many went.
+    int DeleteTimeout(unsigned now);
+    // Unlinks and releases everything.
+    void Release();
+
+    int Count() const { return m_list.count(); }
+    // Fragments that went because the store was full.
+    uint64_t GetEvicted() const { return m_evicted; }
+
+  private:
+    template <typename Match>
+    CTXmitPkt* FindIf(Match match);
+
+    CTLinkedList m_list;
+    uint64_t m_evicted = 0;
+};

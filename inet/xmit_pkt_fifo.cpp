@@ -1,0 +1,37 @@
+#include "inet/xmit_pkt_fifo.h"
+
+#include <climits>
+#include <cstdio>
+
+int CTXmitPktMtFifo::Enqueue(CTXmitPkt* pkt) {
+    return Enqueue(pkt, INT_MAX);
+}
+
+int CTXmitPktMtFifo::Enqueue(CTXmitPkt* pkt, int max_count) {
+    if (!pkt) return 1;
+    CTMutexGuard guard(m_mutex);
+    if (m_list.count() >= max_count) return 1;
+    m_list.push_back(pkt);
+    return 0;
+}
+
+CTXmitPkt* CTXmitPktMtFifo::Dequeue() {
+    CTMutexGuard guard(m_mutex);
+    return static_cast<CTXmitPkt*>(m_list.pop_front());
+}
+
+bool CTXmitPktMtFifo::IsEmpty() {
+    CTMutexGuard guard(m_mutex);
+    return m_list.empty() != 0;
+}
+
+int CTXmitPktMtFifo::Count() {
+    CTMutexGuard guard(m_mutex);
+    return m_list.count();
+}
+
+void CTXmitPktMtFifo::Print() {
+    CTMutexGuard guard(m_mutex);
+    printf(m_list.empty() ? "linker is empty, " : "linker is not empty, ");
+    printf("count = %d\n", m_list.count());
+}

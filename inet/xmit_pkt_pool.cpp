@@ -1,0 +1,56 @@
+#include "inet/xmit_pkt_pool.h"
+
+#include <new>
+
+CTXmitPkt* CTXmitPktPool::CreateXmitPkt() {
+    CTSkBuffer* skb = new (std::nothrow) CTSkBuffer;
+    CTXmitPkt* pkt = new (std::nothrow) CTXmitPkt;
+    if (!skb || !pkt || skb->Create(m_bufsize) != 0) {
+        delete skb;
+        delete pkt;
+        return nullptr;
+    }
+    pkt->SetSkb(skb);
+    pkt->SetOwner(this);
+    return pkt;
+}
+
+void CTXmitPktPool::DestoryXmitPkt(CTXmitPkt* pkt) {
+    if (!pkt) return;
+    delete pkt->GetSkb();
+    pkt->SetSkb(nullptr);
+    delete pkt;
+}
+
+CTXmitPkt* CTXmitPktPool::Alloc() {
+    CTXmitPkt* pkt;
+    {
+        CTMutexGuard guard(m_mutex);
+        pkt = static_cast<CTXmitPkt*>(m_idle.pop_front());
+    }
+    if (!pkt) pkt = CreateXmitPkt();
+    if (!pkt) return nullptr;
+    pkt->Reset();
+    pkt->SetOwner(this);
+    m_loans.fetch_add(1, std::memory_order_relaxed);
+    return pkt;
+}
+
+void CTXmitPktPool::Free(CTXmitPkt* pkt) {
+    if (!pkt) return;
+    m_loans.fetch_sub(1, std::memory_order_relaxed);
+    {
+        CTMutexGuard guard(m_mutex);
+        if (m_idle.count() <= m_max) {
+            m_idle.push_back(pkt);
+            return;
+        }
+    }
+    DestoryXmitPkt(pkt);
+}
+
+void CTXmitPktPool::Release() {
+    CTMutexGuard guard(m_mutex);
+    while (CTLinkedNode* node = m_idle.pop_front())
+        DestoryXmitPkt(static_cast<CTXmitPkt*>(node));
+}

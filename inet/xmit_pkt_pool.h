@@ -1,0 +1,45 @@
+#pragma once
+
+#include <atomic>
+
+#include "base/pvu_list.h"
+#include "base/pvu_mutex.h"
+#include "inet/xmit_pkt.h"
+
+// A recycling pool of packet descriptors with buffers of one capacity, so that the data path
+// allocates nothing in its steady state. It grows on demand; the limit bounds what it keeps idle.
+// Descriptors on loan must be back before the pool goes. Any thread.
+class CTXmitPktPool {
+  public:
+    static constexpr int kDefaultBufSize = 1500;
+    static constexpr int kDefaultMax = 128;
+
+    CTXmitPktPool() : CTXmitPktPool(kDefaultBufSize, kDefaultMax) {}
+    // Buffer capacity first, then the most idle descriptors to keep (one more is kept).
+    CTXmitPktPool(int bufsize, int max) : m_max(max), m_bufsize(bufsize) {}
+    ~CTXmitPktPool() { Release(); }
+    CTXmitPktPool(const CTXmitPktPool&) = delete;
+    CTXmitPktPool& operator=(const CTXmitPktPool&) = delete;
+
+    // A new descriptor with its buffer, owned by this pool; null without memory.
+    CTXmitPkt* CreateXmitPkt();
+    // Destroys the descriptor and its buffer.
+    static void DestoryXmitPkt(CTXmitPkt* pkt);
+
+    // A descriptor, recycled or new, Reset and owned by this pool; null only without memory.
+    CTXmitPkt* Alloc();
+    // Takes a descriptor back; null is ignored.
+    void Free(CTXmitPkt* pkt);
+    // Destroys every idle descriptor.
+    void Release();
+
+    // Descriptors handed out by Alloc and not yet back.
+    int GetLoans() const { return m_loans.load(std::memory_order_relaxed); }
+
+  private:
+    const int m_max;
+    const int m_bufsize;
+    std::atomic<int> m_loans{0};
+    CTLinkedList m_idle PVU_GUARDED_BY(m_mutex);
+    CTMutex m_mutex;
+};
