@@ -1,0 +1,110 @@
+#include "sdwan/sdwan_subnet_list.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "sdwan/sdwan_sys.h"
+#include "sstp/sstp_error.h"
+#include "tests/sdwan/printed.h"
+#include "tests/support/captured_output.h"
+
+namespace {
+
+const std::string kBanner =
+    "-----------------------------------------------------------------------------------\n"
+    "|                             subnet list                                         |\n"
+    "-----------------------------------------------------------------------------------\n";
+
+// Counts as full because its last slot is in use; filling all of them would take long.
+class FullList : public CTSdwanSubnetList {
+  public:
+    explicit FullList(int capacity) : CTSdwanSubnetList(capacity) {
+        Put(capacity - 1, std::make_unique<CTSdwanSubnet>());
+    }
+};
+
+TEST(SubnetList, TheAppendThatFindsItFullGrowsItAndTheNextSucceeds) {
+    CTSdwanSubnetList list(4);
+    for (const char* name : {"a", "b", "c", "d"})
+        EXPECT_NE(list.Append(name), nullptr);
+    EXPECT_EQ(list.Append("e"), nullptr);
+    EXPECT_EQ(list.Capacity(), 6);
+    EXPECT_EQ(list.Append("e")->GetIndex(), 4);
+    EXPECT_EQ(list.Append("b"), list.At(1));
+    EXPECT_EQ(list.Append(nullptr), nullptr);
+    // With every slot in use but a hole, the hole is filled at once.
+    list.Append("f");
+    EXPECT_EQ(list.Remove("c") + list.Remove("nobody"), 0);
+    EXPECT_EQ(list.Append("g")->GetIndex(), 2);
+    EXPECT_EQ(list.Capacity(), 6);
+}
+
+TEST(SubnetList, GrowsByHalfByAtLeastOneSlotAndEndsAt65536) {
+    struct {
+        int capacity;
+        int grown;  // 0 where it cannot grow
+    } cases[] = {{1, 2}, {65, 97}, {50000, 65536}, {65534, 65536}, {65535, 0}, {65536, 0}};
+    for (const auto& c : cases) {
+        FullList list(c.capacity);
+        EXPECT_EQ(list.Resize(), c.grown > 0 ? 1 : 0) << c.capacity;
+        EXPECT_EQ(list.Capacity(), c.grown > 0 ? c.grown : c.capacity);
+        EXPECT_NE(list.At(c.capacity - 1), nullptr) << c.capacity;
+    }
+}
+
+TEST(SdwanSys, FindsAndDeletesByTheHalvesOfAnIdentifier) {
+    CTSdwanSys sys;
+    EXPECT_EQ(sys.GetSubnetList().Capacity(), 1024);
+    sys.AddSubnet("a");
+    sys.AddSubnet("x");
+    CTSdwanSubnet* c = sys.AddSubnet("c");
+    CTSdwanRouter* router = c->AddRouter(0x77, "tap-1");
+    sys.DeleteSubnet(0x155);
+    std::string text = kBanner +
+                       "1.a net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0\n"
+                       "2. NULL\n"
+                       "3.c net: index=2, gw=192.168.15.5, mask=255.255.255.0, router count=1\n"
+                       "    1. tap-1: ident=0x00000200, index=0, sn=0x00000077, sstp: 0.0.0.0:0\n";
+    int length = 0;
+    EXPECT_EQ(CapturedOutput([&] { length = sys.Print(); }), text);
+    EXPECT_EQ(length, static_cast<int>(text.size()));
+
+    EXPECT_EQ(sys.GetRouter(0x200), router);
+    EXPECT_EQ(sys.GetSubnet(0x2AB), c);
+    EXPECT_EQ(sys.FindSubnet(nullptr), nullptr);
+    for (unsigned int nobody : {0U, 0x100U, 0x201U, 0xFFFFFFFFU})
+        EXPECT_EQ(sys.GetRouter(nobody), nullptr);
+
+    EXPECT_EQ(sys.DeleteRouter(0x100), 1);
+    EXPECT_EQ(sys.DeleteRouter(0x200), 0);
+    EXPECT_FALSE(c->HasRouter(0x77));
+    EXPECT_EQ(sys.DeleteSubnet(0x200) + sys.DeleteSubnet(0xFFFFFFFF), 0);
+    EXPECT_EQ(sys.GetSubnetList().Count(), 1);
+}
+
+TEST(SdwanSys, AddSubnetChecksThePasswordAndEveryFailureIs1002) {
+    CTSdwanSys sys;
+    CTSstpError::SetLastError(0);
+    CTSdwanSubnet* subnet = sys.AddSubnet("a", "secret");
+    ASSERT_NE(subnet, nullptr);
+    EXPECT_EQ(sys.AddSubnet("a", "secret"), subnet);
+    EXPECT_EQ(CTSstpError::GetLastError(), 0);
+
+    auto fails = [&sys](const char* name, const char* password) {
+        CTSstpError::SetLastError(0);
+        return !sys.AddSubnet(name, password) && CTSstpError::GetLastError() == 1002;
+    };
+    EXPECT_TRUE(fails("a", "Secret"));
+    EXPECT_TRUE(fails("a", nullptr));
+    EXPECT_TRUE(fails(nullptr, "secret"));
+    // Without slots the first call only makes room; creating them tells success by 0.
+    EXPECT_EQ(sys.GetSubnetList().Create(-1), 1);
+    EXPECT_EQ(sys.GetSubnetList().Create(0), 0);
+    EXPECT_TRUE(fails("a", "secret"));
+    EXPECT_FALSE(fails("a", "secret"));
+    CTSstpError::SetLastError(0);
+}
+
+}  // namespace
