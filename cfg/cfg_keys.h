@@ -1,0 +1,36 @@
+#pragma once
+
+// The names of the sections of the configuration file and of the keys in them, each once for
+// reading and writing.
+
+namespace cfg_key {
+
+constexpr char kSubnet[] = "subnet";
+constexpr char kNetName[] = "net name";
+constexpr char kUserName[] = "user name";
+constexpr char kUserPwd[] = "user password";
+
+constexpr char kLocalRouter[] = "local router";
+constexpr char kLabel[] = "label";
+constexpr char kSerialNumber[] = "serial number";
+constexpr char kType[] = "type";
+constexpr char kLayer[] = "layer";
+
+constexpr char kLan[] = "lan";
+constexpr char kMac[] = "mac";
+constexpr char kGateway[] = "gateway";
+constexpr char kNetMask[] = "netmask";
+
+constexpr char kCentralRouter[] = "central router";
+constexpr char kPort[] = "port";
+// Of the sections "lan" and "central router".
+constexpr char kIp[] = "ip";
+
+constexpr char kSstp[] = "sstp";
+constexpr char kRecvTimeout[] = "recv timeout";
+// The spelling is the file format's.
+constexpr char kP2pEnable[] = "p2p eanble";
+constexpr char kHeartBeatInterval[] = "heartbeat interval";
+constexpr char kMtu[] = "mtu";
+
+}  // namespace cfg_key

@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "cfg/central_router_cfg.h"
+#include "cfg/local_host_cfg.h"
+#include "cfg/local_router_cfg.h"
+#include "cfg/sstp_cfg.h"
+#include "cfg/subnet_cfg.h"
+#include "tests/cfg/unformatted.h"
+#include "tests/support/captured_output.h"
+
+namespace {
+
+template <typename Section>
+void Read(Section& section, const std::string& json) {
+    CTJsonObject tree;
+    ASSERT_TRUE(tree.Parse(json.c_str())) << json;
+    EXPECT_EQ(section.ParseJson(tree.GetHandle()), 0);
+    tree.Free();
+}
+
+template <typename Section>
+std::string Printed(const Section& section) {
+    CTString text;
+    section.Print(text);
+    EXPECT_EQ(CapturedOutput([&] { section.Print(); }), text.c_str());
+    return text.c_str();
+}
+
+TEST(SectionCfg, DefaultsPrint) {
+    EXPECT_EQ(Printed(CTSubnetCfg()),
+              "Subnet:\n\tSubnet: qwop\n\tUser name: qwop\n\tUser password: qwop\n");
+    EXPECT_EQ(Printed(CTCentralRouterCfg()), "TCR: \n\tIP: 127.0.0.1\n\tPort: 1922\n");
+    CTLocalRouterCfg router;
+    router.m_serial_number = 0xABC;
+    EXPECT_EQ(Printed(router),
+              "Local Router: \n\tLabel: tap-1\n\tSerial number: 0x00000abc\n\ttype: 2\n"
+              "\tnet layer: 3\n");
+    EXPECT_EQ(Printed(CTLocalHostCfg()),
+              "Lan: \n\tMAC: 00:00:00:00:00:00\n\tIP: 0.0.0.0\n\tNetWork Gateway: 0.0.0.0\n"
+              "\tNetwork mask: 255.255.255.0\n");
+    CTSstpCfg sstp;
+    EXPECT_EQ(Printed(sstp),
+              "SSTP: \n\trecv timeout: 200ms\n\tHeartBeat interval: 20s\n\tp2p: Disable\n"
+              "\tMTU: 1400\n");
+    sstp.m_p2p_enable = true;
+    EXPECT_NE(Printed(sstp).find("\tp2p: Enable\n"), std::string::npos);
+}
+
+TEST(SectionCfg, ATextIsCutToItsFieldAndOnlyAStringIsTaken) {
+    CTSubnetCfg subnet;
+    std::string longest(32, 'n');
+    Read(subnet, R"({"net name":")" + longest + R"(12345678","user name":"%s%n",
+        "user password":5})");
+    EXPECT_EQ(Printed(subnet),
+              "Subnet:\n\tSubnet: " + longest + "\n\tUser name: %s%n\n\tUser password: qwop\n");
+    EXPECT_EQ(Unformatted(subnet.GenerateJson()),
+              R"({"net name":")" + longest + R"(","user name":"%s%n","user password":"qwop"})");
+    // Not an object: nothing to take.
+    for (const char* json : {"5", "\"net name\"", "[\"x\",{\"net name\":\"y\"}]"})
+        Read(subnet, json);
+    EXPECT_EQ(subnet.ParseJson(nullptr), 0);
+    EXPECT_EQ(subnet.m_net_name, longest);
+    subnet.SetUserPwd((longest + "p").c_str());
+    subnet.SetUserPwd(nullptr);
+    EXPECT_EQ(subnet.m_user_pwd, longest);
+}
+
+TEST(SectionCfg, TypeAndLayerAreReadByRulesThatDifferFromWriting) {
+    const struct {
+        const char* json;
+        int type;
+        int layer;
+    } rows[] = {
+        {R"({"type":"HW","layer":"L0"})", 0, 3},     {R"({"type":"TAP","layer":"L1"})", 1, 3},
+        {R"({"type":"TUN","layer":"L2"})", 2, 3},    {R"({"type":"BRIDGE","layer":"L3"})", 3, 3},
+        {R"({"type":"ECHO","layer":"L4"})", 4, 4},   {R"({"type":"bridge","layer":"L9"})", 0, 3},
+        {R"({"type":1,"layer":4,"label":5})", 9, 7}, {R"({})", 9, 7},
+    };
+    CTLocalRouterCfg router;
+    router.m_serial_number = 0x80000000;
+    for (const auto& row : rows) {
+        router.m_type = 9;
+        router.m_layer = 7;
+        Read(router, row.json);
+        EXPECT_EQ(router.m_type, row.type) << row.json;
+        EXPECT_EQ(router.m_layer, row.layer) << row.json;
+    }
+    const char* types[] = {"HW", "TAP", "TUN", "BRIDGE", "ECHO", "TUN"};
+    const char* layers[] = {"L0", "L1", "L2", "L3", "L4", "L3"};
+    for (uint8_t i = 0; i < 6; ++i) {
+        router.m_type = i;
+        router.m_layer = i;
+        EXPECT_EQ(Unformatted(router.GenerateJson()),
+                  std::string(R"({"label":"tap-1","serial number":-2147483648,"type":")")
+                      .append(types[i])
+                      .append(R"(","layer":")")
+                      .append(layers[i])
+                      .append("\"}"));
+    }
+    Read(router, R"({"serial number":-2147483647})");
+    EXPECT_EQ(router.m_serial_number, 0x80000001);
+}
+
+TEST(SectionCfg, AnAddressThatDoesNotParseLeavesItsField) {
+    const std::string good =
+        R"({"ip":"10.0.0.7","mac":"8E:10:45:38:32:28","gateway":"10.0.0.1","netmask":"255.0.0.0"})";
+    CTLocalHostCfg host;
+    Read(host, good);
+    for (const char* bad : {"\"\"", "\"1.2.3\"", "\"1.2.3.4444\"", "\"1.2.3.4 \"",
+                            "\"11:22:33:44:55\"", "\"11:22:33:44:55:6x\"", "5", "null", "[]"}) {
+        std::string json = R"({"ip":@,"mac":@,"gateway":@,"netmask":@})";
+        for (size_t at = json.find('@'); at != std::string::npos; at = json.find('@'))
+            json.replace(at, 1, bad);
+        Read(host, json);
+        EXPECT_EQ(Unformatted(host.GenerateJson()), good) << bad;
+    }
+    host.SetEtherAddr(nullptr);
+    Read(host, R"({"mac":"8e10:4538:3229","ip":"00.00.00.00"})");
+    EXPECT_EQ(Printed(host),
+              "Lan: \n\tMAC: 8E:10:45:38:32:29\n\tIP: 0.0.0.0\n\tNetWork Gateway: 10.0.0.1\n"
+              "\tNetwork mask: 255.0.0.0\n");
+}
+
+TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndCutToItsField) {
+    CTCentralRouterCfg central;
+    CTSstpCfg sstp;
+    for (auto [json, port, timeout] : {std::tuple("80.9", 80, 80),
+                                       {"65537", 1, 65537},
+                                       {"-1", 65535, -1},
+                                       {"\"80\"", 0, INT_MIN},
+                                       {"1e300", 0, INT_MIN}}) {
+        Read(central, std::string(R"({"port":)") + json + "}");
+        EXPECT_EQ(central.m_port, port) << json;
+        Read(sstp, std::string(R"({"recv timeout":)") + json + "}");
+        EXPECT_EQ(sstp.m_recv_timeout, timeout) << json;
+    }
+}
+
+TEST(SectionCfg, TheP2pFlagIsTrueForTheLiteralTrueOnly) {
+    CTSstpCfg sstp;
+    for (auto [json, flag] : {std::pair("true", true),
+                              {"1", false},
+                              {"true", true},
+                              {"\"true\"", false},
+                              {"true", true}}) {
+        Read(sstp, std::string(R"({"p2p eanble":)") + json + "}");
+        EXPECT_EQ(sstp.m_p2p_enable, flag) << json;
+    }
+    // The spelling of a fresh file.
+    Read(sstp, R"({"p2p enable":false,"mtuj":9})");
+    EXPECT_EQ(Unformatted(sstp.GenerateJson()),
+              R"({"recv timeout":200,"p2p eanble":true,"heartbeat interval":20,"mtu":1400})");
+}
+
+}  // namespace
