@@ -53,7 +53,8 @@ void CTBuffer::Reset() {
 
 void CTBuffer::Compact() {
     int held = GetLength();
-    if (held > 0) memmove(CTMemBlock::GetPtr(), GetPtr(), static_cast<size_t>(held));
+    void* block = CTMemBlock::GetPtr();
+    if (block && held > 0) memmove(block, GetPtr(), static_cast<size_t>(held));
     m_read_pos = 0;
     m_write_pos = held;
 }

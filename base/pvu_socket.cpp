@@ -5,7 +5,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -125,7 +124,7 @@ bool CTSocket::SetBroadcast(bool on) {
 bool CTSocket::SetNetInterface(const char* ifname) {
     if (!ifname) return false;
     char request[sizeof(ifreq)] = {};
-    memcpy(request, ifname, std::min(strlen(ifname), sizeof request - 1));
+    memcpy(request, ifname, strnlen(ifname, sizeof request - 1));
     if (!SetOption(SO_BINDTODEVICE, request, sizeof request)) perror("SO_BINDTODEVICE failed");
     return true;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 
 // A version packed as major x 65536 + minor x 256 + patch.

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/pvu_sockaddr.h"
+#include "base/pvu_udp.h"
+#include "sstp/sstp_message.h"
+
+class CTSstpGetDeviceAckParamList;
+
+// The edge's UDP endpoint towards the central router: it owns the socket, knows the central
+// router's address and the identifier given at login, numbers what it sends, and runs the
+// stop-and-wait exchanges of joining and leaving.
+//
+// Owned by the system object. The main thread runs exchanges; while the tunnel port is open its
+// receive thread alone calls Read and its transmit thread alone calls Write. No locks: no other
+// two calls overlap.
+class CTSstpConnect {
+  public:
+    static constexpr int kDefaultMtu = 1400;
+    static constexpr int kDefaultRecvTimeoutMs = 200;
+    static constexpr int kAttempts = 3;
+
+    CTSstpConnect();
+    ~CTSstpConnect() { Close(); }
+    CTSstpConnect(const CTSstpConnect&) = delete;
+    CTSstpConnect& operator=(const CTSstpConnect&) = delete;
+
+    // Opens the socket, unbound, with a receive time-out of 200 ms; true on success. A socket
+    // left open by a join that failed is closed first.
+    bool Open(CTSockAddr& central);
+    void Close() { m_udp.Close(); }
+    void SetRecvTimeout(int ms) { m_udp.SetRecvTimeout(ms); }
+
+    void SetCentralRouterAddr(CTSockAddr& addr) { m_central = addr; }
+    CTSockAddr& GetCentralRouterAddr() { return m_central; }
+    // kSstpCentralRouter until the login; never reset by a logout.
+    void SetIdentify(uint32_t identifier) { m_identifier = identifier; }
+    uint32_t GetIdentifier() const { return m_identifier; }
+    int GetMtu() const { return m_mtu; }
+
+    // One datagram into the message's buffer, cut to it; the byte count, or -1 when none arrived
+    // within the receive time-out.
+    int Read(CTSockAddr& from, CTSstpMessage& msg);
+
+    // Numbers a message whose seq is 0 (network packets and everything else have a counter each),
+    // stamps the identifier as its src and sends it; the bytes sent, or -1. The first message on
+    // a counter carries seq 0, so it is numbered anew when it is sent again.
+    int Write(CTSockAddr& to, CTSstpMessage& msg);
+    // Numbers both alike and sends the second one first; the sum of both results.
+    int Write(CTSockAddr& to, CTSstpMessage& first, CTSstpMessage& second);
+
+    // Sends the request and waits for its reply, at most count times; 0 on success, 1 on failure.
+    // Silence and a stray datagram cost an attempt, a send error ends the exchange. The sender of
+    // the reply is not compared with the address. What the reply's buffer holds behind the bytes
+    // that arrived (received, if wanted) is zero.
+    int WriteAndWaitReply(CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply, int count,
+                          int* received = nullptr);
+    // The same with the central router and three attempts.
+    int WriteAndWaitReply(CTSstpMessage& request, CTSstpMessage& reply);
+
+    // One exchange with the central router each: 0 on success, nonzero on failure. A null text or
+    // MAC gives 1 and sends nothing.
+    static int SstpEcho(CTSstpConnect& conn);
+    // Succeeds when the reply's error is 0, and takes the identifier from it; otherwise that error
+    // becomes the last error. Prints the reply.
+    static int SstpLogin(CTSstpConnect& conn, const char* subnet, const char* user,
+                         const char* password, uint32_t serial, uint32_t version);
+    static int SstpLogout(CTSstpConnect& conn);
+    static int SstpDhcp(CTSstpConnect& conn, uint32_t ip, const uint8_t* mac);
+    static int SstpSubnet(CTSstpConnect& conn, const char* subnet);
+    // Succeeds when the reply's error is 0.
+    static int SstpAddRouter(CTSstpConnect& conn, const char* label, uint32_t serial,
+                             uint16_t router_type, uint8_t net_layer);
+    static int SstpAddDevice(CTSstpConnect& conn, CTSstpGetDeviceAckParamList& devices);
+    // Addresses in network byte order.
+    static int SstpDelDevice(CTSstpConnect& conn, const uint32_t* addrs, int count);
+
+  private:
+    uint16_t NextSeq(uint8_t type);
+    int SendNumbered(CTSockAddr& to, CTSstpMessage& msg, uint16_t seq);
+
+    uint16_t m_command_seq = 0;
+    uint16_t m_packet_seq = 0;
+    uint32_t m_identifier = kSstpCentralRouter;
+    int m_mtu = kDefaultMtu;
+    CTSockAddr m_central;
+    CTUdp m_udp;
+};

@@ -1,0 +1,123 @@
+// CTSstpPort: opening, closing and its two queues. The receive thread is in sstp_port_rx.cpp, the
+// transmit thread in sstp_port_tx.cpp.
+
+#include "sstp/sstp_port.h"
+
+#include <algorithm>
+
+#include "base/pvu_sleep.h"
+
+namespace {
+
+constexpr int kReadWaitMs = 200;
+constexpr unsigned kClosedReadMs = 5;
+
+void Clear(CTXmitPktMtFifo& fifo, CTSemaphore& semaphore) {
+    while (CTXmitPkt* pkt = fifo.Dequeue()) {
+        semaphore.TryWait();  // the post that came with it
+        pkt->Release();
+    }
+}
+
+bool IsNetPacket(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    return msg.Attach(pkt) && msg.GetType() == kSstpNetPacket;
+}
+
+}  // namespace
+
+CTSstpPort::~CTSstpPort() {
+    // What was queued while no thread ran.
+    ClearRxFifo();
+    ClearTxFifo();
+}
+
+bool CTSstpPort::Open(CTXmitPktPool& pool, CTSstpConnect& conn) {
+    m_pool = &pool;
+    m_conn = &conn;
+    return StartThread();
+}
+
+void CTSstpPort::Close() {
+    StopThread();
+}
+
+void CTSstpPort::SetHeartBeatInterval(int seconds) {
+    int64_t ms = static_cast<int64_t>(seconds) * 1000;
+    m_heartbeat_interval =
+        static_cast<unsigned>(std::clamp<int64_t>(ms, kMinHeartBeatMs, UINT32_MAX));
+}
+
+bool CTSstpPort::StartThread() {
+    m_rx_running = true;
+    if (!m_rx_thread.Start(rx_thread_process, this)) {
+        m_rx_running = false;
+        return false;
+    }
+    m_tx_running = true;
+    if (!m_tx_thread.Start(tx_thread_process, this)) {
+        m_rx_running = false;
+        m_rx_thread.Stop();
+        m_tx_running = false;
+        return false;
+    }
+    return true;
+}
+
+void CTSstpPort::StopThread() {
+    if (m_rx_running) {
+        m_rx_running = false;
+        m_rx_thread.Stop();
+    }
+    if (m_tx_running) {
+        m_tx_running = false;
+        m_tx_semaphore.Post();
+        m_tx_thread.Stop();
+    }
+}
+
+int CTSstpPort::Write(CTXmitPkt* pkt) {
+    if (!pkt) return 1;
+    if (IsNetPacket(*pkt)) {
+        if (m_tx_fifo.Enqueue(pkt, CTXmitPktMtFifo::kMaxNetPackets) != 0) {
+            ++m_tx_dropped;
+            pkt->Release();
+            return 1;
+        }
+    } else {
+        m_tx_fifo.Enqueue(pkt);
+    }
+    m_tx_semaphore.Post();
+    return 0;
+}
+
+int CTSstpPort::Write(CTSstpMessage& msg, CTSockAddr& to) {
+    CTXmitPkt* pkt = m_pool ? m_pool->Alloc() : nullptr;
+    if (!pkt) return 1;
+    int length = std::min(msg.GetMessageLength(), msg.GetBufferSize());
+    if (pkt->Write(msg.GetBufferPtr(), length) != 0) {
+        pkt->Release();
+        return 1;
+    }
+    pkt->SetSendAddr(to);
+    return Write(pkt);
+}
+
+CTXmitPkt* CTSstpPort::Read() {
+    if (!m_rx_running) {
+        pvu_msleep(kClosedReadMs);
+        return nullptr;
+    }
+    if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return nullptr;
+    CTXmitPkt* pkt = m_rx_fifo.Dequeue();
+    TellRoom();
+    return pkt;
+}
+
+void CTSstpPort::ClearRxFifo() {
+    Clear(m_rx_fifo, m_rx_semaphore);
+}
+
+void CTSstpPort::ClearTxFifo() {
+    Clear(m_tx_fifo, m_tx_semaphore);
+}

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/pvu_semaphore.h"
+#include "base/pvu_thread.h"
+#include "inet/tnet_frag_linker.h"
+#include "inet/tnet_merger.h"
+#include "inet/tnet_splitter.h"
+#include "inet/xmit_pkt_fifo.h"
+#include "inet/xmit_pkt_pool.h"
+#include "sstp/sstp_connect.h"
+#include "sstp/sstp_message.h"
+
+// The data-path end of the tunnel to the central router, with two threads:
+//
+//   socket -> [receive thread] -> receive queue -> Read()   (the ingress forwarder)
+//   Write() -> transmit queue -> [transmit thread] -> socket
+//
+// The receive thread also keeps the link alive with heartbeats and reassembles fragments; the
+// transmit thread splits what is longer than the tunnel MTU. Any thread calls Write, the ingress
+// thread alone calls Read, the main thread opens and closes.
+//
+// Owned by the system object; pool and connection must outlive it. The destructor does not stop
+// the threads: Close() comes first.
+class CTSstpPort {
+  public:
+    static constexpr unsigned kDefaultHeartBeatMs = 5000;
+    static constexpr unsigned kMinHeartBeatMs = 2000;
+
+    CTSstpPort() = default;
+    ~CTSstpPort();
+    CTSstpPort(const CTSstpPort&) = delete;
+    CTSstpPort& operator=(const CTSstpPort&) = delete;
+
+    // True when both threads run. It can be opened again after a close.
+    bool Open(CTXmitPktPool& pool, CTSstpConnect& conn);
+    // Stops both threads, which takes up to one receive time-out of the connection; descriptors
+    // still queued go back to the pool unsent.
+    void Close();
+    // At least 2 seconds. Before Open.
+    void SetHeartBeatInterval(int seconds);
+
+    // Queues the descriptor, which is the port's from now on: 0, or 1 for null and for a network
+    // packet that found the queue full and was released.
+    int Write(CTXmitPkt* pkt);
+    // Queues a copy of the message: 0, or 1 when no descriptor could be had or filled.
+    int Write(CTSstpMessage& msg, CTSockAddr& to);
+    // The next received message, waiting up to 200 ms; the caller releases it. Null on time-out
+    // and, after 5 ms, while the port is closed.
+    CTXmitPkt* Read();
+
+    bool StartThread();
+    void StopThread();
+    // Release everything in that queue.
+    void ClearRxFifo();
+    void ClearTxFifo();
+
+    // Receive thread: one step of the heartbeat ladder. 0, or 1 when a due heartbeat could not be
+    // queued.
+    int SendHeartBeat();
+    // Receive thread: one datagram in a fresh descriptor, or null.
+    CTXmitPkt* Recv();
+    int DoRecvXmitPacket();
+    void RecvXmitPacketHandle(CTXmitPkt& pkt);
+    void RecvXmitPacketFinish(CTXmitPkt& pkt);
+    void InterCommandAckHandle(CTXmitPkt& pkt, CTSstpMessage& msg);
+    void InterCommandHeartBeatAckDone(CTXmitPkt& pkt);
+    void RecvNetPacketDone(CTXmitPkt& pkt);
+
+    // Transmit thread: send, with the bytes sent as result; 0 when there was nothing to send.
+    int Send(CTXmitPkt& pkt);
+    int Send(CTXmitPkt& first, CTXmitPkt& second);
+    int SendNetPacket(CTXmitPkt& pkt);
+    void TxXmitPacketHandle(CTXmitPkt& pkt);
+    void TxXmitPacketFinish(CTXmitPkt& pkt);
+
+    static void* rx_thread_process(void* port);
+    static void* tx_thread_process(void* port);
+
+    // Datagrams dropped because their length was no message's, and network packets dropped
+    // because a queue was full. Any thread.
+    uint64_t GetMalformedCount() const { return m_malformed; }
+    uint64_t GetRxDropCount() const { return m_rx_dropped; }
+    uint64_t GetTxDropCount() const { return m_tx_dropped; }
+
+  private:
+    void RxLoop();
+    void TxLoop();
+    bool IsComplete(CTXmitPkt& pkt) const;
+    void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, CTSstpMessage& stored_msg);
+    bool BacklogIsFull();
+    void WaitForRoom();
+    void TellRoom();
+
+    CTThread m_rx_thread;
+    CTThread m_tx_thread;
+    std::atomic<bool> m_tx_running{false};
+    std::atomic<bool> m_rx_running{false};
+    CTSemaphore m_rx_semaphore;  // posted once for each entry of the receive queue
+    CTSemaphore m_tx_semaphore;  // posted once for each entry of the transmit queue
+    CTXmitPktMtFifo m_rx_fifo;
+    CTXmitPktMtFifo m_tx_fifo;
+    CTXmitPktPool* m_pool = nullptr;
+    CTSstpConnect* m_conn = nullptr;
+
+    // Receive thread.
+    unsigned m_heartbeat_misses = 0;  // heartbeats sent since the last acknowledgement
+    unsigned m_last_heartbeat = 0;    // tick
+    unsigned m_heartbeat_interval = kDefaultHeartBeatMs;
+    CTNetPktMerger m_merger;
+    CTNetPktFragLinker m_fragments;
+
+    // Transmit thread.
+    CTXmitPkt m_split_spare;  // takes the second fragment
+    CTNetPktSplitter m_splitter;
+
+    // Back-pressure (see WaitForRoom).
+    std::atomic<bool> m_reader_waits{false};
+    CTSemaphore m_room;
+
+    std::atomic<uint64_t> m_malformed{0};
+    std::atomic<uint64_t> m_rx_dropped{0};
+    std::atomic<uint64_t> m_tx_dropped{0};
+};

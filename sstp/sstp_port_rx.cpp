@@ -1,0 +1,209 @@
+// The receive thread of CTSstpPort. A datagram's road:
+//
+//   Recv                  socket -> fresh descriptor; dropped unless its length is a message's
+//   RecvXmitPacketHandle  heartbeat acknowledgements end here; fragments wait for their partner
+//   RecvXmitPacketFinish  -> receive queue, or back to the pool
+
+#include <cstdio>
+
+#include "base/pvu_time.h"
+#include "sstp/sstp_heartbeat.h"
+#include "sstp/sstp_port.h"
+
+namespace {
+
+constexpr unsigned kFirstRetryMs = 2000;  // after one unanswered heartbeat
+constexpr unsigned kRetryMs = 1000;       // after more
+constexpr unsigned kMissesToDropOff = 5;
+
+// Descriptors in both queues at which the receive thread stops reading: a full queue of network
+// packets each way, and as many commands and acknowledgements.
+constexpr int kMaxBacklog = 3 * CTXmitPktMtFifo::kMaxNetPackets;
+constexpr int kRoomWaitMs = 100;
+
+uint32_t Now() {
+    return static_cast<uint32_t>(CTTime::GetCurrentTick());
+}
+
+}  // namespace
+
+void* CTSstpPort::rx_thread_process(void* port) {
+    if (port) static_cast<CTSstpPort*>(port)->RxLoop();
+    return nullptr;
+}
+
+void CTSstpPort::RxLoop() {
+    if (!m_conn || !m_pool) return;
+    printf("sstp port rxloop start\n");
+    m_last_heartbeat = Now();
+    while (m_rx_running) {
+        SendHeartBeat();
+        DoRecvXmitPacket();
+    }
+    m_rx_semaphore.Post();
+    ClearRxFifo();
+    m_fragments.Release();
+    printf("sstp port rxloop stop\n");
+}
+
+int CTSstpPort::DoRecvXmitPacket() {
+    if (BacklogIsFull()) {
+        WaitForRoom();
+        return 1;
+    }
+    CTXmitPkt* pkt = Recv();
+    if (!pkt) return 1;
+    RecvXmitPacketHandle(*pkt);
+    RecvXmitPacketFinish(*pkt);
+    return 0;
+}
+
+// Commands and acknowledgements are never dropped, so a flood of them could fill the memory. When
+// too much waits the thread leaves datagrams to the socket's own buffer until a consumer has
+// taken something; heartbeats go on, as the wait is bounded.
+bool CTSstpPort::BacklogIsFull() {
+    return m_rx_fifo.Count() + m_tx_fifo.Count() >= kMaxBacklog;
+}
+
+void CTSstpPort::WaitForRoom() {
+    m_reader_waits = true;
+    m_room.Wait(kRoomWaitMs);
+    m_reader_waits = false;
+}
+
+void CTSstpPort::TellRoom() {
+    if (m_reader_waits && m_reader_waits.exchange(false)) m_room.Post();
+}
+
+CTXmitPkt* CTSstpPort::Recv() {
+    CTXmitPkt* pkt = m_pool->Alloc();
+    if (!pkt) return nullptr;
+    CTSkBuffer* skb = pkt->GetSkb();
+    CTSstpMessage msg;
+    if (!skb || skb->GetFreeSize() < 1 || !msg.Attach(*skb)) {
+        pkt->Release();
+        return nullptr;
+    }
+    CTSockAddr from;
+    int length = m_conn->Read(from, msg);
+    if (length <= 0) {
+        pkt->Release();
+        return nullptr;
+    }
+    skb->Put(length);
+    if (!IsComplete(*pkt)) {
+        ++m_malformed;
+        pkt->Release();
+        return nullptr;
+    }
+    pkt->SetRecvAddr(from);
+    pkt->SetRecvLength(length);
+    pkt->SetSource(kXmitFromTunnel);
+    return pkt;
+}
+
+// Anybody can send to this port, and every later stage trusts the length field: it must name at
+// least a header and no more than what arrived.
+bool CTSstpPort::IsComplete(CTXmitPkt& pkt) const {
+    int received = pkt.GetSkb()->GetDataLength();
+    if (received < kSstpHeaderSize) return false;
+    CTSstpMessage msg;
+    msg.Attach(pkt);
+    return msg.GetMessageLength() >= kSstpHeaderSize && msg.GetMessageLength() <= received;
+}
+
+void CTSstpPort::RecvXmitPacketHandle(CTXmitPkt& pkt) {
+    pkt.SetStatus(kXmitDeliver);
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return;
+    switch (msg.GetType()) {
+        case kSstpInterCommandAck:
+            InterCommandAckHandle(pkt, msg);
+            break;
+        case kSstpNetPacket:
+            RecvNetPacketDone(pkt);
+            break;
+        default:
+            break;
+    }
+}
+
+void CTSstpPort::InterCommandAckHandle(CTXmitPkt& pkt, CTSstpMessage& msg) {
+    if (msg.GetSubType() == kSstpInterHeartBeat) InterCommandHeartBeatAckDone(pkt);
+}
+
+void CTSstpPort::InterCommandHeartBeatAckDone(CTXmitPkt& pkt) {
+    m_heartbeat_misses = 0;
+    pkt.SetStatus(kXmitFinished);
+}
+
+void CTSstpPort::RecvNetPacketDone(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    msg.Attach(pkt);
+    if (m_merger.IsSingle(msg)) {
+        pkt.SetStatus(kXmitDeliver);
+        return;
+    }
+    CTXmitPkt* stored = m_fragments.Find(msg);
+    if (!stored) {
+        pkt.SetStatus(kXmitHeld);
+        m_fragments.Add(pkt);
+        return;
+    }
+    CTSstpMessage stored_msg;
+    stored_msg.Attach(*stored);
+    if (stored_msg.GetFrameTotal() != kFrameTotalNone &&
+        stored_msg.GetFrameIndex() == msg.GetFrameIndex()) {
+        ReplaceRepeated(pkt, *stored, stored_msg);
+        return;
+    }
+    int result = m_merger.Merge(pkt, *stored);
+    pkt.SetStatus(result == 0 ? kXmitDeliver : kXmitFinished);
+    m_fragments.Delete(*stored);
+}
+
+void CTSstpPort::ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored,
+                                 CTSstpMessage& stored_msg) {
+    printf("Recv same frame, src: %d, ft: %d, fi: %d\n", static_cast<int>(stored_msg.GetSrc()),
+           stored_msg.GetFrameTotal(), stored_msg.GetFrameIndex());
+    m_fragments.Delete(stored);
+    incoming.SetStatus(kXmitHeld);
+    m_fragments.Add(incoming);
+}
+
+void CTSstpPort::RecvXmitPacketFinish(CTXmitPkt& pkt) {
+    if (pkt.GetStatus() == kXmitFinished) {
+        pkt.Release();
+        return;
+    }
+    if (pkt.GetStatus() != kXmitDeliver) return;
+    CTSstpMessage msg;
+    bool net_packet = msg.Attach(pkt) && msg.GetType() == kSstpNetPacket;
+    int result = net_packet ? m_rx_fifo.Enqueue(&pkt, CTXmitPktMtFifo::kMaxNetPackets)
+                            : m_rx_fifo.Enqueue(&pkt);
+    if (result != 0) {
+        ++m_rx_dropped;
+        pkt.Release();
+        return;
+    }
+    m_rx_semaphore.Post();
+}
+
+int CTSstpPort::SendHeartBeat() {
+    unsigned interval = m_heartbeat_interval;
+    if (m_heartbeat_misses == 1) interval = kFirstRetryMs;
+    if (m_heartbeat_misses > 1) interval = kRetryMs;
+    uint32_t now = Now();
+    if (now - m_last_heartbeat < interval) return 0;
+
+    CTSstpHeartBeatMsg heartbeat;
+    if (!heartbeat.Create()) return 1;
+    heartbeat.SetTick(now);
+    if (Write(heartbeat, m_conn->GetCentralRouterAddr()) != 0) return 1;
+    m_last_heartbeat = now;
+    ++m_heartbeat_misses;
+    if (m_heartbeat_misses > kMissesToDropOff) {
+        printf("sstp drop off, count = %d\n", static_cast<int>(m_heartbeat_misses));
+    }
+    return 0;
+}

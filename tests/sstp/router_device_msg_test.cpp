@@ -1,0 +1,203 @@
+// The messages about routers and devices, and the heartbeat between edges.
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "sstp/sstp_add_device.h"
+#include "sstp/sstp_add_router.h"
+#include "sstp/sstp_del_device.h"
+#include "sstp/sstp_del_router.h"
+#include "sstp/sstp_get_device.h"
+#include "sstp/sstp_get_router.h"
+#include "sstp/sstp_p2p_heartbeat.h"
+#include "tests/sstp/message_support.h"
+
+namespace {
+
+// A fresh message whose type and sub type are given, without a record in its length.
+template <typename Msg>
+void ExpectEmpty(const std::string& types, const std::string& head, const std::string& tail = "") {
+    bool reply = types.starts_with("04");
+    ExpectFresh<Msg>(types + "0000 0010 0000" + (reply ? "ffffffff 00000000" : "00000000 ffffffff"),
+                     head + ", seq=0, len=16(0,0), " +
+                         (reply ? "src=4294967295, dst=0\n" : "src=0, dst=4294967295\n") + tail);
+}
+
+TEST(RouterMessages, AddRouter) {
+    ExpectWire<CTSstpAddRouterMsg>(
+        "03 0a 0000 0044 0000 00000000 ffffffff"
+        "0102 03 00 00000a05 1a2b3c4d 0000 0782 c0a86364"
+        "6c616220 31000000 00000000 00000000 00000000 00000000 00000000 00000000",
+        [](CTSstpAddRouterMsg& to, const CTSstpAddRouterMsg& from) {
+            CTSockAddr addr;
+            if (from.GetExtSockaddr(addr)) to.SetExtSockAddr(addr);
+            to.SetRouterType(from.GetRouterType());
+            to.SetNetLayer(from.GetNetLayer());
+            to.SetIdentifier(from.GetIdentifier());
+            to.SetSerialNumber(from.GetSerialNumber());
+            to.SetRouterLabel(from.GetRouterLabel());
+            // What the print-out does not show.
+            if (from.GetNetLayer() == 0) return;
+            EXPECT_EQ(from.GetIdentifier(), 0x0a05u);
+            EXPECT_TRUE(addr == CTSockAddr("192.168.99.100", 1922));
+        },
+        "\nAdd Router: mt=cmm(3), st=router add(10), seq=0, len=68(0,0), src=0, dst=4294967295\n"
+        " label: lab 1\n"
+        " Serial Number: 0x1a2b3c4d\n"
+        " type: 258\n"
+        " layer:  3\n");
+    ExpectWire<CTSstpAddRouterAck>(
+        "04 0a 0000 0014 0000 ffffffff 00000000 ffffffff",
+        [](auto& to, const auto& from) { to.SetError(from.GetError()); },
+        "\nAdd Router Ack: mt=cmm ack(4), st=router add(10), seq=0, len=20(0,0), "
+        "src=4294967295, dst=0\n result: -1\n");
+}
+
+TEST(RouterMessages, DelRouterAndGetDeviceNameARouter) {
+    auto copy = [](auto& to, const auto& from) { to.SetIdentifier(from.GetIdentifier()); };
+    ExpectWire<CTSstpDelRouterMsg>(
+        "03 0c 0000 0014 0000 00000000 ffffffff 00000a05", copy,
+        "\nDel Router: mt=cmm(3), st=router del(12), seq=0, len=20(0,0), src=0, dst=4294967295\n"
+        " identifier: 0x00000A05\n");
+    ExpectWire<CTSstpGetDeviceMsg>(
+        "03 12 0000 0014 0000 00000000 ffffffff 00000a05", copy,
+        "\nGet Device: mt=cmm(3), st=get device(18), seq=0, len=20(0,0), src=0, dst=4294967295\n"
+        " Ident: 0x00000A05\n");
+}
+
+TEST(RouterMessages, PeerHeartbeat) {
+    auto copy = [](auto& to, const auto& from) { to.SetTick(from.GetTick()); };
+    ExpectWire<CTSstpP2PHeartbeatMsg>(
+        "03 08 0000 0014 0000 00000000 ffffffff 01020304", copy,
+        "\np2p heartbeat: mt=cmm(3), st=p2p heartbeat(8), seq=0, len=20(0,0), src=0, "
+        "dst=4294967295\n tick: 16909060\n");
+    // The reply starts with the addresses of a request.
+    ExpectWire<CTSstpP2PHeartbeatAck>(
+        "04 08 0000 0014 0000 00000000 ffffffff ffffffff", copy,
+        "\np2p heartbeat ack: mt=cmm ack(4), st=p2p heartbeat(8), seq=0, len=20(0,0), src=0, "
+        "dst=4294967295\n tick: -1\n");
+}
+
+TEST(RouterMessages, FreshOnesWithoutARecordAreHeadersAlone) {
+    ExpectEmpty<CTSstpDelRouterAck>("040c", "\nDel Router Ack: mt=cmm ack(4), st=router del(12)");
+    ExpectEmpty<CTSstpGetRouterMsg>("030e", "\nGet Router: mt=cmm(3), st=router get(14)");
+    ExpectEmpty<CTSstpGetRouterAck>("040e", "\nGet Router Ack: mt=cmm ack(4), st=router get(14)");
+    ExpectEmpty<CTSstpAddDeviceAck>("0410", "\nAdd Device Ack: mt=cmm ack(4), st=add device(16)");
+    ExpectEmpty<CTSstpDelDeviceAck>("0411", "\nDel Device Ack: mt=cmm ack(4), st=del device(17)");
+    ExpectEmpty<CTSstpGetDeviceAck>("0412", "\nGet Device Ack: mt=cmm ack(4), st=get device(18)");
+    // Until their list is filled, these two leave out their identifier too.
+    ExpectEmpty<CTSstpAddDeviceMsg>("0310", "\nAdd Device: mt=cmm(3), st=add device(16)",
+                                    " Ident: 0x00000000\n");
+    ExpectEmpty<CTSstpDelDeviceMsg>("0311", "\nDel Device: mt=cmm(3), st=del device(17)",
+                                    " Ident: 0x00000000\n");
+}
+
+constexpr char kDelDevice[] = "03 11 0000 001c 0000 00000000 ffffffff 00000a05 0a010203 c0a86364";
+
+TEST(DeviceMessages, DelDeviceCarriesAddressesAsTheyAre) {
+    const uint32_t addrs[] = {htonl(0x0a010203), htonl(0xc0a86364)};
+    CTSstpDelDeviceMsg msg;
+    EXPECT_EQ(msg.FillParamList(addrs, 2), 0) << "nothing to fill yet";
+    ASSERT_TRUE(msg.Create());
+    msg.SetIdentifier(0x0a05);
+    EXPECT_EQ(msg.FillParamList(addrs, 2), 8);
+    EXPECT_EQ(BytesOf(msg), Hex(kDelDevice));
+    EXPECT_EQ(PrintOut(msg),
+              "\nDel Device: mt=cmm(3), st=del device(17), seq=0, len=28(0,0), src=0, "
+              "dst=4294967295\n"
+              " Ident: 0x00000A05\n"
+              " 0. 10.1.2.3\n"
+              " 1. 192.168.99.100\n");
+    EXPECT_EQ(msg.FillParamList(addrs, -1), 0);
+    EXPECT_EQ(msg.GetLength(), 20);
+    std::vector<uint32_t> many(33, htonl(0x0a010203));
+    EXPECT_EQ(msg.FillParamList(many.data(), 33), 128) << "32 addresses fit";
+    EXPECT_EQ(msg.GetLength(), 148);
+}
+
+TEST(DeviceMessages, ListLengthIsWhatTheBufferHolds) {
+    for (int capacity = kSstpHeaderSize; capacity <= 30; ++capacity) {
+        SCOPED_TRACE(capacity);
+        ReceivedBytes received(Hex(kDelDevice), capacity);
+        CTSstpDelDeviceMsg msg;
+        ASSERT_TRUE(msg.Attach(received.Skb()));
+        EXPECT_EQ(msg.GetIdentifier(), capacity >= 20 ? 0x0a05u : 0u);
+        EXPECT_EQ(msg.GetParamListPtr(), capacity >= 20 ? msg.GetDataPtr() + 4 : nullptr);
+        EXPECT_EQ(msg.GetParamListLength(), std::clamp(capacity - 20, 0, 8));
+        std::string printed = PrintOut(msg);
+        EXPECT_EQ(printed.find(" 0. 10.1.2.3\n") != std::string::npos, capacity >= 24);
+        EXPECT_EQ(printed.find(" 1. 192.168.99.100\n") != std::string::npos, capacity >= 28);
+        // A length field below header and identifier, and one that the buffer does not hold.
+        msg.SetLength(3);
+        EXPECT_EQ(msg.GetParamListLength(), 0);
+        msg.SetLength(0xffff);
+        EXPECT_EQ(msg.GetParamListLength(), std::max(0, capacity - 20));
+        PrintOut(msg);
+    }
+    EXPECT_EQ(CTSstpAddDeviceMsg().GetParamListLength(), 0);
+}
+
+TEST(DeviceMessages, AddDevice) {
+    CTSstpGetDeviceAckParamList list;
+    ASSERT_EQ(list.Create(2), 0);
+    ASSERT_TRUE(list.Append());
+    list.SetStat(1);
+    ASSERT_TRUE(list.Append());
+    list.SetIPv4Addr(0x0a010203);
+    CTSstpAddDeviceMsg msg;
+    ASSERT_TRUE(msg.Create());
+    msg.SetIdentifier(0x0a05);
+    EXPECT_EQ(msg.FillParamList(list), 28);
+    EXPECT_EQ(BytesOf(msg), Hex("03 10 0000 0030 0000 00000000 ffffffff 00000a05"
+                                "0001 0000 00000000 000000000000"
+                                "0000 0000 0a010203 000000000000"));
+    EXPECT_EQ(PrintOut(msg),
+              "\nAdd Device: mt=cmm(3), st=add device(16), seq=0, len=48(0,0), src=0, "
+              "dst=4294967295\n Ident: 0x00000A05\n");
+}
+
+// What the receiver's buffer holds, whatever the list and whatever this buffer.
+TEST(DeviceMessages, RepliesAreCutAt32RecordsAndAtTheBuffer) {
+    CTSstpGetRouterAckParamList routers;
+    ASSERT_EQ(routers.Create(40), 0);
+    while (routers.Append())
+        routers.SetIdentifier(static_cast<uint32_t>(routers.GetCount()));
+    CTSstpGetRouterAck router_ack;
+    ASSERT_TRUE(router_ack.Create());
+    EXPECT_EQ(router_ack.GetBufferSize(), 656);
+    EXPECT_EQ(router_ack.FillParamList(routers), 640);
+    EXPECT_EQ(router_ack.GetLength(), 656);
+    EXPECT_EQ(router_ack.GetDataPtr()[31 * 20 + 15], 32);
+    ASSERT_TRUE(routers.Attach(router_ack.GetDataPtr() + 20, 100));
+    EXPECT_EQ(router_ack.FillParamList(routers), 100) << "records of the same message";
+    EXPECT_EQ(router_ack.GetDataPtr()[15], 2);
+    EXPECT_EQ(router_ack.GetLength(), 116);
+
+    CTSstpGetDeviceAckParamList devices;
+    ASSERT_EQ(devices.Create(64), 0);
+    while (devices.Append()) {
+    }
+    ReceivedBytes roomy(WireBytes(16), 2000);
+    CTSstpGetDeviceAck device_ack;
+    ASSERT_TRUE(device_ack.Attach(roomy.Skb()));
+    EXPECT_EQ(device_ack.FillParamList(devices), 448);
+    EXPECT_EQ(device_ack.GetLength(), 464);
+    CTSstpGetDeviceAck fresh;
+    ASSERT_TRUE(fresh.Create());
+    EXPECT_EQ(fresh.GetBufferSize(), 464);
+    CTSstpAddDeviceMsg all;
+    ASSERT_TRUE(all.Create());
+    EXPECT_EQ(all.FillParamList(devices), 64 * 14);
+
+    // A buffer for one record and a half takes one.
+    ReceivedBytes tight(WireBytes(16), 16 + 4 + 21);
+    CTSstpAddDeviceMsg add;
+    ASSERT_TRUE(add.Attach(tight.Skb()));
+    EXPECT_EQ(add.FillParamList(devices), 14);
+    devices.Destroy();
+    EXPECT_EQ(add.FillParamList(devices), 0);
+    EXPECT_EQ(add.GetLength(), 20);
+}
+
+}  // namespace

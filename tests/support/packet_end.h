@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <utility>
+
+#include "tests/support/wire_bytes.h"
+
+// The host's end of an interface that exists only in the test: one end of a pair of packet
+// sockets, the other of which an adapter adopts. One write is one packet is one read.
+class PacketEnd {
+  public:
+    PacketEnd();
+    ~PacketEnd();
+    PacketEnd(const PacketEnd&) = delete;
+    PacketEnd& operator=(const PacketEnd&) = delete;
+
+    // For the adapter, which owns it from then on.
+    int TakeOther();
+    void Write(const WireBytes& packet);
+    // The next packet; nothing after ten seconds.
+    std::optional<WireBytes> Read(int wait_ms = 10000);
+    bool HasWaiting();
+    // As if the interface had gone.
+    void Close();
+
+  private:
+    int m_fd = -1;
+    int m_other = -1;
+};
+
+// An IPv4 packet with a right header checksum, protocol 17 and that many bytes of payload.
+WireBytes IPv4Packet(uint32_t src, uint32_t dst, size_t payload, uint8_t fill = 0);
+// An ICMP echo request with right checksums.
+WireBytes PingPacket(uint32_t src, uint32_t dst, size_t data);
+// The Internet checksum as RFC 1071 words it, over bytes whose checksum field is 0.
+uint16_t ChecksumOf(const WireBytes& bytes, size_t from, size_t to);

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "tests/support/udp_peer.h"
+
+// A central router that does what the test says. By default it answers everything that a joining
+// edge asks for; the verbs bend its next answer to a kind of request. It runs in a thread of its
+// own and speaks through the tests' own codec.
+class ScriptedRouter {
+  public:
+    ScriptedRouter();
+    ~ScriptedRouter();
+
+    uint16_t Port() const { return m_peer.Port(); }
+
+    // What the default answers say: one identifier for every login, one address, and the routers
+    // and devices that the test adds.
+    static constexpr uint32_t kIdentifier = 2;
+    static constexpr uint32_t kAssignedIp = Ip(192, 168, 15, 57);
+    static constexpr uint32_t kGateway = Ip(192, 168, 15, 1);
+    static constexpr uint32_t kMask = Ip(255, 255, 255, 0);
+    void AddRouter(uint32_t identifier, uint32_t serial, uint16_t udp_port);
+    void AddDevice(uint32_t identifier, uint32_t ip, uint8_t mac_end);
+
+    // Verbs, for the next request of that sub type (a command's, or with type 1 an interior one).
+    void Drop(uint8_t sub, int times = 1);
+    void AnswerTwice(uint8_t sub);
+    // The answer goes out only when the edge asks again, and right before the answer to that.
+    void AnswerLate(uint8_t sub);
+    // An answer to some other exchange goes first.
+    void StrayFirst(uint8_t sub);
+    void AnswerWith(uint8_t sub, const WireBytes& body, int length_field = -1);
+    // From now on nothing is answered.
+    void FallSilent();
+
+    // To the edge, unasked.
+    void Send(const WireMessage& message);
+
+    // Every request so far, in the order of arrival; network packets and the edge's answers too.
+    std::vector<WireMessage> Received();
+    std::vector<int> ReceivedCommands();  // their sub types
+    // The first message for which the test holds, now or within ten seconds.
+    WireMessage WaitFor(std::function<bool(const WireMessage&)> test);
+
+  private:
+    struct Script {
+        int drop = 0;
+        bool twice = false;
+        bool late = false;
+        bool stray = false;
+        bool has_body = false;
+        WireBytes body;
+        int length_field = -1;
+    };
+    void Run();
+    void Handle(const WireMessage& request);
+    WireBytes AnswerBody(const WireMessage& request);
+
+    UdpPeer m_peer;
+    int m_wake[2];
+    std::mutex m_mutex;
+    std::condition_variable m_arrived;
+    std::vector<WireMessage> m_received;
+    std::map<uint8_t, Script> m_scripts;
+    std::map<uint8_t, WireMessage> m_held;    // late answers
+    WireBytes m_routers;                      // records of 20 bytes
+    std::map<uint32_t, WireBytes> m_devices;  // records of 14 bytes, by router
+    bool m_silent = false;
+    std::thread m_thread;
+};
+
+// Records as they stand in lists.
+WireBytes RouterRecord(uint32_t identifier, uint32_t serial, uint16_t udp_port);
+WireBytes DeviceRecord(uint32_t ip, uint8_t mac_end);

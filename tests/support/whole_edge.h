@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "sys/tsdw_sys.h"
+#include "tests/support/packet_end.h"
+#include "tests/support/scratch_dir.h"
+
+// A whole edge in this process, without root: its interface ends in the test, its configuration
+// lies in a folder of its own.
+class WholeEdge {
+  public:
+    // For the central router at that port on 127.0.0.1.
+    explicit WholeEdge(uint16_t central_port, uint32_t serial = 0x1001,
+                       const std::string& ip = "0.0.0.0");
+
+    bool Start();
+    void Stop() { sys.Stop(); }
+    std::string ConfigPath() const { return dir.File("config.json"); }
+    // Whether the model has a device with that address behind a router, now or within ten seconds.
+    bool Knows(uint32_t ip);
+    bool Forgets(uint32_t ip);
+
+    ScratchDir dir;
+    PacketEnd host;
+    CTsdwSys sys;
+
+  private:
+    bool HasDevice(uint32_t ip);
+};
+
+// How many threads and open descriptors this process has.
+int CountThreads();
+int CountDescriptors();
