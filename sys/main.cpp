@@ -1,3 +1,24 @@
-int main() {
-    return 0;
+#include <cstdio>
+
+#include "sys/command_option.h"
+#include "sys/daemon.h"
+#include "sys/tsdw_sys.h"
+
+int main(int argc, char** argv) {
+    // A line is seen when it is printed, also in a file or a pipe.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    CTsdwCommandOption option;
+    option.Parse(argc, argv);
+    CTsdwSys* sys = CTsdwSys::GetInstance();
+    if (option.IsVersion()) {
+        CTsdwCommandOption::PrintVersion(sys->GetVersion());
+        return 0;
+    }
+    if (option.IsHelp()) {
+        CTsdwCommandOption::PrintHelp();
+        return 0;
+    }
+    if (option.IsConfig()) sys->SetConfigFile(option.GetConfigFile());
+    if (!option.IsTerminal()) init_daemon(nullptr);
+    return sys->MainLoop();
 }

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/pvu_rwlock.h"
+#include "base/pvu_thread.h"
+
+class CTNetDevice;
+class CTP2pConnectList;
+class CTSdwanSubnet;
+class CTSstpPort;
+
+// What both forwarders are made of: a thread, and references to the device, the tunnel port, the
+// network model and the peer list, none of them owned. The system object owns the forwarders and
+// sets everything before Start; the main thread starts and stops them.
+//
+// The model and the peer list take no lock of their own. The two forwarders share one: outgress
+// holds it for reading during its look-up, ingress for writing while it changes the model or walks
+// the peer list, so that no router is read after a command deleted it.
+class CTForwardBase {
+  public:
+    CTForwardBase(const CTForwardBase&) = delete;
+    CTForwardBase& operator=(const CTForwardBase&) = delete;
+
+    void SetExternalSubnet(CTSdwanSubnet& subnet) { m_subnet = &subnet; }
+    void SetP2PConnectList(CTP2pConnectList& peers) { m_peers = &peers; }
+    // The lock shared with the other forwarder; each has one of its own until then.
+    void SetModelLock(CTReadWriteLock& lock) { m_lock = &lock; }
+
+    // 1 when the thread runs, else 0.
+    int Start(CTNetDevice& device, CTSstpPort& port);
+
+  protected:
+    CTForwardBase() = default;
+    ~CTForwardBase() = default;
+
+    bool IsRunning() const { return m_running == 1; }
+    // Whether everything that the loop needs is there.
+    bool IsComplete() const { return m_port && m_device && m_subnet && m_peers; }
+    int StartThread();
+    void StopThread();
+    // The thread's body.
+    virtual void DoneLoop() = 0;
+
+    CTThread m_thread;
+    std::atomic<uint8_t> m_running{0};
+    CTSstpPort* m_port = nullptr;
+    CTNetDevice* m_device = nullptr;
+    CTSdwanSubnet* m_subnet = nullptr;
+    CTP2pConnectList* m_peers = nullptr;
+    CTReadWriteLock* m_lock = &m_own_lock;
+
+  private:
+    static void* ThreadEntry(void* forwarder);
+
+    CTReadWriteLock m_own_lock;
+};

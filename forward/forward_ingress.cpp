@@ -1,0 +1,133 @@
+// A message's road, all on the ingress thread:
+//
+//   CTSstpPort::Read -> XmitPacketDone -> NetPacketHandle   -> interface
+//                                      -> CommandHandle     -> model, then SendAck
+//                                      -> CommandAckHandle  -> peer connection
+//   XmitPacketFinish: back to the pool
+//
+// The command handlers are in forward_ingress_command.cpp.
+
+#include "forward/forward_ingress.h"
+
+#include <cstdio>
+
+#include "forward/net_device.h"
+#include "sstp/p2p_connect_list.h"
+#include "sstp/sstp_message.h"
+#include "sstp/sstp_port.h"
+
+void CTForwardIngress::Stop() {
+    StopThread();
+    m_device = nullptr;
+    m_port = nullptr;
+}
+
+void CTForwardIngress::DoneLoop() {
+    if (!IsComplete()) return;
+    while (IsRunning()) {
+        XmitPacketProc();
+        P2pHeartbeat();
+    }
+}
+
+int CTForwardIngress::XmitPacketProc() {
+    CTXmitPkt* pkt = m_port->Read();
+    if (!pkt) return 1;
+    XmitPacketDone(*pkt);
+    XmitPacketFinish(*pkt);
+    return 0;
+}
+
+void CTForwardIngress::XmitPacketDone(CTXmitPkt& pkt) {
+    pkt.SetStatus(kXmitFinished);
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return;
+    switch (msg.GetType()) {
+        case kSstpInterCommand:
+        case kSstpInterCommandAck:
+        case kSstpNetPacketAck:
+            break;
+        case kSstpCommand:
+            CommandHandle(pkt);
+            break;
+        case kSstpCommandAck:
+            CommandAckHandle(pkt);
+            break;
+        case kSstpNetPacket:
+            NetPacketHandle(pkt);
+            break;
+        default:
+            printf("unknow sstp message type %d\n", msg.GetType());
+            break;
+    }
+}
+
+void CTForwardIngress::XmitPacketFinish(CTXmitPkt& pkt) {
+    if (pkt.GetStatus() == kXmitFinished) pkt.Release();
+}
+
+// Neither source nor destination is examined: whatever arrives is written out.
+int CTForwardIngress::NetPacketHandle(CTXmitPkt& pkt) {
+    if (RemoveSstpHeader(pkt) != 0) return 1;
+    m_device->Write(&pkt);
+    return 0;
+}
+
+int CTForwardIngress::RemoveSstpHeader(CTXmitPkt& pkt) {
+    return pkt.GetSkb()->Pull(kSstpHeaderSize);
+}
+
+int CTForwardIngress::CommandHandle(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return 1;
+    switch (msg.GetSubType()) {
+        case kSstpCmmP2PHeartbeat:
+            return CommandP2pHeartbeatDone(pkt);
+        case kSstpCmmAddRouter:
+            return CommandAddRouterDone(pkt);
+        case kSstpCmmDelRouter:
+            return CommandDelRouterDone(pkt);
+        case kSstpCmmAddDevice:
+            return CommandAddDeviceDone(pkt);
+        case kSstpCmmDelDevice:
+            return CommandDelDeviceDone(pkt);
+        default:
+            return 1;
+    }
+}
+
+int CTForwardIngress::CommandAckHandle(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return 1;
+    return msg.GetSubType() == kSstpCmmP2PHeartbeat ? CommandP2pHeartbeatAckDone(pkt) : 1;
+}
+
+void CTForwardIngress::P2pHeartbeat() {
+    CTWriteGuard guard(*m_lock);
+    for (int i = 0; i < m_peers->Count(); ++i) {
+        if (CTP2PConnect* peer = m_peers->At(i)) peer->HeartBeat(*m_port);
+    }
+}
+
+CTXmitPkt* CTForwardIngress::AllocXmitPkt(CTXmitPkt& pkt) {
+    CTXmitPktPool* pool = static_cast<CTXmitPktPool*>(pkt.GetOwner());
+    CTXmitPkt* copy = pool ? pool->Alloc() : nullptr;
+    if (!copy) return nullptr;
+    copy->SetRecvAddr(pkt.GetRecvAddr());
+    copy->SetSendAddr(pkt.GetSendAddr());
+    copy->SetNetLayer(pkt.GetNetLayer());
+    copy->SetType(pkt.GetType());
+    return copy;
+}
+
+int CTForwardIngress::SendAck(CTXmitPkt& pkt, CTSstpMessage& ack) {
+    CTXmitPkt* answer = AllocXmitPkt(pkt);
+    if (!answer) return 1;
+    if (answer->Write(ack.GetBufferPtr(), ack.GetMessageLength()) != 0) {
+        answer->Release();
+        return 1;
+    }
+    answer->SetSendAddr(pkt.GetRecvAddr());
+    m_port->Write(answer);
+    return 0;
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "forward/forward_base.h"
+#include "inet/xmit_pkt.h"
+
+class CTSstpMessage;
+
+// The single consumer of what the tunnel port receives. Its thread writes network packets to the
+// local interface, carries out the commands of the central router and answers them, passes peer
+// heartbeat replies to the peer's connection and, between messages, drives all peer heartbeats.
+// It is the only place where the network model changes after joining.
+//
+// Handlers return 0 when done and 1 when not.
+class CTForwardIngress : public CTForwardBase {
+  public:
+    // Stops the thread, within 200 ms, and forgets device and port.
+    void Stop();
+
+    void DoneLoop() override;
+    // One message of the port; 1 when there was none.
+    int XmitPacketProc();
+    void XmitPacketDone(CTXmitPkt& pkt);
+    void XmitPacketFinish(CTXmitPkt& pkt);
+
+    int NetPacketHandle(CTXmitPkt& pkt);
+    int RemoveSstpHeader(CTXmitPkt& pkt);
+
+    int CommandHandle(CTXmitPkt& pkt);
+    int CommandAckHandle(CTXmitPkt& pkt);
+    int CommandAddRouterDone(CTXmitPkt& pkt);
+    int CommandDelRouterDone(CTXmitPkt& pkt);
+    int CommandAddDeviceDone(CTXmitPkt& pkt);
+    int CommandDelDeviceDone(CTXmitPkt& pkt);
+    int CommandP2pHeartbeatDone(CTXmitPkt& pkt);
+    int CommandP2pHeartbeatAckDone(CTXmitPkt& pkt);
+
+    // One heartbeat step of every peer connection.
+    void P2pHeartbeat();
+
+    // A packet of the received one's pool with its addresses, layer and type; null without owner
+    // or memory.
+    CTXmitPkt* AllocXmitPkt(CTXmitPkt& pkt);
+    // Queues the message to where the packet came from; 0, or 1 when that was not possible.
+    int SendAck(CTXmitPkt& pkt, CTSstpMessage& ack);
+
+    // Commands dropped because their fixed part was not all there. Any thread.
+    uint64_t GetMalformedCount() const { return m_malformed; }
+
+  private:
+    bool HoldsBody(CTXmitPkt& pkt, int length);
+    bool ReplaceRouter(class CTSstpAddRouterMsg& msg);
+    void AddDevices(uint32_t identifier, class CTSstpGetDeviceAckParamList& list);
+
+    std::atomic<uint64_t> m_malformed{0};
+};

@@ -1,0 +1,162 @@
+// The command handlers of CTForwardIngress: what the central router and the peers ask for.
+
+#include <algorithm>
+
+#include "forward/forward_ingress.h"
+#include "inet/tnet_byteorder.h"
+#include "sdwan/sdwan_subnet.h"
+#include "sstp/p2p_connect_list.h"
+#include "sstp/sstp_add_device.h"
+#include "sstp/sstp_add_router.h"
+#include "sstp/sstp_del_device.h"
+#include "sstp/sstp_del_router.h"
+#include "sstp/sstp_device_list.h"
+#include "sstp/sstp_p2p_heartbeat.h"
+#include "sstp/sstp_port.h"
+
+namespace {
+
+constexpr int kIdentifierSize = 4;
+constexpr int kAddrSize = 4;
+constexpr uint32_t kErrNone = 0;
+constexpr uint32_t kErrNotAdded = 1;
+
+// The answer goes back to the sender under the command's own number.
+void AddressAck(CTSstpMessage& ack, CTSstpMessage& command) {
+    ack.SetSeq(command.GetSeq());
+    ack.SetSrc(command.GetDst());
+    ack.SetDst(command.GetSrc());
+}
+
+// The body bytes that arrived: what the header states, cut to what the buffer really holds.
+int BodyHeld(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return 0;
+    return std::min(msg.GetBodyLimit(), pkt.GetSkb()->GetDataLength() - kSstpHeaderSize);
+}
+
+}  // namespace
+
+// A command without its fixed part would be read from what an earlier packet left in the buffer.
+bool CTForwardIngress::HoldsBody(CTXmitPkt& pkt, int length) {
+    if (BodyHeld(pkt) >= length) return true;
+    ++m_malformed;
+    return false;
+}
+
+int CTForwardIngress::CommandAddRouterDone(CTXmitPkt& pkt) {
+    CTSstpAddRouterMsg msg;
+    CTSstpAddRouterAck ack;
+    if (!HoldsBody(pkt, CTSstpAddRouterMsg::GetContextLength())) return 1;
+    if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
+    msg.Print();
+    ack.SetError(ReplaceRouter(msg) ? kErrNone : kErrNotAdded);
+    AddressAck(ack, msg);
+    return SendAck(pkt, ack);
+}
+
+bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg) {
+    CTSockAddr addr;
+    msg.GetExtSockaddr(addr);
+    {
+        CTWriteGuard guard(*m_lock);
+        CTSdwanRouter* router = m_subnet->ReplaceRouter(msg.GetIdentifier());
+        if (!router) return false;
+        router->SetLabel(msg.GetRouterLabel());
+        router->SetType(msg.GetRouterType());
+        router->SetNetLayer(msg.GetNetLayer());
+        router->SetIdentifier(msg.GetIdentifier());
+        router->SetSerialNumber(msg.GetSerialNumber());
+        router->SetSstpAddr(addr);
+    }
+    m_subnet->Print();
+    {
+        CTWriteGuard guard(*m_lock);
+        m_peers->Insert(msg.GetIdentifier(), addr);
+    }
+    m_peers->Print();
+    return true;
+}
+
+// The peer connection to the router stays in the peer list.
+int CTForwardIngress::CommandDelRouterDone(CTXmitPkt& pkt) {
+    CTSstpDelRouterMsg msg;
+    CTSstpDelRouterAck ack;
+    if (!HoldsBody(pkt, CTSstpDelRouterMsg::GetContextLength())) return 1;
+    if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
+    msg.Print();
+    {
+        CTWriteGuard guard(*m_lock);
+        m_subnet->DelRouter(msg.GetIdentifier());
+    }
+    m_subnet->Print();
+    AddressAck(ack, msg);
+    return SendAck(pkt, ack);
+}
+
+int CTForwardIngress::CommandAddDeviceDone(CTXmitPkt& pkt) {
+    CTSstpAddDeviceMsg msg;
+    CTSstpAddDeviceAck ack;
+    if (!HoldsBody(pkt, kIdentifierSize)) return 1;
+    if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
+    msg.Print();
+    CTSstpGetDeviceAckParamList list;
+    list.Attach(msg.GetParamListPtr(), BodyHeld(pkt) - kIdentifierSize);
+    list.Print();
+    AddDevices(msg.GetIdentifier(), list);
+    m_subnet->Print();
+    AddressAck(ack, msg);
+    return SendAck(pkt, ack);
+}
+
+void CTForwardIngress::AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamList& list) {
+    CTWriteGuard guard(*m_lock);
+    for (list.First(); !list.IsEnd(); list.Next()) {
+        CTSdwanDevice* device =
+            m_subnet->AddDevice(identifier, list.GetIPvAddr(), list.GetEtherAddr());
+        if (!device) continue;
+        device->SetType(list.GetType());
+        device->SetStatus(list.GetStat());
+    }
+}
+
+// The identifier is not used: each address names its router through the map.
+int CTForwardIngress::CommandDelDeviceDone(CTXmitPkt& pkt) {
+    CTSstpDelDeviceMsg msg;
+    CTSstpDelDeviceAck ack;
+    if (!HoldsBody(pkt, kIdentifierSize)) return 1;
+    if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
+    msg.Print();
+    const uint8_t* addrs = static_cast<const uint8_t*>(msg.GetParamListPtr());
+    int count = (BodyHeld(pkt) - kIdentifierSize) / kAddrSize;
+    {
+        CTWriteGuard guard(*m_lock);
+        for (int i = 0; i < count; ++i)
+            m_subnet->DelDevice(tnet_load32(addrs + i * kAddrSize));
+    }
+    m_subnet->Print();
+    AddressAck(ack, msg);
+    return SendAck(pkt, ack);
+}
+
+int CTForwardIngress::CommandP2pHeartbeatDone(CTXmitPkt& pkt) {
+    CTSstpP2PHeartbeatMsg msg;
+    CTSstpP2PHeartbeatAck ack;
+    if (!HoldsBody(pkt, CTSstpP2PHeartbeatMsg::GetContextLength())) return 1;
+    if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
+    ack.SetSeq(msg.GetSeq());
+    ack.SetDst(msg.GetSrc());
+    ack.SetTick(msg.GetTick());
+    m_port->Write(ack, *pkt.GetRecvAddr());
+    return 0;
+}
+
+int CTForwardIngress::CommandP2pHeartbeatAckDone(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return 1;
+    CTWriteGuard guard(*m_lock);
+    CTP2PConnect* peer = m_peers->GetConnect(msg.GetSrc());
+    if (!peer) return 1;
+    peer->HeartBeatAckDone(pkt);
+    return 0;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/pvu_sockaddr.h"
+#include "forward/forward_base.h"
+#include "inet/xmit_pkt.h"
+
+class CTSdwanRouter;
+
+// Carries the host's own traffic into the overlay. Its thread takes each packet of the interface,
+// checks it, finds the router that serves its destination address, puts a tunnel header in front
+// of it and hands it to the tunnel port. What it cannot place it drops without a word.
+class CTForwardOutgress : public CTForwardBase {
+  public:
+    CTForwardOutgress();
+
+    // Before Start; copied.
+    void SetCentralRouterAddr(CTSockAddr& addr) { m_central = addr; }
+    // Returns within one read wait of the device, 200 ms.
+    void Stop() { StopThread(); }
+
+    // 1 to accept the packet. Only whole IPv4 packets of a layer 3 interface are; no layer 2 frame
+    // is forwarded.
+    int Verify(CTXmitPkt& pkt);
+    int Verify_L2(CTXmitPkt& pkt);
+    int Verify_L3(CTXmitPkt& pkt);
+
+    // The destination address in host byte order, by the packet's layer; 0 for other layers. The
+    // EtherType of a frame is not looked at. Precondition: the packet holds the headers.
+    uint32_t GetNetPktDstIPv4(CTXmitPkt& pkt);
+    uint32_t GetL2NetPktDstIPv4(CTXmitPkt& pkt);
+    uint32_t GetL3NetPktDstIPv4(CTXmitPkt& pkt);
+
+    // The identifier of the router that serves the packet's destination, the central router's for
+    // the gateway; 1 when there is one, else 0. Caller holds the model's lock.
+    int FindDstIdentifier(CTXmitPkt& pkt, unsigned int& identifier);
+    // The router for an IPv4 header at the very start of the data, or null; its identifier, or
+    // -1. The loop uses neither. Caller holds the model's lock.
+    CTSdwanRouter* FindDstRouter(CTXmitPkt& pkt);
+    int FindDDstIdentifier(CTXmitPkt& pkt);
+
+    // Prepends the tunnel header; 0, or a negative error number without head room.
+    int PushSstpHeader(CTXmitPkt& pkt, unsigned int identifier);
+    // Status 2 when the packet is ready to be sent, 0 when it is to be dropped.
+    void NetPacketHandle(CTXmitPkt& pkt);
+    // Hands the packet to the port or back to its pool.
+    void NetPacketFinish(CTXmitPkt& pkt);
+    void DoneLoop() override;
+
+  private:
+    bool ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier);
+
+    CTSockAddr m_central;
+};

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <poll.h>
+
+#include <cstdint>
+
+#include "base/pvu_text_field.h"
+#include "inet/tnet_ether.h"
+#include "inet/tnet_ip.h"
+
+constexpr int kAdapterTap = 1;  // Ethernet frames
+constexpr int kAdapterTun = 2;  // IP packets
+
+constexpr uint8_t kNetLayer2 = 2;
+constexpr uint8_t kNetLayer3 = 3;
+
+// The virtual network interface of the kernel's TUN/TAP driver: opened, addressed and brought up
+// and down here, read and written a whole packet at a time.
+//
+//   closed -> open -> up (EnableAdapter) -> down (DisableAdapter) -> closed
+//
+// Owned by the system object. The main thread opens, configures and closes; the network device's
+// receive thread alone reads, and writes come in under the device's write mutex.
+class CTNetAdapter {
+  public:
+    CTNetAdapter() { m_mac.SetZero(); }
+    ~CTNetAdapter() { Close(); }
+    CTNetAdapter(const CTNetAdapter&) = delete;
+    CTNetAdapter& operator=(const CTNetAdapter&) = delete;
+
+    // Opens and attaches the interface and keeps the descriptor; returns it, or -1 for null and
+    // on failure. What went wrong is printed; the caller judges by the descriptor. The kernel
+    // chooses the name when the given one has 3 characters or fewer.
+    int Open(const char* name, int type);
+    // The same as a TUN interface, with the net layer that goes with it: 1, or 0 on failure.
+    int Open(const char* name);
+    void Close();
+    bool IsOpen() const { return m_fd != -1; }
+
+    // For tests: the next Open takes this descriptor, which the adapter then owns, instead of the
+    // driver's. Every read and write of it is one packet, and no interface is configured.
+    void Adopt(int fd) { m_adopted_fd = fd; }
+
+    uint8_t GetNetLayer() const { return m_net_layer; }
+    int GetMtu() const { return m_mtu; }
+    // Six zero bytes: the interface's hardware address is never read from the kernel. 1, 0 for
+    // null.
+    int GetMAC(unsigned char* out) const;
+    int GetMAC(CEtherAddr& out) const;
+    // Always 1 and 1; 1.
+    int GetVersion(unsigned int& major, unsigned int& minor) const;
+    // Kept for callers that know other drivers: they do nothing.
+    int GetInfo(char* buf, int size);
+    int ConfigP2P(unsigned int local, unsigned int remote);
+    void Terminate() {}
+
+    // Stores address and mask (host byte order) for the next EnableAdapter; 1.
+    int ConfigTun(unsigned int ip, unsigned int mask);
+    // Address the interface and bring it up, or take it down, with the ifconfig tool; 1 whatever
+    // came of it.
+    int EnableAdapter();
+    int DisableAdapter();
+    int SetMediaStatus(bool up) { return up ? EnableAdapter() : DisableAdapter(); }
+
+    // One packet; the system call's result, -1 for a null buffer, a length below 1 or a closed
+    // adapter. The form with a time-out returns 0 when it passed.
+    int Read(void* buf, int len);
+    int Read(void* buf, int len, int timeout_ms);
+    int Write(const void* buf, int len);
+
+    // poll, begun again with the full time-out as long as it fails; its result.
+    static int PollWait(pollfd* fds, unsigned long n, int timeout_ms);
+    // One read once the descriptor is readable: the bytes read, 0 on time-out, -1 on failure.
+    static int PollRead(int fd, void* buf, int len, int timeout_ms);
+    // 0 when the descriptor is readable, 1 on time-out or error.
+    static int SelectWait(int fd, int timeout_ms);
+
+  private:
+    int OpenDriver(const char* name, int type);
+    bool IsUsable(const void* buf, int len) const { return buf && len >= 1 && IsOpen(); }
+    void RunCommand(const char* command);
+
+    int m_fd = -1;
+    int m_type = kAdapterTun;
+    uint8_t m_net_layer = kNetLayer3;
+    int m_mtu = 1500;
+    CIPv4Addr m_ip{192, 168, 15, 10};
+    CIPv4Addr m_mask{255, 255, 255, 0};
+    CEtherAddr m_mac;
+    char m_name[kTextFieldSize] = {};
+    int m_adopted_fd = -1;
+    bool m_is_adopted = false;
+};

@@ -1,0 +1,117 @@
+// A packet's road through the device: ReadXmitPacket (receive thread) -> Queue -> Read (outgress
+// thread); the other way it is the one call of Write.
+
+#include "forward/net_device.h"
+
+#include "base/pvu_sleep.h"
+
+namespace {
+
+constexpr int kMinFrameLength = 14;   // layer 2: an Ethernet header
+constexpr int kMinPacketLength = 20;  // layer 3: an IPv4 header
+constexpr int kReadWaitMs = 200;
+constexpr unsigned kClosedReadMs = 5;
+constexpr unsigned kPoolBackOffMs = 10;
+
+}  // namespace
+
+CTNetDevice::CTNetDevice() : m_min_length(kMinFrameLength) {}
+
+int CTNetDevice::Open(CTNetAdapter& adapter, CTXmitPktPool& pool) {
+    m_adapter = &adapter;
+    m_pool = &pool;
+    m_net_layer = adapter.GetNetLayer();
+    m_min_length = m_net_layer == kNetLayer3 ? kMinPacketLength : kMinFrameLength;
+    adapter.SetMediaStatus(true);
+    return StartThread();
+}
+
+void CTNetDevice::Close() {
+    StopThread();
+    CTMutexGuard guard(m_write_mutex);
+    if (m_adapter) m_adapter->SetMediaStatus(false);
+    m_adapter = nullptr;
+    m_pool = nullptr;
+}
+
+int CTNetDevice::StartThread() {
+    m_running = 1;
+    if (m_rx_thread.Start(ThreadEntry, this)) return 1;
+    m_running = 0;
+    return 0;
+}
+
+void CTNetDevice::StopThread() {
+    if (m_running != 1) return;
+    m_running = 0;
+    m_rx_thread.Stop();
+}
+
+void* CTNetDevice::ThreadEntry(void* device) {
+    static_cast<CTNetDevice*>(device)->RxLoop();
+    return nullptr;
+}
+
+void CTNetDevice::RxLoop() {
+    if (!m_adapter || !m_pool) return;
+    while (m_running == 1) {
+        if (CTXmitPkt* pkt = ReadXmitPacket()) Queue(pkt);
+    }
+    m_rx_semaphore.Post();
+    ClearRxFifo();
+}
+
+CTXmitPkt* CTNetDevice::ReadXmitPacket() {
+    CTXmitPkt* pkt = m_pool->Alloc();
+    if (!pkt) {
+        pvu_msleep(kPoolBackOffMs);
+        return nullptr;
+    }
+    CTSkBuffer* skb = pkt->GetSkb();
+    int length = m_adapter->Read(skb->GetData(), skb->GetFreeSize(), kReadWaitMs);
+    if (length >= m_min_length) {
+        skb->Put(length);
+        pkt->SetNetLayer(m_net_layer);
+        pkt->SetRecvTick(CTThread::GetCurrentTick());
+        pkt->SetSource(kXmitFromTap);
+        return pkt;
+    }
+    pkt->Release();
+    // A failed read came back at once: without a pause an interface that is gone would keep this
+    // thread busy for ever.
+    if (length < 0) pvu_msleep(kReadWaitMs);
+    return nullptr;
+}
+
+void CTNetDevice::Queue(CTXmitPkt* pkt) {
+    if (m_rx_fifo.Enqueue(pkt, CTXmitPktMtFifo::kMaxNetPackets) != 0) {
+        ++m_dropped;
+        pkt->Release();
+        return;
+    }
+    m_rx_semaphore.Post();
+}
+
+CTXmitPkt* CTNetDevice::Read() {
+    if (m_running == 0) {
+        pvu_msleep(kClosedReadMs);
+        return nullptr;
+    }
+    if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return nullptr;
+    return m_rx_fifo.Dequeue();
+}
+
+int CTNetDevice::Write(CTXmitPkt* pkt) {
+    if (!pkt) return 0;
+    CTSkBuffer* skb = pkt->GetSkb();
+    CTMutexGuard guard(m_write_mutex);
+    if (!m_adapter || !skb) return -1;
+    return m_adapter->Write(skb->GetData(), skb->GetDataLength());
+}
+
+void CTNetDevice::ClearRxFifo() {
+    while (CTXmitPkt* pkt = m_rx_fifo.Dequeue()) {
+        m_rx_semaphore.TryWait();  // the post that came with it
+        pkt->Release();
+    }
+}

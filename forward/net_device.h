@@ -1,0 +1,64 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/pvu_mutex.h"
+#include "base/pvu_semaphore.h"
+#include "base/pvu_thread.h"
+#include "forward/net_adapter.h"
+#include "inet/xmit_pkt_fifo.h"
+#include "inet/xmit_pkt_pool.h"
+
+// The virtual interface as the forwarders see it:
+//
+//   interface -> [receive thread] -> queue -> Read()   (the outgress forwarder)
+//   Write()   -> interface                             (the ingress forwarder)
+//
+// Owned by the system object; adapter and pool must outlive it. The main thread opens and closes.
+class CTNetDevice {
+  public:
+    CTNetDevice();
+    CTNetDevice(const CTNetDevice&) = delete;
+    CTNetDevice& operator=(const CTNetDevice&) = delete;
+
+    // Brings the interface up and starts the receive thread; 1 when it runs, else 0.
+    int Open(CTNetAdapter& adapter, CTXmitPktPool& pool);
+    // Stops the thread, which takes up to 200 ms, and takes the interface down; the adapter's
+    // descriptor stays open. The device can be opened again.
+    void Close();
+
+    int StartThread();
+    void StopThread();
+
+    // The next packet of the interface, waiting up to 200 ms; the caller releases it. Null on
+    // time-out and, after 5 ms, while the device is closed.
+    CTXmitPkt* Read();
+    // Writes the packet to the interface in one call; the system call's result, 0 for null, -1
+    // when closed. The packet stays the caller's.
+    int Write(CTXmitPkt* pkt);
+
+    // Receive thread: one packet in a descriptor of the pool, or null.
+    CTXmitPkt* ReadXmitPacket();
+    // Releases every packet in the queue.
+    void ClearRxFifo();
+
+    // Packets dropped because the queue was full. Any thread.
+    uint64_t GetDropCount() const { return m_dropped; }
+
+  private:
+    static void* ThreadEntry(void* device);
+    void RxLoop();
+    void Queue(CTXmitPkt* pkt);
+
+    CTNetAdapter* m_adapter = nullptr;
+    CTXmitPktPool* m_pool = nullptr;
+    std::atomic<uint8_t> m_running{0};
+    CTThread m_rx_thread;
+    uint8_t m_net_layer = kNetLayer2;
+    int m_min_length;  // of a packet, by the layer
+    CTXmitPktMtFifo m_rx_fifo;
+    CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
+    CTMutex m_write_mutex;
+    std::atomic<uint64_t> m_dropped{0};
+};

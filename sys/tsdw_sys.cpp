@@ -1,0 +1,81 @@
+#include "sys/tsdw_sys.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+
+#include "base/pvu_fileop.h"
+#include "base/pvu_log.h"
+#include "base/pvu_sleep.h"
+
+namespace {
+
+constexpr int kPoolBufSize = 2048;
+constexpr int kPoolMax = 128;
+constexpr unsigned kQuitPollMs = 100;
+constexpr char kLogFile[] = "tamvo.log";
+constexpr char kConfigFile[] = "config.json";
+
+// Writes the line with nothing but write(2).
+void TellSignal(int sig) {
+    char digits[12];
+    size_t first = sizeof digits;
+    do {
+        digits[--first] = static_cast<char>('0' + sig % 10);
+        sig /= 10;
+    } while (sig > 0);
+    constexpr char kBefore[] = "\n\nSignal ";
+    constexpr char kAfter[] = " received, preparing to exit...\n";
+    ssize_t n = write(STDOUT_FILENO, kBefore, sizeof kBefore - 1);
+    if (n >= 0) n = write(STDOUT_FILENO, digits + first, sizeof digits - first);
+    if (n >= 0) n = write(STDOUT_FILENO, kAfter, sizeof kAfter - 1);
+}
+
+}  // namespace
+
+CTsdwSys CTsdwSys::m_sys;
+
+CTsdwSys::CTsdwSys() : m_spare_pool(kPoolBufSize, kPoolMax), m_pool(kPoolBufSize, kPoolMax) {
+    init_object();
+}
+
+void CTsdwSys::init_object() {
+    char dir[PATH_MAX];
+    if (CTFileOp::GetExecFilePath(dir, sizeof dir) == 0) {
+        m_config_file = dir;
+        m_config_file.Append(kConfigFile);
+    } else {
+        m_config_file = kConfigFile;
+    }
+    m_central_router.Zero();
+    m_version.Set(0, 1, 5);
+}
+
+int CTsdwSys::MainLoop() {
+    flog_open(kLogFile);
+    signal(SIGINT, signal_handler);
+    signal(SIGKILL, signal_handler);  // asked for, and refused by the system
+    signal(SIGTERM, signal_handler);
+    flog_printf("tamvo start\n");
+    if (!Start()) {
+        flog_printf("tamvo core start failed\n");
+        flog_close();
+        return 1;
+    }
+    while (m_quit != 1)
+        pvu_msleep(kQuitPollMs);
+    Stop();
+    flog_printf("tamvo exit\n");
+    flog_close();
+    return 0;
+}
+
+void CTsdwSys::signal_handler(int sig) {
+    if (sig != SIGINT && sig != SIGTERM && sig != SIGKILL) return;
+    int saved_errno = errno;
+    TellSignal(sig);
+    GetInstance()->ForceQuit();
+    errno = saved_errno;
+}

@@ -1,0 +1,117 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/pvu_rwlock.h"
+#include "base/pvu_sockaddr.h"
+#include "base/pvu_string.h"
+#include "base/pvu_version.h"
+#include "cfg/sys_cfg.h"
+#include "forward/forward_ingress.h"
+#include "forward/forward_outgress.h"
+#include "forward/net_adapter.h"
+#include "forward/net_device.h"
+#include "inet/xmit_pkt_pool.h"
+#include "sdwan/sdwan_router.h"
+#include "sdwan/sdwan_subnet.h"
+#include "sstp/p2p_connect_list.h"
+#include "sstp/sstp_connect.h"
+#include "sstp/sstp_port.h"
+
+class CTSstpMessage;
+
+// The system object: owns every long-lived component of the edge for the life of the process,
+// joins and leaves the overlay, and starts and stops the components in order. The program has one,
+// built before main; a test may build its own. Every operation is the main thread's, but for
+// signal_handler and ForceQuit.
+class CTsdwSys {
+  public:
+    CTsdwSys();
+    CTsdwSys(const CTsdwSys&) = delete;
+    CTsdwSys& operator=(const CTsdwSys&) = delete;
+    static CTsdwSys* GetInstance() { return &m_sys; }
+
+    // tsdw_sys.cpp: the main loop.
+
+    CTVersion& GetVersion() { return m_version; }
+    void SetConfigFile(CTString& path) { m_config_file = path; }
+    // Runs until a quit is requested; the process exit status, 0 after an orderly stop and 1 when
+    // the start failed.
+    int MainLoop();
+    // Requests the stop. Any thread or signal handler; never taken back.
+    void ForceQuit() { m_quit = 1; }
+    // Calls nothing that is not safe in a signal handler.
+    static void signal_handler(int sig);
+    void init_object();
+
+    // tsdw_sys_start.cpp: start and stop. A start that fails undoes what it did, logs a line and
+    // gives false.
+
+    bool Start();
+    bool Init();
+    void Stop();
+    void DeInit();
+
+    // tsdw_sys_join.cpp: joining and leaving. The Sstp steps give 0 for success, otherwise the
+    // status of the exchange; each runs once.
+
+    bool InitTap();
+    void DeInitTap() { m_adapter.Close(); }
+    bool SstpConnect();
+    void SstpDisConnect();
+    int SstpLogin();
+    int SstpDhcp();
+    int SstpSubnet();
+    int SstpRegist();
+    int SstpRegistRouter();
+    int SstpRegistDevices();
+    // 1, with nothing sent, when the local router has no device.
+    int SstpUnRegisteDevice();
+    int InitLocalRouter();
+
+    // tsdw_sys_external.cpp: the picture of the other routers. The status of the router query; the
+    // steps without one give 0.
+
+    int InitExternalNet();
+    int FetchExtRouter();
+    int FetchExtAllDevice();
+    int FetchExtDevice(CTSdwanRouter& router);
+    int InitP2PConnects();
+
+    // For tests. The model and the peers are read under the lock while the forwarders run.
+    CTNetAdapter& GetAdapter() { return m_adapter; }
+    CTSysCfg& GetConfig() { return m_config; }
+    CTSdwanRouter& GetLocalRouter() { return m_local_router; }
+    CTSdwanSubnet& GetExternalSubnet() { return m_external_subnet; }
+    CTP2pConnectList& GetPeers() { return m_peers; }
+    CTReadWriteLock& GetModelLock() { return m_model_lock; }
+    CTXmitPktPool& GetPool() { return m_pool; }
+    CTSstpPort& GetPort() { return m_port; }
+    CTNetDevice& GetDevice() { return m_device; }
+
+  private:
+    // One exchange with the central router; the list bytes that arrived with the reply, or -1.
+    int QueryList(CTSstpMessage& request, CTSstpMessage& reply);
+
+    static CTsdwSys m_sys;
+
+    // In the order of their construction.
+    std::atomic<uint8_t> m_quit{0};
+    CTXmitPktPool m_spare_pool;  // no component is handed it
+    CTXmitPktPool m_pool;        // shared by the network device and the tunnel port
+    CTNetAdapter m_adapter;
+    CTNetDevice m_device;
+    CTSstpConnect m_client;
+    CTSstpPort m_port;
+    CTSdwanRouter m_local_router;
+    CTSdwanSubnet m_external_subnet;
+    CTP2pConnectList m_peers;
+    CTReadWriteLock m_model_lock;  // of the external subnet and the peers
+    CTForwardIngress m_ingress;
+    CTForwardOutgress m_outgress;
+    CTSockAddr m_central_router;
+    CTSysCfg m_config;
+    CTString m_config_file;
+    CTVersion m_version;
+};

@@ -1,0 +1,84 @@
+// CTsdwSys: start and stop of the whole system, in this order and the other way round.
+
+#include <cstdio>
+
+#include "base/pvu_log.h"
+#include "sys/tsdw_sys.h"
+
+bool CTsdwSys::Start() {
+    if (!Init()) return false;
+    m_config.Print();
+
+    if (!m_device.Open(m_adapter, m_pool)) {
+        DeInit();
+        flog_printf("net device open failed\n");
+        return false;
+    }
+
+    m_port.SetHeartBeatInterval(m_config.GetSstpHeartBeatInterval());
+    if (!m_port.Open(m_pool, m_client)) {
+        m_device.Close();
+        DeInit();
+        flog_printf("sstp port open failed\n");
+        return false;
+    }
+
+    m_outgress.SetCentralRouterAddr(m_central_router);
+    m_outgress.SetExternalSubnet(m_external_subnet);
+    m_outgress.SetP2PConnectList(m_peers);
+    m_outgress.SetModelLock(m_model_lock);
+    if (!m_outgress.Start(m_device, m_port)) {
+        m_device.Close();
+        m_port.Close();
+        DeInit();
+        flog_printf("forwarder outgress start failed\n");
+        return false;
+    }
+
+    m_ingress.SetExternalSubnet(m_external_subnet);
+    m_ingress.SetP2PConnectList(m_peers);
+    m_ingress.SetModelLock(m_model_lock);
+    if (!m_ingress.Start(m_device, m_port)) {
+        m_device.Close();
+        m_port.Close();
+        m_outgress.Stop();
+        flog_printf("forwarder ingress start failed\n");
+        DeInit();
+        return false;
+    }
+    return true;
+}
+
+bool CTsdwSys::Init() {
+    printf("read config file: %s\n", m_config_file.c_str());
+    m_config.ReadFromJsonFile(m_config_file.c_str());
+    if (!InitTap()) return false;
+    if (!SstpConnect()) {
+        DeInitTap();
+        flog_printf("connected tcr failed, tcr is not online\n");
+        return false;
+    }
+    if (!m_adapter.ConfigTun(m_config.GetLocalIPAddr(), m_config.GetLocalNetMask())) {
+        DeInitTap();
+        flog_printf("config net adapter IP adress and net mask failed\n");
+        return false;
+    }
+    return true;
+}
+
+void CTsdwSys::Stop() {
+    m_device.Close();
+    m_port.Close();
+    m_outgress.Stop();
+    m_ingress.Stop();
+    // Heartbeats that the ingress thread queued after the port was closed.
+    m_port.ClearTxFifo();
+    DeInit();
+}
+
+void CTsdwSys::DeInit() {
+    SstpDisConnect();
+    DeInitTap();
+    printf("write config file: %s\n", m_config_file.c_str());
+    m_config.WriteToJsonFile(m_config_file.c_str());
+}

@@ -1,0 +1,246 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "base/pvu_log.h"
+#include "sstp/sstp_error.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/scripted_router.h"
+#include "tests/support/whole_edge.h"
+
+namespace {
+
+constexpr int kEcho = 2, kLogin = 3, kLogout = 4, kDhcp = 5, kSubnet = 6, kAddRouter = 10,
+              kGetRouter = 14, kAddDevice = 16, kDelDevice = 17, kGetDevice = 18;
+const std::vector<int> kJoin = {kEcho,      kLogin,     kDhcp,      kSubnet,   kGetRouter,
+                                kGetDevice, kGetDevice, kAddRouter, kAddDevice};
+const std::vector<int> kLeave = {kDelDevice, kLogout};
+
+std::vector<int> operator+(std::vector<int> a, const std::vector<int>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// kJoin with one step doubled.
+std::vector<int> JoinWithTwice(int step) {
+    std::vector<int> subs;
+    bool doubled = false;
+    for (int sub : kJoin) {
+        subs.push_back(sub);
+        if (sub == step && !doubled) subs.push_back(sub);
+        if (sub == step) doubled = true;
+    }
+    return subs;
+}
+
+// An edge that joins an overlay of two other routers.
+class Join : public testing::Test {
+  protected:
+    Join() : edge(router.Port()) {
+        router.AddRouter(0, 0x2000, 4000);
+        router.AddRouter(1, 0x2001, 4001);
+        router.AddDevice(0, Ip(192, 168, 15, 20), 1);
+        router.AddDevice(1, Ip(192, 168, 15, 21), 2);
+        flog_open(log.File("tamvo.log").c_str());
+    }
+    ~Join() override { flog_close(); }
+    std::string Log() {
+        flog_close();
+        return ReadWholeFile(log.File("tamvo.log"));
+    }
+
+    ScratchDir log;
+    ScriptedRouter router;
+    WholeEdge edge;
+    OutputCapture output;
+};
+
+TEST_F(Join, GoesStepByStepAndLeavesInOrder) {
+    ASSERT_TRUE(edge.Start());
+    edge.Stop();
+    EXPECT_EQ(router.ReceivedCommands(), kJoin + kLeave);
+    std::vector<WireMessage> sent = router.Received();
+    // Before the login nobody has an identifier; every message is numbered anew.
+    for (size_t i = 0; i < kJoin.size(); ++i) {
+        EXPECT_EQ(sent[i].src, i < 2 ? kWireCentral : 2u) << i;
+        EXPECT_EQ(sent[i].dst, kWireCentral);
+        EXPECT_EQ(sent[i].seq, i);
+    }
+    EXPECT_EQ(At32(sent[1].body, 100), 0x105u);
+    EXPECT_EQ(sent[2].body, Hex("00000000 020000000001 0000"));
+    EXPECT_EQ(TextAt(sent[3].body, 0), "qwop");
+    EXPECT_EQ(sent[5].body, Hex("00000000"));
+    EXPECT_EQ(sent[6].body, Hex("00000001"));
+    EXPECT_EQ(WireBytes(sent[7].body.begin(), sent[7].body.begin() + 20),
+              Hex("0002 03 00 00000002 00001001 0000 0000 00000000"));
+    EXPECT_EQ(TextAt(sent[7].body, 20), "edge");
+    EXPECT_EQ(sent[8].body, Hex("00000002 0001 0001 C0A80F39 020000000001"));
+    std::vector<WireMessage> last(sent.end() - 2, sent.end());
+    EXPECT_EQ(last[0].body, Hex("00000002 C0A80F39"));
+    EXPECT_TRUE(last[1].body.empty());
+}
+
+TEST_F(Join, BuildsThePictureOfTheOthers) {
+    ASSERT_TRUE(edge.Start());
+    std::string printed;
+    {
+        CTReadGuard guard(edge.sys.GetModelLock());
+        CTSdwanSubnet& subnet = edge.sys.GetExternalSubnet();
+        EXPECT_EQ(subnet.GetGateway(), ScriptedRouter::kGateway);
+        EXPECT_EQ(subnet.GetRouterByIPv4Addr(Ip(192, 168, 15, 21))->GetSerialNumber(), 0x2001u);
+        EXPECT_EQ(subnet.GetDevice(Ip(192, 168, 15, 20))->GetStatus(), 1);
+        EXPECT_EQ(edge.sys.GetPeers().Count(), 2);
+    }
+    edge.Stop();
+    printed = output.Take();
+    EXPECT_NE(printed.find("External Network Map ----------------------------------\n"
+                           "qwop net: index=0, gw=192.168.15.1, mask=255.255.255.0, router "
+                           "count=2\n"
+                           "    1. : ident=0x00000000, index=0, sn=0x00002000, sstp: "
+                           "127.0.0.1:4000\n"
+                           "        1. 192.168.15.20, 02:00:00:00:00:01, on(1), ipv4(1)\n"),
+              std::string::npos)
+        << printed;
+}
+
+TEST_F(Join, WritesWhatItLearntBackForTheOwnersEyesOnly) {
+    mode_t old = umask(0);
+    ASSERT_TRUE(edge.Start());
+    edge.Stop();
+    umask(old);
+    std::string config = ReadWholeFile(edge.ConfigPath());
+    EXPECT_NE(config.find("\"ip\":\t\"192.168.15.57\""), std::string::npos) << config;
+    EXPECT_NE(config.find("\"gateway\":\t\"192.168.15.1\""), std::string::npos) << config;
+    EXPECT_NE(config.find("\"type\":\t\"TUN\""), std::string::npos) << config;
+    struct stat status;
+    ASSERT_EQ(stat(edge.ConfigPath().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+class EachStep : public Join, public testing::WithParamInterface<int> {};
+INSTANTIATE_TEST_SUITE_P(OfTheJoin, EachStep,
+                         testing::Values(kEcho, kLogin, kDhcp, kSubnet, kGetRouter, kGetDevice,
+                                         kAddRouter, kAddDevice));
+
+TEST_P(EachStep, SurvivesALostRequestOrReply) {
+    router.Drop(static_cast<uint8_t>(GetParam()));
+    ASSERT_TRUE(edge.Start());
+    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
+    edge.Stop();
+    EXPECT_EQ(router.ReceivedCommands(), JoinWithTwice(GetParam()) + kLeave);
+}
+
+TEST_P(EachStep, SurvivesALateReply) {
+    router.AnswerLate(static_cast<uint8_t>(GetParam()));
+    ASSERT_TRUE(edge.Start());
+    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
+    edge.Stop();
+}
+
+TEST_P(EachStep, SurvivesAForeignReplyBeforeItsOwn) {
+    router.StrayFirst(static_cast<uint8_t>(GetParam()));
+    ASSERT_TRUE(edge.Start());
+    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
+    edge.Stop();
+}
+
+TEST_P(EachStep, SurvivesADoubledReply) {
+    router.AnswerTwice(static_cast<uint8_t>(GetParam()));
+    ASSERT_TRUE(edge.Start());
+    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
+    edge.Stop();
+}
+
+TEST_P(EachStep, ThreeLossesEndTheJoinOrLeaveThePictureEmpty) {
+    router.Drop(static_cast<uint8_t>(GetParam()), 3);
+    bool optional = GetParam() == kGetRouter || GetParam() == kGetDevice;
+    EXPECT_EQ(edge.Start(), optional);
+    if (optional) {
+        edge.Stop();
+        return;
+    }
+    EXPECT_FALSE(edge.host.Read());  // the interface is closed
+    EXPECT_EQ(edge.sys.GetPool().GetLoans(), 0);
+    EXPECT_EQ(Log(), "connected tcr failed, tcr is not online\n");
+    EXPECT_EQ(CTSstpError::GetLastError(), GetParam() == kEcho ? 1000 : 0);
+}
+
+TEST_F(Join, ARefusedLoginEndsIt) {
+    router.AnswerWith(kLogin, Hex("000003EA 00000000"));
+    EXPECT_FALSE(edge.Start());
+    EXPECT_EQ(router.ReceivedCommands(), (std::vector<int>{kEcho, kLogin}));
+    EXPECT_EQ(CTSstpError::GetLastError(), 1002);
+    EXPECT_EQ(Log(), "connected tcr failed, tcr is not online\n");
+}
+
+TEST_F(Join, ARefusedAddressKeepsTheConfiguredOne) {
+    router.AnswerWith(kDhcp, Hex("00000001 00000000 00000000 00000000"));
+    ASSERT_TRUE(edge.Start());
+    WireMessage add = router.WaitFor([](const WireMessage& m) { return m.Is(3, kAddDevice); });
+    EXPECT_EQ(At32(add.body, 8), 0u);
+    edge.Stop();
+}
+
+TEST_F(Join, ARefusedRegistrationEndsIt) {
+    router.AnswerWith(kAddRouter, Hex("00000001"));
+    EXPECT_FALSE(edge.Start());
+    EXPECT_EQ(router.ReceivedCommands().back(), kAddRouter);
+}
+
+TEST_F(Join, ListsAreReadOnlyAsFarAsTheyArrived) {
+    // Both state more records than they carry; the router list ends in half a record.
+    WireBytes cut = RouterRecord(1, 0x2001, 4001);
+    WireBytes half = RouterRecord(3, 0x2003, 4003);
+    cut.insert(cut.end(), half.begin(), half.begin() + 10);
+    router.AnswerWith(kGetRouter, cut, 0xFFFF);
+    router.AnswerWith(kGetDevice, DeviceRecord(Ip(192, 168, 15, 21), 2), 0xFFFF);
+    ASSERT_TRUE(edge.Start());
+    {
+        CTReadGuard guard(edge.sys.GetModelLock());
+        CTSdwanRouterList& routers = edge.sys.GetExternalSubnet().GetRouterList();
+        EXPECT_EQ(routers.Count(), 2);
+        EXPECT_EQ(routers.At(0), nullptr);
+        EXPECT_EQ(routers.At(1)->GetDeviceList().Count(), 1);
+    }
+    edge.Stop();
+}
+
+TEST_F(Join, ATextThatClaimsALengthBelowAHeaderIsAnEmptyList) {
+    router.AnswerWith(kGetRouter, RouterRecord(1, 0x2001, 4001), 3);
+    ASSERT_TRUE(edge.Start());
+    EXPECT_EQ(edge.sys.GetPeers().Count(), 0);
+    edge.Stop();
+}
+
+TEST_F(Join, ALongListIsCutToTheBuffer) {
+    WireBytes many;
+    for (uint32_t i = 0; i < 40; ++i) {
+        WireBytes record = RouterRecord(i % 16, i, 4000);
+        many.insert(many.end(), record.begin(), record.end());
+    }
+    router.AnswerWith(kGetRouter, many);
+    ASSERT_TRUE(edge.Start());
+    {
+        CTReadGuard guard(edge.sys.GetModelLock());
+        CTSdwanRouterList& routers = edge.sys.GetExternalSubnet().GetRouterList();
+        EXPECT_EQ(routers.At(15)->GetSerialNumber(), 31u);  // 32 records were read
+    }
+    edge.Stop();
+}
+
+TEST_F(Join, StopsAndWritesTheConfigurationWithoutTheCentralRouterToo) {
+    ASSERT_TRUE(edge.Start());
+    router.FallSilent();
+    edge.Stop();
+    EXPECT_NE(ReadWholeFile(edge.ConfigPath()).find("192.168.15.57"), std::string::npos);
+    EXPECT_NE(output.Take().find("Logout failed, ret=1\n"), std::string::npos);
+}
+
+TEST_F(Join, AMissingConfigurationIsCreatedWithDefaults) {
+    WriteWholeFile(edge.ConfigPath(), "");
+    unlink(edge.ConfigPath().c_str());
+    EXPECT_FALSE(edge.Start());  // its central router is the one of this machine, on port 1922
+    std::string config = ReadWholeFile(edge.ConfigPath());
+    EXPECT_NE(config.find("\"p2p enable\":\tfalse"), std::string::npos) << config;
+}
+
+}  // namespace

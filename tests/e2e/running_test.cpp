@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "tests/support/captured_output.h"
+#include "tests/support/live_central_router.h"
+#include "tests/support/scripted_router.h"
+#include "tests/support/whole_edge.h"
+
+namespace {
+
+class Running : public testing::Test {
+    OutputCapture output;
+};
+
+TEST_F(Running, CarriesPacketsBothWaysSplitAndWhole) {
+    ScriptedRouter router;
+    router.AddRouter(1, 0x2001, 4001);
+    router.AddDevice(1, Ip(192, 168, 15, 21), 2);
+    WholeEdge edge(router.Port());
+    ASSERT_TRUE(edge.Start());
+    for (size_t payload : {56u, 1364u, 1365u, 1480u}) {
+        WireBytes packet = IPv4Packet(ScriptedRouter::kAssignedIp, Ip(192, 168, 15, 21), payload);
+        edge.host.Write(packet);
+        WireMessage first = router.WaitFor([&](const WireMessage& m) {
+            return m.type == 5 && m.dst == 1 && m.frame_index == 0 &&
+                   std::equal(packet.begin(), packet.begin() + 20, m.body.begin());
+        });
+        WireBytes carried = first.body;
+        if (packet.size() + 16 > 1400) {
+            EXPECT_EQ(first.frame_total, 2);
+            WireMessage second = router.WaitFor([&](const WireMessage& m) {
+                return m.type == 5 && m.frame_index == 1 && m.seq == first.seq;
+            });
+            carried.insert(carried.end(), second.body.begin(), second.body.end());
+        }
+        EXPECT_EQ(carried, packet);
+
+        WireMessage arriving;
+        arriving.type = 5;
+        arriving.src = 1;
+        arriving.dst = 2;
+        arriving.body = IPv4Packet(Ip(192, 168, 15, 21), ScriptedRouter::kAssignedIp, payload, 9);
+        router.Send(arriving);
+        EXPECT_EQ(*edge.host.Read(), arriving.body);
+    }
+    edge.Stop();
+    EXPECT_EQ(edge.sys.GetPool().GetLoans(), 0);
+}
+
+TEST_F(Running, KeepsItsSessionAliveWithHeartbeats) {
+    ScriptedRouter router;
+    WholeEdge edge(router.Port());
+    ASSERT_TRUE(edge.Start());
+    WireMessage first = router.WaitFor([](const WireMessage& m) { return m.Is(1, 2); });
+    WireMessage next =
+        router.WaitFor([&](const WireMessage& m) { return m.Is(1, 2) && m.seq != first.seq; });
+    EXPECT_GE(At32(next.body, 0) - At32(first.body, 0), 2000u);  // answered: a whole interval
+    edge.Stop();
+}
+
+TEST_F(Running, StartsAndStopsFiftyTimesWithoutAThreadOrDescriptorLeft) {
+    ScriptedRouter router;
+    int threads = CountThreads();
+    int descriptors = CountDescriptors();
+    for (int i = 0; i < 50; ++i) {
+        WholeEdge edge(router.Port());
+        ASSERT_TRUE(edge.Start());
+        edge.host.Write(IPv4Packet(ScriptedRouter::kAssignedIp, ScriptedRouter::kGateway, 100));
+        edge.Stop();
+        ASSERT_EQ(edge.sys.GetPool().GetLoans(), 0);
+    }
+    EXPECT_EQ(CountThreads(), threads);
+    EXPECT_EQ(CountDescriptors(), descriptors);
+}
+
+TEST_F(Running, ThreeEdgesThatStartTogetherLearnOfEachOther) {
+    LiveCentralRouter central;
+    WholeEdge a(central.Port(), 0xA, "192.168.15.11");
+    WholeEdge b(central.Port(), 0xB, "192.168.15.12");
+    WholeEdge c(central.Port(), 0xC, "192.168.15.13");
+    WholeEdge* edges[] = {&a, &b, &c};
+    std::vector<std::thread> starts;
+    bool started[3] = {};
+    for (int i = 0; i < 3; ++i)
+        starts.emplace_back([&, i] { started[i] = edges[i]->Start(); });
+    for (std::thread& start : starts)
+        start.join();
+    ASSERT_TRUE(started[0] && started[1] && started[2]);
+
+    const uint32_t addrs[] = {Ip(192, 168, 15, 11), Ip(192, 168, 15, 12), Ip(192, 168, 15, 13)};
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) {
+            EXPECT_TRUE(i == j || edges[i]->Knows(addrs[j])) << i << " of " << j;
+        }
+    }
+    WireBytes packet = IPv4Packet(addrs[0], addrs[2], 1480);
+    a.host.Write(packet);
+    EXPECT_EQ(*c.host.Read(), packet);
+
+    WireBytes ping = PingPacket(addrs[1], Ip(192, 168, 15, 5), 1472);
+    b.host.Write(ping);
+    std::optional<WireBytes> pong = b.host.Read();
+    ASSERT_TRUE(pong);
+    EXPECT_EQ(At8(*pong, 20), 0u);  // echo reply
+    EXPECT_EQ(At32(*pong, 16), addrs[1]);
+    EXPECT_EQ(ChecksumOf(*pong, 20, pong->size()), 0);
+
+    c.Stop();
+    EXPECT_TRUE(a.Forgets(addrs[2]));
+    EXPECT_TRUE(b.Forgets(addrs[2]));
+    EXPECT_TRUE(a.Knows(addrs[1]));
+    b.Stop();
+    a.Stop();
+}
+
+}  // namespace

@@ -1,0 +1,330 @@
+#include <gtest/gtest.h>
+
+#include "forward/forward_ingress.h"
+#include "forward/forward_outgress.h"
+#include "forward/net_device.h"
+#include "sdwan/sdwan_subnet.h"
+#include "sstp/p2p_connect_list.h"
+#include "sstp/sstp_port.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/packet_end.h"
+#include "tests/support/udp_peer.h"
+
+namespace {
+
+const uint32_t kOwnAddr = Ip(192, 168, 15, 11);
+const uint32_t kFarAddr = Ip(192, 168, 15, 12);
+const uint32_t kGateway = Ip(192, 168, 15, 5);
+constexpr uint32_t kOwnIdentifier = 0;
+constexpr uint32_t kFarIdentifier = 1;
+
+// Both forwarders between a host's end of an interface and a peer that plays the central router.
+class Forwarders : public testing::Test {
+  protected:
+    Forwarders() {
+        CTSockAddr central("127.0.0.1", peer.Port());
+        conn.Open(central);
+        conn.SetRecvTimeout(20);
+        conn.SetIdentify(kOwnIdentifier);
+        adapter.Adopt(host.TakeOther());
+        adapter.Open("Tamvo");
+        device.Open(adapter, pool);
+        port.Open(pool, conn);
+        outgress.SetCentralRouterAddr(central);
+        outgress.SetExternalSubnet(subnet);
+        outgress.SetP2PConnectList(peers);
+        outgress.SetModelLock(lock);
+        ingress.SetExternalSubnet(subnet);
+        ingress.SetP2PConnectList(peers);
+        ingress.SetModelLock(lock);
+    }
+    ~Forwarders() override {
+        device.Close();
+        port.Close();
+        outgress.Stop();
+        ingress.Stop();
+        port.ClearTxFifo();
+        EXPECT_EQ(pool.GetLoans(), 0);
+    }
+    void Start() {
+        AddFarRouter();
+        EXPECT_EQ(outgress.Start(device, port), 1);
+        EXPECT_EQ(ingress.Start(device, port), 1);
+        // The edge's socket has a port once it has sent something.
+        host.Write(IPv4Packet(kOwnAddr, kGateway, 10));
+        EXPECT_EQ(peer.Receive().dst, kWireCentral);
+    }
+    void AddFarRouter() {
+        CTSdwanRouter* router = subnet.ReplaceRouter(kFarIdentifier);
+        router->SetIdentifier(kFarIdentifier);
+        subnet.AddDevice(router, kFarAddr, static_cast<const unsigned char*>(nullptr));
+    }
+    // Sends a command; the edge's answer.
+    WireMessage Command(uint8_t sub, const WireBytes& body) {
+        WireMessage command;
+        command.type = 3;
+        command.sub = sub;
+        command.seq = ++seq;
+        command.src = kWireCentral;
+        command.dst = kOwnIdentifier;
+        command.body = body;
+        peer.Reply(command);
+        WireMessage answer = peer.Receive();
+        EXPECT_TRUE(answer.Is(4, sub));
+        EXPECT_EQ(answer.seq, seq);
+        EXPECT_EQ(answer.src, kOwnIdentifier);
+        EXPECT_EQ(answer.dst, kWireCentral);
+        return answer;
+    }
+    WireMessage AddRouter(uint32_t identifier, const std::string& label, uint16_t udp_port) {
+        WireBytes body = Hex("0002 03 00");
+        Put32(body, identifier);
+        Put32(body, 0x77);
+        Put16(body, 0);
+        Put16(body, udp_port);
+        Put32(body, Ip(127, 0, 0, 1));
+        PutText(body, label);
+        return Command(10, body);
+    }
+    WireMessage AddDevice(uint32_t identifier,
+                          const std::vector<std::pair<uint32_t, uint16_t>>& devices) {
+        WireBytes body;
+        Put32(body, identifier);
+        for (auto [ip, stat] : devices) {
+            Put16(body, stat);
+            Put16(body, 1);
+            Put32(body, ip);
+            Put32(body, 0x02000000);
+            Put16(body, 7);
+        }
+        return Command(16, body);
+    }
+    // Whether a packet of the host to that address leaves, and the identifier that it is sent to.
+    std::optional<uint32_t> RouteOf(uint32_t dst) {
+        host.Write(IPv4Packet(kOwnAddr, dst, 4));
+        host.Write(IPv4Packet(kOwnAddr, kGateway, 5));  // a marker that always leaves
+        WireMessage sent = peer.Receive();
+        if (sent.body.size() == 25) return std::nullopt;
+        EXPECT_EQ(peer.Receive().body.size(), 25u);
+        return sent.dst;
+    }
+
+    OutputCapture output;
+    PacketEnd host;
+    UdpPeer peer;
+    CTXmitPktPool pool{2048, 128};
+    CTNetAdapter adapter;
+    CTNetDevice device;
+    CTSstpConnect conn;
+    CTSstpPort port;
+    CTSdwanSubnet subnet;
+    CTP2pConnectList peers;
+    CTReadWriteLock lock;
+    CTForwardIngress ingress;
+    CTForwardOutgress outgress;
+    uint16_t seq = 0;
+};
+
+TEST_F(Forwarders, WrapsAPacketForTheRouterThatServesItsDestination) {
+    Start();
+    WireBytes packet = IPv4Packet(kOwnAddr, kFarAddr, 100);
+    WireBytes padded = packet;
+    padded.insert(padded.end(), 6, 0);  // travels along
+    host.Write(padded);
+    WireMessage sent = peer.Receive();
+    EXPECT_EQ(sent.type, 5);
+    EXPECT_EQ(sent.sub, 0);
+    EXPECT_EQ(sent.dst, kFarIdentifier);
+    EXPECT_EQ(sent.src, kOwnIdentifier);
+    EXPECT_EQ(sent.frame_total, 0);
+    EXPECT_EQ(sent.body, padded);
+}
+
+TEST_F(Forwarders, DropsWhatItCannotPlace) {
+    Start();
+    WireBytes six = IPv4Packet(kOwnAddr, kFarAddr, 20);
+    six[0] = 0x60;
+    WireBytes cut = IPv4Packet(kOwnAddr, kFarAddr, 20);
+    cut.pop_back();
+    WireBytes tiny(19, 0x45);
+    for (const WireBytes& bad : {six, cut, tiny})
+        host.Write(bad);
+    EXPECT_EQ(RouteOf(0), std::nullopt);
+    EXPECT_EQ(RouteOf(Ip(192, 168, 15, 99)), std::nullopt);
+    EXPECT_EQ(RouteOf(0xFFFFFFFF), std::nullopt);
+    EXPECT_EQ(RouteOf(Ip(224, 0, 0, 1)), std::nullopt);
+    EXPECT_EQ(RouteOf(kFarAddr), kFarIdentifier);
+}
+
+TEST_F(Forwarders, OnlyLayer3LeavesAndOtherLayersHaveNoDestination) {
+    CTXmitPkt pkt(200);
+    WireBytes packet = WireBytes(14, 0);
+    WireBytes inner = IPv4Packet(kOwnAddr, kFarAddr, 20);
+    packet.insert(packet.end(), inner.begin(), inner.end());
+    pkt.Write(packet.data(), static_cast<int>(packet.size()));
+    pkt.SetNetLayer(2);
+    EXPECT_EQ(outgress.Verify(pkt), 0);
+    EXPECT_EQ(outgress.GetNetPktDstIPv4(pkt), kFarAddr);
+    pkt.SetNetLayer(4);
+    EXPECT_EQ(outgress.Verify(pkt), 0);
+    EXPECT_EQ(outgress.GetNetPktDstIPv4(pkt), 0u);
+    pkt.GetSkb()->Pull(14);
+    EXPECT_EQ(outgress.FindDDstIdentifier(pkt), -1);
+    AddFarRouter();
+    EXPECT_EQ(outgress.FindDDstIdentifier(pkt), static_cast<int>(kFarIdentifier));
+}
+
+TEST_F(Forwarders, TheSendAddressFollowsThePeersState) {
+    AddFarRouter();
+    CTSockAddr endpoint("127.0.0.1", 4711);
+    CTP2PConnect* connect = peers.Insert(kFarIdentifier, endpoint);
+    WireBytes packet = IPv4Packet(kOwnAddr, kFarAddr, 20);
+    auto send_address = [&] {
+        CTXmitPkt pkt(200);
+        pkt.Write(packet.data(), static_cast<int>(packet.size()));
+        pkt.SetNetLayer(3);
+        outgress.NetPacketHandle(pkt);
+        EXPECT_EQ(pkt.GetStatus(), 2);
+        return pkt.GetSendAddr()->GetPort();
+    };
+    EXPECT_EQ(send_address(), peer.Port());
+    connect->HeartBeatAckDone(*std::make_unique<CTXmitPkt>(10));
+    EXPECT_EQ(send_address(), 4711);
+}
+
+TEST_F(Forwarders, WritesWhateverArrivesAsANetworkPacketToTheInterface) {
+    Start();
+    WireMessage message;
+    message.type = 5;
+    message.src = 99;
+    message.dst = 4242;
+    message.body = IPv4Packet(kFarAddr, kOwnAddr, 1400);
+    peer.Reply(message);
+    EXPECT_EQ(*host.Read(), message.body);
+}
+
+TEST_F(Forwarders, AnAddedRouterWithItsDevicesIsReachableUntilItEnds) {
+    Start();
+    uint32_t ip = Ip(192, 168, 15, 30);
+    EXPECT_EQ(RouteOf(ip), std::nullopt);
+    EXPECT_EQ(At32(AddRouter(3, "three", 4000).body, 0), 0u);
+    AddDevice(3, {{ip, 1}, {Ip(192, 168, 15, 31), 0}});
+    EXPECT_EQ(RouteOf(ip), 3u);
+    EXPECT_EQ(RouteOf(Ip(192, 168, 15, 31)), 3u);
+
+    WireBytes body;  // two addresses and half a third one
+    Put32(body, 999);
+    Put32(body, Ip(192, 168, 15, 31));
+    Put32(body, kFarAddr);
+    Put16(body, 1);
+    Command(17, body);
+    EXPECT_EQ(RouteOf(Ip(192, 168, 15, 31)), std::nullopt);
+    EXPECT_EQ(RouteOf(kFarAddr), std::nullopt);
+
+    AddRouter(3, "again", 4001);  // replaced: its devices are gone
+    EXPECT_EQ(RouteOf(ip), std::nullopt);
+    AddDevice(3, {{ip, 1}});
+    EXPECT_EQ(RouteOf(ip), 3u);
+    body.clear();
+    Put32(body, 3);
+    EXPECT_TRUE(Command(12, body).body.empty());
+    EXPECT_EQ(RouteOf(ip), std::nullopt);
+    Command(12, body);  // unknown by now, acknowledged all the same
+}
+
+TEST_F(Forwarders, TheModelHoldsWhatTheCommandsSay) {
+    Start();
+    AddRouter(3, "a label of exactly 32 characters", 4000);
+    AddDevice(3, {{Ip(10, 0, 0, 1), 1}, {Ip(10, 0, 0, 1), 2}});
+    CTReadGuard guard(lock);
+    CTSdwanRouter* router = subnet.GetRouterList().At(3);
+    ASSERT_NE(router, nullptr);
+    EXPECT_STREQ(router->GetLabel(), "a label of exactly 32 characters");
+    EXPECT_EQ(router->GetIdentifier(), 3u);
+    EXPECT_EQ(router->GetSerialNumber(), 0x77u);
+    EXPECT_EQ(router->GetType(), 2);
+    EXPECT_EQ(router->GetNetLayer(), 3);
+    EXPECT_EQ(router->GetSstpAddr(), CTSockAddr("127.0.0.1", 4000));
+    EXPECT_EQ(router->GetDeviceList().Count(), 1);
+    EXPECT_EQ(router->GetDeviceList().At(0)->GetStatus(), 2);  // of the second record
+    EXPECT_EQ(router->GetDeviceList().At(0)->GetEtherAddr().GetBytes()[5], 7);
+    ASSERT_NE(peers.GetConnect(3), nullptr);
+    EXPECT_EQ(peers.GetConnect(3)->GetEndpointAddr(), CTSockAddr("127.0.0.1", 4000));
+}
+
+TEST_F(Forwarders, ARouterBeyondTheTableIsRefused) {
+    Start();
+    EXPECT_EQ(At32(AddRouter(16, "x", 1).body, 0), 1u);
+    EXPECT_EQ(At32(AddRouter(0xFF, "x", 1).body, 0), 1u);
+    AddDevice(16, {{Ip(10, 0, 0, 1), 1}});
+    EXPECT_EQ(RouteOf(Ip(10, 0, 0, 1)), std::nullopt);
+}
+
+TEST_F(Forwarders, ACommandWithoutItsFixedPartIsDroppedUnanswered) {
+    Start();
+    for (uint8_t sub : std::initializer_list<uint8_t>{8, 10, 12, 16, 17}) {
+        WireMessage command;
+        command.type = 3;
+        command.sub = sub;
+        command.seq = 900;
+        command.src = kWireCentral;
+        command.body = WireBytes(sub == 10 ? 51 : 3, 1);
+        peer.Reply(command);
+    }
+    Command(12, Hex("000000FF"));  // the first answer is this one's
+    EXPECT_EQ(ingress.GetMalformedCount(), 5u);
+}
+
+TEST_F(Forwarders, APeersHeartbeatIsAnsweredToWhereItCameFrom) {
+    Start();
+    UdpPeer other;
+    WireMessage heartbeat;
+    heartbeat.type = 3;
+    heartbeat.sub = 8;
+    heartbeat.seq = 44;
+    heartbeat.src = 0x209;
+    heartbeat.body = Hex("01020304");
+    other.SendBytes(heartbeat.Encode(), peer.LastPort());
+    WireMessage answer = other.Receive();
+    EXPECT_TRUE(answer.Is(4, 8));
+    EXPECT_EQ(answer.seq, 44);
+    EXPECT_EQ(answer.dst, 0x209u);
+    EXPECT_EQ(answer.body, heartbeat.body);
+}
+
+TEST_F(Forwarders, APeerThatAnswersIsConnected) {
+    Start();
+    UdpPeer other;
+    AddRouter(2, "two", other.Port());
+    WireMessage heartbeat = other.Receive();
+    EXPECT_TRUE(heartbeat.Is(3, 8));
+    EXPECT_EQ(heartbeat.dst, 2u);
+    WireMessage answer = heartbeat;
+    answer.type = 4;
+    answer.src = 2;
+    other.Reply(answer);
+    Command(12, Hex("000000FF"));  // handled after the answer
+    CTReadGuard guard(lock);
+    EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
+}
+
+TEST_F(Forwarders, UnknownTypesAndSubTypesAreDropped) {
+    Start();
+    for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255}) {
+        WireMessage message;
+        message.type = type;
+        message.sub = 77;
+        peer.Reply(message);
+    }
+    for (uint8_t sub : std::initializer_list<uint8_t>{2, 3, 99}) {
+        WireMessage message;
+        message.type = 3;
+        message.sub = sub;
+        peer.Reply(message);
+        message.type = 4;
+        peer.Reply(message);
+    }
+    Command(12, Hex("000000FF"));
+}
+
+}  // namespace
