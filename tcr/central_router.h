@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "inet/tnet_npkt.h"
+#include "sdwan/sdwan_sys.h"
+#include "sstp/sstp_message.h"
+#include "tcr/announcer.h"
+#include "tcr/gateway.h"
+#include "tcr/tcr_config.h"
+#include "tcr/tcr_link.h"
+#include "tcr/tcr_subnet.h"
+
+// What the central router counts. Nothing is printed for a single datagram.
+struct TcrCounters {
+    uint64_t received = 0;
+    uint64_t relayed = 0;
+    uint64_t answered = 0;             // requests and heartbeats
+    uint64_t pings = 0;                // to a gateway, answered or waiting for a fragment
+    uint64_t malformed = 0;            // length field or body does not fit the datagram
+    uint64_t foreign = 0;              // not from the address that logged in with the identifier
+    uint64_t wrong = 0;                // no request for a central router, or not in that state
+    uint64_t unknown_destination = 0;  // network packets for nobody
+    uint64_t refused_logins = 0;
+};
+
+// The central router: keeps the model of its subnets, lets edges join and leave, tells them of each
+// other and relays their packets. It knows no socket and no clock: datagrams and the time (a tick
+// in milliseconds) come in through Receive and Tick, everything else goes out through the link.
+// One thread.
+class CTCentralRouter {
+  public:
+    CTCentralRouter(const TcrConfig& config, TcrLink& link);
+
+    // One datagram.
+    void Receive(const CTSockAddr& from, const uint8_t* data, int length, uint32_t now);
+    // What is due by now: edges gone silent, announcements. A few times a second.
+    void Tick(uint32_t now);
+
+    // The table of subnets, routers and devices, and the counters, line by line to the link.
+    void PrintTable(uint32_t now);
+    const TcrCounters& GetCounters() const { return m_counters; }
+
+  private:
+    // Where a request comes from.
+    struct Edge {
+        TcrSubnet* subnet = nullptr;
+        int slot = 0;
+        TcrSession& Session() const { return subnet->sessions[slot]; }
+        CTSdwanRouter* Router() const { return subnet->Router(slot); }
+        uint32_t Identifier() const { return subnet->Identifier(slot); }
+    };
+
+    // central_router.cpp: sorting what arrives, sessions, time.
+    TcrSubnet* SubnetOf(uint32_t identifier) const;
+    bool FindEdge(uint32_t identifier, const CTSockAddr& from, Edge& edge);
+    void RelayNetPacket(const CTSockAddr& from, const uint8_t* data, int length, CTSstpMessage& msg,
+                        uint32_t now);
+    void HeartBeat(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
+    void Acknowledgement(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
+    void CheckSilence(const Edge& edge, uint32_t now);
+    void CheckSettled(const Edge& edge, uint32_t now);
+    // From now on the edge is sent announcements and packets.
+    void Settle(const Edge& edge);
+    // The others no longer see the router; its devices wait with it or end.
+    void Unlist(const Edge& edge, uint16_t device_status);
+    void List(const Edge& edge);
+    void Tell(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    void PrintEdge(const Edge& edge, uint32_t now);
+
+    // central_router_request.cpp: requests and their replies. The handlers give false for a
+    // request that is wrong as it stands and gets no reply.
+    void Command(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
+    bool Dispatch(const Edge& edge, CTSstpMessage& msg, uint32_t now);
+    void Echo(const CTSockAddr& from, CTSstpMessage& msg);
+    void Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
+    bool Dhcp(const Edge& edge, CTSstpMessage& msg);
+    bool Subnet(const Edge& edge, CTSstpMessage& msg);
+    bool GetRouters(const Edge& edge, CTSstpMessage& msg);
+    bool GetDevices(const Edge& edge, CTSstpMessage& msg);
+    bool AddRouter(const Edge& edge, CTSstpMessage& msg);
+    bool AddDevices(const Edge& edge, CTSstpMessage& msg, uint32_t now);
+    bool DelDevices(const Edge& edge, CTSstpMessage& msg);
+    bool Logout(const Edge& edge, CTSstpMessage& msg, uint32_t now);
+    uint32_t JudgeLogin(class CTSstpLoginMsg& login, TcrSubnet*& subnet);
+    bool TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot);
+    void RefuseLogin(const CTSockAddr& from, uint32_t error, uint32_t now);
+    uint32_t Lease(const Edge& edge, uint32_t requested, const uint8_t* mac);
+    void HoldLease(const Edge& edge, uint32_t ip, const uint8_t* mac);
+    void DropDevicesBut(const Edge& edge, uint32_t kept);
+    void AddDevice(const Edge& edge, uint32_t ip, const uint8_t* mac);
+    void Reply(const CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply);
+    void ReplyTo(const Edge& edge, CTSstpMessage& request, CTSstpMessage& reply);
+    bool HoldsBody(CTSstpMessage& msg, int length);
+
+    const TcrConfig m_config;
+    TcrLink& m_link;
+    TcrCounters m_counters;
+    CTSdwanSys m_model;
+    std::vector<std::unique_ptr<TcrSubnet>> m_subnets;  // by index
+    TcrAnnouncer m_announcer;
+    TcrGateway m_gateway;
+    CTSkBuffer m_request;  // the request being handled, as the message classes want it
+    uint32_t m_last_refusal_tick = 0;
+    uint64_t m_refusals_not_told = 0;
+    bool m_refusal_told = false;
+};
+
+// A text from the network as it may stand on a terminal: at most 32 characters, none of them a
+// control character.
+std::string tcr_printable(const char* field);

@@ -1,0 +1,97 @@
+#include "tcr/gateway.h"
+
+#include "inet/tnet_icmp_packet.h"
+#include "sstp/sstp_connect.h"
+#include "sstp/sstp_message.h"
+
+namespace {
+
+constexpr int kBufSize = 2048;
+constexpr int kPoolMax = 16;
+constexpr int kIPv4Version = 4;
+constexpr uint8_t kEchoRequest = 8;
+constexpr int kEchoHeaderSize = sizeof(tnet_icmp_hdr);
+
+// Whether the bytes are one whole, unfragmented echo request to that address, as the reply builder
+// wants it.
+bool IsPingTo(uint8_t* packet, int length, uint32_t address) {
+    if (length < static_cast<int>(sizeof(tnet_ipv4_hdr))) return false;
+    CIPv4Header ip(reinterpret_cast<tnet_ipv4_hdr*>(packet));
+    int header_length = ip.GetHeaderLength();
+    bool whole = ip.GetVersion() == kIPv4Version &&
+                 header_length >= static_cast<int>(sizeof(tnet_ipv4_hdr)) &&
+                 ip.GetPacketLength() <= length &&
+                 ip.GetPacketLength() >= header_length + kEchoHeaderSize;
+    if (!whole || !ip.VerifyCheckSum()) return false;
+    if ((ip.GetOffset() & (kIPv4MoreFragments | kIPv4OffsetMask)) != 0) return false;
+    if (ip.GetNextProto() != kIpProtoIcmp || ip.GetDstIP() != address) return false;
+    CIcmpHeader icmp(reinterpret_cast<tnet_icmp_hdr*>(packet + header_length));
+    return icmp.GetType() == kEchoRequest && icmp.GetCode() == 0;
+}
+
+}  // namespace
+
+TcrGateway::TcrGateway(TcrLink& link)
+    : m_link(link), m_pool(kBufSize, kPoolMax), m_reply(kBufSize), m_spare(kBufSize) {
+    m_splitter.SetMtu(CTSstpConnect::kDefaultMtu);
+}
+
+bool TcrGateway::Receive(const CTSockAddr& from, const uint8_t* data, int length,
+                         uint32_t gateway) {
+    CTXmitPkt* pkt = m_pool.Alloc();
+    if (!pkt) return false;
+    bool accepted = false;
+    if (pkt->Write(data, length) == 0 && Reassemble(*pkt)) {
+        accepted = pkt->GetStatus() == kXmitHeld || Answer(from, *pkt, gateway);
+    }
+    if (pkt->GetStatus() != kXmitHeld) pkt->Release();
+    return accepted;
+}
+
+// False when the packet is to be dropped; otherwise it is whole, or held in the store.
+bool TcrGateway::Reassemble(CTXmitPkt& pkt) {
+    pkt.SetStatus(kXmitDeliver);
+    CTSstpMessage msg;
+    if (!msg.Attach(pkt)) return false;
+    if (m_merger.IsSingle(msg)) return true;
+    CTXmitPkt* stored = m_fragments.Find(msg);
+    CTSstpMessage stored_msg;
+    bool repeated =
+        stored && stored_msg.Attach(stored) && stored_msg.GetFrameIndex() == msg.GetFrameIndex();
+    bool joined = stored && !repeated && m_merger.Merge(pkt, *stored) == 0;
+    if (stored) m_fragments.Delete(*stored);
+    if (stored && !repeated) return joined;
+    pkt.SetStatus(kXmitHeld);
+    m_fragments.Add(pkt);
+    return true;
+}
+
+bool TcrGateway::Answer(const CTSockAddr& to, CTXmitPkt& request, uint32_t gateway) {
+    CTSstpMessage asked;
+    asked.Attach(request);
+    uint8_t* packet = asked.GetDataPtr();
+    if (!IsPingTo(packet, asked.GetBodyLimit(), gateway)) return false;
+    CTSkBuffer& skb = *m_reply.GetSkb();
+    skb.Reset();
+    CTSstpMessage reply;
+    reply.Attach(skb);
+    if (CIcmpPacket::MakeL3Reply(packet, reply.GetDataPtr()) != 0) return false;
+    int length = CIPv4Header::GetPacketLength(reinterpret_cast<tnet_ipv4_hdr*>(reply.GetDataPtr()));
+    reply.GetHeader().Fill(kSstpNetPacket, 0, m_seq++,
+                           static_cast<uint16_t>(kSstpHeaderSize + length), kFrameTotalNone,
+                           kFrameIndexFirst, kSstpCentralRouter, asked.GetSrc());
+    skb.Put(kSstpHeaderSize + length);
+    SendMessage(to, m_reply);
+    return true;
+}
+
+// The second fragment first: the receiver joins them the quicker way.
+void TcrGateway::SendMessage(const CTSockAddr& to, CTXmitPkt& pkt) {
+    if (m_splitter.IsSingle(pkt)) {
+        m_spare.SetStatus(kXmitFinished);
+        m_splitter.Split(pkt, m_spare);
+        if (m_spare.GetStatus() != kXmitSecondFilled) return;
+        m_link.Send(to, m_spare.GetSkb()->GetData(), m_spare.GetSkb()->GetDataLength());
+    }
+    m_link.Send(to, pkt.GetSkb()->GetData(), pkt.GetSkb()->GetDataLength());
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+
+#include "inet/tnet_frag_linker.h"
+#include "inet/tnet_merger.h"
+#include "inet/tnet_splitter.h"
+#include "inet/xmit_pkt_pool.h"
+#include "tcr/tcr_link.h"
+
+// The subnets' gateway addresses, behind which nothing lives but an answer to pings. It joins the
+// fragments of what is sent to it, and splits what is too long for the tunnel.
+class TcrGateway {
+  public:
+    explicit TcrGateway(TcrLink& link);
+
+    // A network packet message for the gateway address, from the edge at that address. True when
+    // it was a ping and is answered, or a fragment that waits for its partner.
+    bool Receive(const CTSockAddr& from, const uint8_t* data, int length, uint32_t gateway);
+
+  private:
+    bool Reassemble(CTXmitPkt& pkt);
+    bool Answer(const CTSockAddr& to, CTXmitPkt& request, uint32_t gateway);
+    void SendMessage(const CTSockAddr& to, CTXmitPkt& pkt);
+
+    TcrLink& m_link;
+    CTXmitPktPool m_pool;
+    CTXmitPkt m_reply;
+    CTXmitPkt m_spare;  // takes a reply's second fragment
+    CTNetPktMerger m_merger;
+    CTNetPktSplitter m_splitter;
+    CTNetPktFragLinker m_fragments;
+    uint16_t m_seq = 0;
+};

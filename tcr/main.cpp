@@ -1,0 +1,47 @@
+#include <cstdio>
+
+#include "base/pvu_string.h"
+#include "tcr/tcr_config.h"
+#include "tcr/tcr_option.h"
+#include "tcr/tcr_server.h"
+
+namespace {
+
+constexpr int kExitFault = 2;
+
+int Fail(const std::string& fault) {
+    fprintf(stderr, "tamvo-tcr: %s\n", fault.c_str());
+    return kExitFault;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::string fault;
+    TcrOption option;
+    switch (option.Parse(argc, argv, fault)) {
+        case TcrOption::Action::kPrintVersion:
+            TcrOption::PrintVersion();
+            return 0;
+        case TcrOption::Action::kPrintHelp:
+            TcrOption::PrintHelp();
+            return 0;
+        case TcrOption::Action::kFault:
+            return Fail(fault);
+        case TcrOption::Action::kServe:
+            break;
+    }
+    TcrConfig config;
+    if (!option.config_file.empty() && !config.ReadFile(option.config_file, fault)) {
+        return Fail(fault);
+    }
+    TcrServer server;
+    if (!server.Open(option, fault)) return Fail(fault);
+    CTString started;
+    started.Append("tamvo-tcr listens on %s port %d, %d subnet(s)", option.address.c_str(),
+                   option.port, static_cast<int>(config.subnets.size()));
+    server.Tell(started.c_str());
+    server.Run(config);
+    return 0;
+}

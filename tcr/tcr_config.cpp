@@ -1,0 +1,207 @@
+#include "tcr/tcr_config.h"
+
+#include <arpa/inet.h>
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "base/pvu_text_field.h"
+#include "inet/tnet_ip.h"
+
+namespace {
+
+constexpr char kKeyLowestVersion[] = "lowest version";
+constexpr char kKeySilentAfter[] = "silent after";
+constexpr char kKeySubnets[] = "subnets";
+constexpr char kKeyName[] = "name";
+constexpr char kKeyPassword[] = "password";
+constexpr char kKeyGateway[] = "gateway";
+constexpr char kKeyNetmask[] = "netmask";
+
+constexpr int kDefaultSilentSeconds = 60;
+constexpr int kMaxSilentSeconds = 86400;
+constexpr size_t kMaxFileSize = 1 << 20;
+constexpr int kMaxSubnets = 1024;
+constexpr uint32_t kSmallestHostMask = 3;  // two hosts, network and broadcast address
+
+struct TreeDeleter {
+    void operator()(cJSON* tree) const { cJSON_Delete(tree); }
+};
+using Tree = std::unique_ptr<cJSON, TreeDeleter>;
+
+// Reads one file and remembers the first fault.
+class Reader {
+  public:
+    Reader(const std::string& path, std::string& fault) : m_path(path), m_fault(fault) {}
+
+    bool Read(TcrConfig& config);
+
+  private:
+    bool Fault(const std::string& key, const std::string& reason);
+    bool Load(Tree& tree);
+    bool CheckKeys(const cJSON* object, const std::string& where,
+                   std::initializer_list<const char*> known);
+    bool ReadVersion(const cJSON* item, CTVersion& version);
+    bool ReadSilence(const cJSON* item, int& seconds);
+    bool ReadSubnets(const cJSON* list, std::vector<TcrSubnetConfig>& subnets);
+    bool ReadSubnet(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet);
+    bool ReadText(const cJSON* item, const std::string& where, const char* key, std::string& out);
+    bool ReadAddr(const cJSON* item, const std::string& where, const char* key, uint32_t& out);
+    bool CheckNetwork(const std::string& where, const TcrSubnetConfig& subnet);
+
+    const std::string& m_path;
+    std::string& m_fault;
+};
+
+bool Reader::Fault(const std::string& key, const std::string& reason) {
+    m_fault = m_path + ": " + (key.empty() ? "" : "\"" + key + "\": ") + reason;
+    return false;
+}
+
+bool Reader::Load(Tree& tree) {
+    std::ifstream in(m_path, std::ios::binary);
+    if (!in) return Fault("", "cannot be opened");
+    std::string text;
+    for (char c; text.size() <= kMaxFileSize && in.get(c);)
+        text += c;
+    if (in.bad()) return Fault("", "cannot be read");
+    if (text.size() > kMaxFileSize) return Fault("", "is larger than 1 MiB");
+    const char* end = nullptr;
+    tree.reset(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &end, 1));
+    if (tree) return true;
+    const char* stop = end ? std::min(end, text.c_str() + text.size()) : text.c_str();
+    auto line = 1 + std::count(text.c_str(), stop, '\n');
+    return Fault("", "is not valid JSON (line " + std::to_string(line) + ")");
+}
+
+bool Reader::Read(TcrConfig& config) {
+    Tree tree;
+    if (!Load(tree)) return false;
+    if (!cJSON_IsObject(tree.get())) return Fault("", "is not a JSON object");
+    if (!CheckKeys(tree.get(), "", {kKeyLowestVersion, kKeySilentAfter, kKeySubnets})) return false;
+    const cJSON* version = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyLowestVersion);
+    if (version && !ReadVersion(version, config.lowest_version)) return false;
+    const cJSON* silence = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySilentAfter);
+    if (silence && !ReadSilence(silence, config.silent_seconds)) return false;
+    const cJSON* subnets = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySubnets);
+    return ReadSubnets(subnets, config.subnets);
+}
+
+bool Reader::CheckKeys(const cJSON* object, const std::string& where,
+                       std::initializer_list<const char*> known) {
+    std::vector<std::string> seen;
+    for (const cJSON* item = object->child; item; item = item->next) {
+        std::string key = item->string ? item->string : "";
+        if (std::none_of(known.begin(), known.end(), [&](const char* k) { return key == k; })) {
+            return Fault(where + key, "is no key of this file");
+        }
+        if (std::count(seen.begin(), seen.end(), key) > 0) {
+            return Fault(where + key, "stands there twice");
+        }
+        seen.push_back(key);
+    }
+    return true;
+}
+
+bool Reader::ReadVersion(const cJSON* item, CTVersion& version) {
+    const char* text = cJSON_GetStringValue(item);
+    unsigned major = 0;
+    unsigned minor = 0;
+    unsigned patch = 0;
+    char rest = '\0';
+    bool parsed = text && sscanf(text, "%5u.%3u.%3u%c", &major, &minor, &patch, &rest) == 3;
+    if (!parsed || major > 0xFFFF || minor > 0xFF || patch > 0xFF) {
+        return Fault(kKeyLowestVersion, "is not a version like \"0.1.5\"");
+    }
+    version.Set(static_cast<unsigned short>(major), static_cast<unsigned char>(minor),
+                static_cast<unsigned char>(patch));
+    return true;
+}
+
+bool Reader::ReadSilence(const cJSON* item, int& seconds) {
+    double value = cJSON_GetNumberValue(item);
+    if (!(value >= 1 && value <= kMaxSilentSeconds) || value != std::floor(value)) {
+        return Fault(kKeySilentAfter, "is not a whole number of seconds from 1 to " +
+                                          std::to_string(kMaxSilentSeconds));
+    }
+    seconds = static_cast<int>(value);
+    return true;
+}
+
+bool Reader::ReadSubnets(const cJSON* list, std::vector<TcrSubnetConfig>& subnets) {
+    if (!list) return Fault(kKeySubnets, "is missing");
+    if (!cJSON_IsArray(list)) return Fault(kKeySubnets, "is not a list");
+    int count = cJSON_GetArraySize(list);
+    if (count < 1) return Fault(kKeySubnets, "is empty");
+    if (count > kMaxSubnets) return Fault(kKeySubnets, "has more than 1024 entries");
+    subnets.clear();
+    for (const cJSON* item = list->child; item; item = item->next) {
+        std::string where = std::string(kKeySubnets) + "[" + std::to_string(subnets.size()) + "].";
+        TcrSubnetConfig subnet;
+        if (!ReadSubnet(item, where, subnet)) return false;
+        for (const TcrSubnetConfig& other : subnets) {
+            if (other.name == subnet.name) return Fault(where + kKeyName, "stands there twice");
+        }
+        subnets.push_back(subnet);
+    }
+    return true;
+}
+
+bool Reader::ReadSubnet(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet) {
+    if (!cJSON_IsObject(item)) return Fault(where, "is not an object");
+    return CheckKeys(item, where, {kKeyName, kKeyPassword, kKeyGateway, kKeyNetmask}) &&
+           ReadText(item, where, kKeyName, subnet.name) &&
+           ReadText(item, where, kKeyPassword, subnet.password) &&
+           ReadAddr(item, where, kKeyGateway, subnet.gateway) &&
+           ReadAddr(item, where, kKeyNetmask, subnet.mask) && CheckNetwork(where, subnet);
+}
+
+bool Reader::ReadText(const cJSON* item, const std::string& where, const char* key,
+                      std::string& out) {
+    const cJSON* value = cJSON_GetObjectItemCaseSensitive(item, key);
+    if (!value) return Fault(where + key, "is missing");
+    const char* text = cJSON_GetStringValue(value);
+    if (!text || *text == '\0') return Fault(where + key, "is not a text");
+    if (strlen(text) > kTextFieldSize) return Fault(where + key, "is longer than 32 bytes");
+    out = text;
+    return true;
+}
+
+bool Reader::ReadAddr(const cJSON* item, const std::string& where, const char* key, uint32_t& out) {
+    std::string text;
+    if (!ReadText(item, where, key, text)) return false;
+    in_addr addr;
+    if (inet_pton(AF_INET, text.c_str(), &addr) != 1) {
+        return Fault(where + key, "is not an IPv4 address");
+    }
+    out = ntohl(addr.s_addr);
+    return true;
+}
+
+bool Reader::CheckNetwork(const std::string& where, const TcrSubnetConfig& subnet) {
+    uint32_t host = ~subnet.mask;
+    if ((host & (host + 1)) != 0) return Fault(where + kKeyNetmask, "has holes");
+    if (host < kSmallestHostMask) return Fault(where + kKeyNetmask, "leaves no room for hosts");
+    uint32_t gateway_host = subnet.gateway & host;
+    if (gateway_host == 0 || gateway_host == host) {
+        return Fault(where + kKeyGateway, "is the network's or the broadcast address");
+    }
+    return true;
+}
+
+}  // namespace
+
+TcrConfig::TcrConfig()
+    : silent_seconds(kDefaultSilentSeconds),
+      subnets{{"qwop", "qwop", CIPv4Addr(192, 168, 15, 5).GetIP(),
+               CIPv4Addr(255, 255, 255, 0).GetIP()}} {}
+
+bool TcrConfig::ReadFile(const std::string& path, std::string& fault) {
+    return Reader(path, fault).Read(*this);
+}

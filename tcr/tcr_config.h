@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/pvu_version.h"
+
+// One subnet to serve. Addresses in host byte order.
+struct TcrSubnetConfig {
+    std::string name;
+    std::string password;
+    uint32_t gateway = 0;
+    uint32_t mask = 0;
+};
+
+// What the central router serves: read from a JSON file, or the defaults, with which a default
+// edge joins.
+//
+//     {
+//         "lowest version": "0.1.0",
+//         "silent after": 60,
+//         "subnets": [
+//             { "name": "qwop", "password": "qwop",
+//               "gateway": "192.168.15.5", "netmask": "255.255.255.0" }
+//         ]
+//     }
+//
+// "subnets" must be there; a key that is not listed here is a fault, so that a misspelt one is
+// found at the start.
+struct TcrConfig {
+    // The one subnet that a default edge asks for.
+    TcrConfig();
+
+    // Takes the file's content in place of the defaults. False with one line in fault, which names
+    // file, key and reason; the record is then not to be used.
+    bool ReadFile(const std::string& path, std::string& fault);
+
+    CTVersion lowest_version;
+    int silent_seconds;  // an edge not heard of for so long counts as gone
+    std::vector<TcrSubnetConfig> subnets;
+};

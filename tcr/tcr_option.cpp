@@ -1,0 +1,83 @@
+#include "tcr/tcr_option.h"
+
+#include <arpa/inet.h>
+#include <getopt.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr char kShortOptions[] = "c:b:p:vh";
+constexpr option kLongOptions[] = {
+    {"config", required_argument, nullptr, 'c'}, {"bind", required_argument, nullptr, 'b'},
+    {"port", required_argument, nullptr, 'p'},   {"version", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+};
+
+bool ParseAddress(const char* text, uint32_t& ip) {
+    in_addr addr;
+    if (inet_pton(AF_INET, text, &addr) != 1) return false;
+    ip = ntohl(addr.s_addr);
+    return true;
+}
+
+bool ParsePort(const char* text, uint16_t& port) {
+    char* end = nullptr;
+    long value = strtol(text, &end, 10);
+    if (*text == '\0' || *end != '\0' || value < 1 || value > 0xFFFF) return false;
+    port = static_cast<uint16_t>(value);
+    return true;
+}
+
+}  // namespace
+
+TcrOption::Action TcrOption::Parse(int argc, char** argv, std::string& fault) {
+    optind = 0;  // start anew, also when a command line was parsed before
+    for (;;) {
+        switch (getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr)) {
+            case -1:
+                if (optind == argc) return Action::kServe;
+                fault = std::string("unexpected argument ") + argv[optind];
+                return Action::kFault;
+            case 'v':
+                return Action::kPrintVersion;
+            case 'h':
+                return Action::kPrintHelp;
+            case 'c':
+                config_file = optarg;
+                break;
+            case 'b':
+                address = optarg;
+                if (ParseAddress(optarg, ip)) break;
+                fault = std::string("-b ") + optarg + ": is not an IPv4 address";
+                return Action::kFault;
+            case 'p':
+                if (ParsePort(optarg, port)) break;
+                fault = std::string("-p ") + optarg + ": is not a port from 1 to 65535";
+                return Action::kFault;
+            default:
+                fault = "see tamvo-tcr -h";
+                return Action::kFault;
+        }
+    }
+}
+
+void TcrOption::PrintHelp() {
+    puts("Usage: tamvo-tcr [OPTIONS]");
+    puts("Central router of Tamvo overlays. Runs in the foreground and logs to standard output.");
+    puts("");
+    puts(
+        "  -c, --config FILE     Subnets to serve (default: the one that a default edge asks for)");
+    puts("  -b, --bind ADDRESS    IPv4 address to listen on (default: 127.0.0.1)");
+    puts("  -p, --port PORT       UDP port to listen on (default: 1922)");
+    puts("  -v, --version         Print the version");
+    puts("  -h, --help            Print this text");
+    puts("");
+    puts("Signals: SIGINT and SIGTERM end it, SIGUSR1 prints its table of edges.");
+    puts("Exit status: 0 after an orderly end, 2 when a fault kept it from starting.");
+}
+
+void TcrOption::PrintVersion() {
+    puts("tamvo-tcr 0.1.5");
+}

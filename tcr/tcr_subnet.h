@@ -1,0 +1,25 @@
+#pragma once
+
+#include <vector>
+
+#include "sdwan/sdwan_subnet.h"
+#include "tcr/edge_session.h"
+
+// One served subnet: its part of the model, and the session of the edge in each router slot.
+struct TcrSubnet {
+    explicit TcrSubnet(CTSdwanSubnet& subnet) : model(subnet) {}
+
+    CTSdwanRouter* Router(int slot) const { return model.GetRouterList().At(slot); }
+    uint32_t Identifier(int slot) const {
+        return static_cast<uint32_t>(model.GetIndex()) << 8 | static_cast<uint32_t>(slot);
+    }
+    // The router's devices that are on.
+    std::vector<TcrDevice> DevicesOf(int slot) const;
+    // Whether an edge may have the address: inside the subnet, and neither the network's, the
+    // broadcast nor the gateway's.
+    bool IsHostAddr(uint32_t ip) const;
+
+    CTSdwanSubnet& model;
+    TcrSession sessions[kTcrSlots];
+    uint32_t last_version = 0;  // given to a session's router; never given twice
+};
