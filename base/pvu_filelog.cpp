@@ -15,8 +15,8 @@ CTFilelog* CTFilelog::GetInstance() {
 }
 
 bool CTFilelog::Open(const char* path) {
-    Close();
     if (!path) return false;
+    Close();
     m_file = fopen(path, "w");
     return m_file != nullptr;
 }

@@ -12,7 +12,8 @@ class CTFilelog {
     CTFilelog(const CTFilelog&) = delete;
     CTFilelog& operator=(const CTFilelog&) = delete;
 
-    // Opens with mode "w"; false for null or on failure.
+    // Opens with mode "w", after closing a stream that is still open; false on failure, and for
+    // null, which changes nothing.
     bool Open(const char* path);
     // Flushes and closes; harmless when closed.
     void Close();

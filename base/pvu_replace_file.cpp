@@ -5,13 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 namespace {
 
 constexpr mode_t kOwnerOnly = 0600;
+constexpr int kMaxLinks = 40;  // as many as the kernel follows
 
 bool WriteAll(int fd, const void* data, size_t size) {
     const char* at = static_cast<const char*>(data);
@@ -43,24 +43,30 @@ bool WriteInPlace(const char* path, const void* data, size_t size) {
 
 // Whether the failure speaks of the folder and not of the content or the disk.
 bool FolderRefuses(int error) {
-    return error == EACCES || error == EPERM || error == EROFS || error == EBUSY || error == EXDEV;
+    return error == EACCES || error == EPERM || error == EROFS || error == EBUSY ||
+           error == EXDEV ||
+           error == ENAMETOOLONG;  // the name beside is longer than the file's own
 }
 
-std::string ResolveLinks(const char* path) {
-    char resolved[PATH_MAX];
-    return realpath(path, resolved) ? resolved : path;
+// Where the links of the last component lead, also when nothing is there yet.
+std::string FollowLinks(const char* path) {
+    std::error_code error;
+    std::filesystem::path target = path;
+    for (int i = 0; i < kMaxLinks && std::filesystem::is_symlink(target, error); ++i)
+        target = target.parent_path() / std::filesystem::read_symlink(target, error);
+    return target;
 }
 
 }  // namespace
 
 int pvu_replace_file(const char* path, const void* data, size_t size) {
     if (!path || !data) return 0;
-    std::string target = ResolveLinks(path);
     struct stat old;
-    bool existed = stat(target.c_str(), &old) == 0;
+    bool existed = stat(path, &old) == 0;
     // A device or a pipe is written to, never replaced.
-    if (existed && !S_ISREG(old.st_mode)) return WriteInPlace(target.c_str(), data, size) ? 1 : 0;
+    if (existed && !S_ISREG(old.st_mode)) return WriteInPlace(path, data, size) ? 1 : 0;
 
+    std::string target = FollowLinks(path);
     std::string beside = target + ".XXXXXX";
     int fd = mkostemp(beside.data(), O_CLOEXEC);
     if (fd < 0) {

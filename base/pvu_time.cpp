@@ -73,11 +73,11 @@ time_t CTTime::GetUtcTime() {
 }
 
 tm* CTTime::LocalTime(const time_t* t) {
-    return localtime(t);
+    return t ? localtime(t) : nullptr;
 }
 
 time_t CTTime::MakeTime(tm* broken_down) {
-    return mktime(broken_down);
+    return broken_down ? mktime(broken_down) : -1;
 }
 
 time_t CTTime::MakeTime(int year, int month, int day) {

@@ -27,6 +27,7 @@ class CTTime {
     static int GetTimeOfDay(timeval* out, struct timezone* zone);
 
     static time_t GetUtcTime();
+    // Null, and -1, for null and on failure.
     static tm* LocalTime(const time_t* t);
     static time_t MakeTime(tm* broken_down);
     static time_t MakeTime(int year, int month, int day);

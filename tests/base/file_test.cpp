@@ -1,0 +1,152 @@
+#include "base/pvu_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "base/pvu_fileop.h"
+#include "base/pvu_version.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/scratch_dir.h"
+
+namespace {
+
+TEST(File, ClosedOneAnswersWithoutTouchingAnything) {
+    CTTxtFile file;
+    char buf[4] = "abc";
+    EXPECT_FALSE(file.Open("/nonexistent/file", "r"));
+    EXPECT_EQ(file.Write(buf, 3), 0);
+    EXPECT_EQ(file.Read(buf, 3), 0);
+    EXPECT_EQ(file.Seek(1, SEEK_SET), 0);
+    EXPECT_EQ(file.Flush(), -1);
+    EXPECT_EQ(file.Gets(buf, 4), nullptr);
+    EXPECT_EQ(file.Getc(), -1);
+    EXPECT_EQ(file.Puts("x"), 0);
+    EXPECT_EQ(file.Printf("x"), -1);
+    EXPECT_STREQ(buf, "abc");
+}
+
+TEST(File, CountsElementsAndSeeks) {
+    ScratchDir dir;
+    CTFile file;
+    ASSERT_TRUE(file.Open(dir.File("f").c_str(), "w+"));
+    EXPECT_EQ(file.Write("aabbccd", 2, 3), 3);
+    EXPECT_EQ(file.Write("1234", 4), 4);
+    EXPECT_EQ(file.Flush(), 0);
+    EXPECT_EQ(ReadWholeFile(dir.File("f")), "aabbcc1234");
+    char buf[16] = {};
+    file.Rewind();
+    EXPECT_EQ(file.Read(buf, 4, 3), 2);
+    EXPECT_TRUE(file.Eof());
+    EXPECT_EQ(file.SeekFromHead(2), 0);
+    EXPECT_EQ(file.SeekFromCurrent(3), 0);
+    EXPECT_EQ(file.Tell(), 5);
+    EXPECT_EQ(file.SeekFromTail(-2), 0);
+    EXPECT_EQ(file.Read(buf, 10), 2);
+}
+
+TEST(File, WritesAndReadsAWholeFile) {
+    ScratchDir dir;
+    std::string path = dir.File("whole");
+    EXPECT_EQ(CTFile::WriteFile(path.c_str(), "longer text", 11), 11);
+    EXPECT_EQ(CTFile::WriteFile(path.c_str(), "text", 4), 4);
+    char buf[16] = {};
+    EXPECT_EQ(CTFile::ReadFile(path.c_str(), buf, 3), 3);
+    EXPECT_EQ(CTFile::ReadFile(path.c_str(), buf, 16), 4);
+    EXPECT_STREQ(buf, "text");
+    EXPECT_EQ(CTFile::ReadFile(dir.File("missing").c_str(), buf, 1), 0);
+}
+
+TEST(TxtFile, ReadsLinesAndPrintsATextAsItIs) {
+    ScratchDir dir;
+    CTTxtFile file;
+    ASSERT_TRUE(file.Open(dir.File("t").c_str(), "w+"));
+    EXPECT_GE(file.Puts("first\n"), 0);
+    EXPECT_GE(file.Printf("%d is no format\n"), 0);
+    EXPECT_EQ(file.Printf("%d,%s", 0, "x"), 3);
+    file.Rewind();
+    char line[32];
+    EXPECT_EQ(file.Gets(line, 4), line);
+    EXPECT_STREQ(line, "fir");
+    EXPECT_STREQ(file.Gets(line, 32), "st\n");
+    EXPECT_STREQ(file.Gets(line, 32), "%d is no format\n");
+    EXPECT_STREQ(file.Gets(line, 32), "0,x");
+    EXPECT_EQ(file.Gets(line, 32), nullptr);
+}
+
+TEST(FileOp, LengthIsPrinted) {
+    ScratchDir dir;
+    std::string path = dir.File("f");
+    int length = -1;
+    auto measure = [&] { length = get_file_length(path.c_str()); };
+    EXPECT_EQ(CapturedOutput(measure), "Error opening file\n");
+    EXPECT_EQ(length, 0);
+    WriteWholeFile(path, "12345");
+    EXPECT_EQ(CapturedOutput(measure), "File size: 5 bytes\n");
+    EXPECT_EQ(length, 5);
+    WriteWholeFile(path, "");
+    EXPECT_EQ(CapturedOutput(measure), "File size: 0 bytes\n");
+    EXPECT_EQ(length, 0);
+}
+
+TEST(FileOp, ExecutableAndWorkingDirectoryAreCutOrRefused) {
+    std::string exe = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    char buf[4096] = "old";
+    EXPECT_EQ(get_exe_file_dir(buf, 0), 1);
+    EXPECT_STREQ(buf, "old");
+    EXPECT_EQ(CTFileOp::GetExecFilePath(buf, sizeof buf), 0);
+    EXPECT_EQ(buf, exe + "/");
+    memset(buf, '#', sizeof buf);
+    EXPECT_EQ(get_exe_file_dir(buf, 4), 0);
+    EXPECT_EQ(std::string(buf, 5), exe.substr(0, 3) + '\0' + '#');
+
+    std::string cwd = std::filesystem::current_path();
+    int length = static_cast<int>(cwd.size());
+    EXPECT_EQ(get_current_dir(buf, length + 1), 0);
+    EXPECT_EQ(buf, cwd);
+    EXPECT_EQ(get_current_dir(buf, length), 1);
+    EXPECT_EQ(get_current_dir(nullptr, 10), 1);
+}
+
+TEST(FileOp, CreateDirStopsAtTheLastSlash) {
+    ScratchDir dir;
+    mode_t old_mask = umask(022);
+    std::string path = dir.File("a/b/c");
+    EXPECT_EQ(create_dir(path.c_str()), 0);
+    EXPECT_TRUE(std::filesystem::is_directory(dir.File("a/b")));
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(create_dir((path + "/").c_str()), 0);
+    EXPECT_TRUE(std::filesystem::is_directory(path));
+    struct stat status;
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0755U);
+    umask(old_mask);
+
+    EXPECT_EQ(create_dir(nullptr), 1);
+    EXPECT_EQ(create_dir(std::string(5000, '/').c_str()), 1);
+    WriteWholeFile(dir.File("file"), "x");
+    int result = 0;
+    EXPECT_EQ(CapturedOutput([&] { result = create_dir(dir.File("file/d/e/").c_str()); }),
+              "mkdir   error\n");
+    EXPECT_EQ(result, 1);
+}
+
+TEST(Version, PacksAndComparesAsANumber) {
+    CTVersion version(0, 1, 5);
+    EXPECT_EQ(version.GetVersion(), 0x00000105U);
+    version = 0xFFFE0304;
+    EXPECT_EQ(version.GetMajor(), 0xFFFE);
+    EXPECT_EQ(version.GetMinor(), 3);
+    EXPECT_EQ(version.GetPatch(), 4);
+    CTVersion below(0, 255, 255);
+    version.Set(1, 0, 0);
+    EXPECT_TRUE(version > below && version >= below && below < version && below <= version);
+    EXPECT_FALSE(version == below || version < below || version <= below);
+    EXPECT_TRUE(version >= CTVersion(0x10000) && version <= CTVersion(0x10000));
+}
+
+}  // namespace

@@ -1,0 +1,131 @@
+#include "base/pvu_replace_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include "tests/support/scratch_dir.h"
+
+namespace {
+
+class ReplaceFile : public testing::Test {
+  protected:
+    ReplaceFile() : old_mask(umask(0)) {}
+    ~ReplaceFile() override { umask(old_mask); }
+
+    static int Replace(const std::string& path, const std::string& content) {
+        return pvu_replace_file(path.c_str(), content.data(), content.size());
+    }
+    static struct stat StatusOf(const std::string& path) {
+        struct stat status = {};
+        EXPECT_EQ(stat(path.c_str(), &status), 0);
+        return status;
+    }
+    static mode_t ModeOf(const std::string& path) { return StatusOf(path).st_mode & 07777; }
+    // Every name in the scratch folder: a temporary file left behind would show.
+    std::set<std::string> Names() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
+            names.insert(entry.path().filename());
+        return names;
+    }
+
+    mode_t old_mask;
+    ScratchDir dir;
+    std::string path = dir.File("config.json");
+};
+
+TEST_F(ReplaceFile, ANewFileIsItsOwnersAlone) {
+    EXPECT_EQ(Replace(path, "{}\n"), 1);
+    EXPECT_EQ(ReadWholeFile(path), "{}\n");
+    EXPECT_EQ(ModeOf(path), 0600U);
+    umask(0777);
+    EXPECT_EQ(Replace(dir.File("other"), ""), 1);
+    EXPECT_EQ(ModeOf(dir.File("other")), 0600U);
+    EXPECT_EQ(Names(), (std::set<std::string>{"config.json", "other"}));
+}
+
+TEST_F(ReplaceFile, AnOldFileIsReplacedAsAWhole) {
+    WriteWholeFile(path, "the old content, longer");
+    ino_t old_inode = StatusOf(path).st_ino;
+    std::ifstream reader(path);
+    EXPECT_EQ(Replace(path, "new"), 1);
+    EXPECT_EQ(ReadWholeFile(path), "new");
+    EXPECT_NE(StatusOf(path).st_ino, old_inode);
+    EXPECT_EQ(ModeOf(path), 0600U);
+    std::string still_old(std::istreambuf_iterator<char>(reader), {});
+    EXPECT_EQ(still_old, "the old content, longer");
+    EXPECT_EQ(Names(), std::set<std::string>{"config.json"});
+}
+
+TEST_F(ReplaceFile, KeepsTheOwner) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root may give a file away";
+    WriteWholeFile(path, "old");
+    ASSERT_EQ(chown(path.c_str(), 12345, 23456), 0);
+    EXPECT_EQ(Replace(path, "new"), 1);
+    EXPECT_EQ(StatusOf(path).st_uid, 12345U);
+    EXPECT_EQ(StatusOf(path).st_gid, 23456U);
+    EXPECT_EQ(ModeOf(path), 0600U);
+}
+
+TEST_F(ReplaceFile, FollowsLinksAlsoToWhatIsNotThereYet) {
+    std::filesystem::create_directory(dir.File("real"));
+    std::filesystem::create_symlink("real/config.json", dir.File("relative"));
+    std::filesystem::create_symlink(dir.File("relative"), path);
+    for (const char* content : {"first", "second"}) {
+        EXPECT_EQ(Replace(path, content), 1);
+        EXPECT_EQ(ReadWholeFile(dir.File("real/config.json")), content);
+        EXPECT_TRUE(std::filesystem::is_symlink(path));
+        EXPECT_TRUE(std::filesystem::is_symlink(dir.File("relative")));
+    }
+    EXPECT_EQ(ModeOf(dir.File("real/config.json")), 0600U);
+    EXPECT_EQ(Names(), (std::set<std::string>{"config.json", "real", "relative"}));
+}
+
+TEST_F(ReplaceFile, WritesInPlaceWhereNoFileFitsBesideIt) {
+    // The longest name that a folder takes leaves no room for a suffix.
+    std::string long_name(255, 'n');
+    std::string long_path = dir.File(long_name);
+    EXPECT_EQ(Replace(long_path, "the first content"), 1);
+    EXPECT_EQ(ModeOf(long_path), 0600U);
+    ino_t inode = StatusOf(long_path).st_ino;
+    EXPECT_EQ(Replace(long_path, "second"), 1);
+    EXPECT_EQ(ReadWholeFile(long_path), "second");
+    EXPECT_EQ(StatusOf(long_path).st_ino, inode);
+    EXPECT_EQ(Names(), std::set<std::string>{long_name});
+}
+
+TEST_F(ReplaceFile, APipeIsWrittenToAndNotReplaced) {
+    ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
+    int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    EXPECT_EQ(Replace(path, "through"), 1);
+    char buf[16] = {};
+    EXPECT_EQ(read(reader, buf, sizeof buf), 7);
+    EXPECT_STREQ(buf, "through");
+    close(reader);
+    EXPECT_TRUE(std::filesystem::is_fifo(path));
+    EXPECT_EQ(ModeOf(path), 0644U);
+    EXPECT_EQ(Replace("/dev/null", "gone"), 1);
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    EXPECT_EQ(Names(), std::set<std::string>{"config.json"});
+}
+
+TEST_F(ReplaceFile, AFailureLeavesNothingBehind) {
+    EXPECT_EQ(Replace(dir.File("missing/config.json"), "x"), 0);
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(Replace(path, "x"), 0);
+    EXPECT_EQ(pvu_replace_file(nullptr, "x", 1), 0);
+    EXPECT_EQ(pvu_replace_file(dir.File("f").c_str(), nullptr, 1), 0);
+    EXPECT_EQ(Names(), std::set<std::string>{"config.json"});
+    EXPECT_TRUE(std::filesystem::is_empty(path));
+}
+
+}  // namespace

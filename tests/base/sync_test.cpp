@@ -1,0 +1,255 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "base/pvu_condwait.h"
+#include "base/pvu_mutex.h"
+#include "base/pvu_rwlock.h"
+#include "base/pvu_semaphore.h"
+#include "base/pvu_sleep.h"
+#include "base/pvu_spinlock.h"
+#include "base/pvu_thread.h"
+#include "base/pvu_thread_worker.h"
+#include "base/pvu_time.h"
+
+namespace {
+
+constexpr int kLongWaitMs = 60000;  // for what comes; only a failure waits so long
+
+int64_t MillisOf(const std::function<void()>& action) {
+    int64_t before = CTTime::GetCurrentUS();
+    action();
+    return (CTTime::GetCurrentUS() - before) / 1000;
+}
+
+// What the operation gives in another thread than the caller's.
+int Elsewhere(const std::function<int()>& operation) {
+    int result = -100;
+    std::thread([&] { result = operation(); }).join();
+    return result;
+}
+
+// Several threads count on a plain variable; the lock alone makes the sum right.
+int CountUnder(const std::function<void()>& lock, const std::function<void()>& unlock) {
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 5000;
+    int sum = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int n = 0; n < kRounds; ++n) {
+                lock();
+                ++sum;
+                unlock();
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    return sum - kThreads * kRounds;
+}
+
+// The locks' operations one by one, out of sight of the analysis, which follows whole functions.
+#define OPERATION(lock, call) \
+    [&lock]() PVU_ATTRIBUTE(no_thread_safety_analysis) { return (lock).call(); }
+
+template <typename Lock>
+void ExpectExclusive(Lock& lock) {
+    auto take = OPERATION(lock, Lock);
+    auto take_at_once = OPERATION(lock, TryLock);
+    auto release = OPERATION(lock, UnLock);
+    for (const auto& way : {std::function<int()>(take), std::function<int()>(take_at_once)}) {
+        EXPECT_EQ(way(), 0);
+        EXPECT_EQ(Elsewhere(take_at_once), EBUSY);
+        EXPECT_EQ(release(), 0);
+    }
+    EXPECT_EQ(CountUnder(take, release), 0);
+}
+
+TEST(Locks, MutexAndSpinLockAdmitOne) {
+    CTMutex mutex;
+    ExpectExclusive(mutex);
+    {
+        CTMutexGuard guard(mutex);
+        EXPECT_EQ(Elsewhere(OPERATION(mutex, TryLock)), EBUSY);
+    }
+    CTSpinLock spin;
+    EXPECT_EQ(spin.Init(), 1);
+    ExpectExclusive(spin);
+    EXPECT_EQ(spin.DeInit(), 0);
+}
+
+TEST(Locks, ReadersShareAndWritersDoNot) {
+    CTReadWriteLock lock;
+    EXPECT_EQ(lock.Init(), 1);
+    auto read_at_once = OPERATION(lock, TryReadLock);
+    auto write_at_once = OPERATION(lock, TryWriteLock);
+    auto release = OPERATION(lock, UnLock);
+    {
+        CTReadGuard guard(lock);
+        EXPECT_EQ(Elsewhere([&] {
+                      int result = read_at_once();
+                      if (result == 0) release();
+                      return result;
+                  }),
+                  0);
+        EXPECT_EQ(Elsewhere(write_at_once), EBUSY);
+    }
+    {
+        CTWriteGuard guard(lock);
+        EXPECT_EQ(Elsewhere(read_at_once), EBUSY);
+        EXPECT_EQ(Elsewhere(write_at_once), EBUSY);
+    }
+    EXPECT_EQ(CountUnder(OPERATION(lock, WriteLock), release), 0);
+    EXPECT_EQ(lock.DeInit(), 0);
+}
+
+TEST(Semaphore, CountsAndItsCreateAloneIsInverted) {
+    CTSemaphore semaphore(2);
+    EXPECT_EQ(semaphore.Wait(), 0);
+    EXPECT_EQ(semaphore.GetValue(), 1);
+    EXPECT_EQ(semaphore.TryWait(), 0);
+    EXPECT_EQ(semaphore.TryWait(), -1);
+    EXPECT_EQ(semaphore.Destroy(), 0);
+    EXPECT_EQ(semaphore.Create(-1), 0);
+    EXPECT_EQ(semaphore.Create(0), 1);
+}
+
+TEST(Semaphore, AWaitEndsWithAPostOrAfterItsTime) {
+    CTSemaphore semaphore;
+    // One of five waits in a row has its deadline in the next second.
+    for (int i = 0; i < 5; ++i) {
+        int result = 0;
+        int64_t waited = MillisOf([&] {
+            errno = 0;
+            result = semaphore.Wait(200);
+        });
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(errno, ETIMEDOUT);
+        EXPECT_GE(waited, 195);
+    }
+    std::thread timed([&] { EXPECT_EQ(semaphore.Wait(kLongWaitMs), 0); });
+    std::thread untimed([&] { EXPECT_EQ(semaphore.Wait(), 0); });
+    semaphore.Post();
+    semaphore.Post();
+    timed.join();
+    untimed.join();
+    EXPECT_EQ(semaphore.GetValue(), 0);
+}
+
+TEST(CondWait, ForgetsASignalThatNobodyWaitsFor) {
+    CTCondWait condition;
+    EXPECT_EQ(condition.Signal(), 0);
+    EXPECT_EQ(condition.Broadcast(), 0);
+    int result = 0;
+    EXPECT_GE(MillisOf([&] { result = condition.TimeWait(100); }), 95);
+    EXPECT_EQ(result, ETIMEDOUT);
+}
+
+TEST(CondWait, LongWaitsWrapToShortOnes) {
+    CTCondWait condition;
+    // In 32 bits these come to times that have passed already; unwrapped, the last one takes weeks.
+    for (int ms : {2148, 3000, 4294, INT_MAX})
+        EXPECT_EQ(condition.TimeWait(ms), ETIMEDOUT) << ms;
+}
+
+TEST(CondWait, SignalWakesOneAfterTheOtherAndBroadcastAll) {
+    CTCondWait condition;
+    for (auto wake : {&CTCondWait::Signal, &CTCondWait::Broadcast}) {
+        std::atomic<int> awake{0};
+        auto wait = [&] {
+            EXPECT_EQ(condition.Wait(), 0);
+            ++awake;
+        };
+        std::thread first(wait);
+        std::thread second(wait);
+        // Again and again: a wake-up is lost on a thread that does not wait yet.
+        while (awake < 2) {
+            EXPECT_EQ((condition.*wake)(), 0);
+            std::this_thread::yield();
+        }
+        first.join();
+        second.join();
+    }
+}
+
+void* PostTheSemaphore(void* semaphore) {
+    static_cast<CTSemaphore*>(semaphore)->Post();
+    return nullptr;
+}
+
+TEST(Thread, StopJoinsOnceAndOnlyWhatWasStarted) {
+    CTSemaphore ran;
+    CTThread thread;
+    thread.Stop();
+    for (int round = 1; round <= 2; ++round) {
+        EXPECT_TRUE(thread.Start(PostTheSemaphore, &ran));
+        thread.Stop();
+        EXPECT_EQ(ran.GetValue(), round);
+        thread.Stop();
+    }
+    {
+        CTThread joined_by_destructor;
+        EXPECT_TRUE(joined_by_destructor.Start(PostTheSemaphore, &ran));
+    }
+    EXPECT_EQ(ran.GetValue(), 3);
+    EXPECT_EQ(pvu_thread_start(nullptr, PostTheSemaphore, &ran), 22);
+    EXPECT_EQ(ran.GetValue(), 3);
+}
+
+class Worker : public CTThreadWorker {
+  public:
+    CTSemaphore started;
+    CTSemaphore may_end;
+    unsigned long id = 0;
+
+  private:
+    void ThreadBody() override {
+        id = GetID();
+        EXPECT_TRUE(CheckIdEquals(id));
+        started.Post();
+        may_end.Wait();
+    }
+};
+
+TEST(ThreadWorker, RunsItsBodyInAThreadOfItsOwn) {
+    Worker worker;
+    ASSERT_TRUE(worker.Start());
+    ASSERT_EQ(worker.started.Wait(kLongWaitMs), 0);
+    EXPECT_NE(worker.id, CTThreadWorker::GetID());
+    EXPECT_FALSE(CTThreadWorker::CheckIdEquals(worker.id));
+    EXPECT_EQ(worker.SetPriority(0), 0);
+    EXPECT_EQ(worker.SetPriority(5), EINVAL);
+    worker.may_end.Post();
+    EXPECT_EQ(worker.Stop(), 0);
+    EXPECT_EQ(CTThreadWorker::pvu_thread_func_wrapper(nullptr), nullptr);
+}
+
+std::atomic<int> g_alarms{0};
+
+TEST(Sleep, ASignalDoesNotShortenTheMicrosecondSleep) {
+    struct sigaction old_action;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++g_alarms; };
+    ASSERT_EQ(sigaction(SIGALRM, &action, &old_action), 0);
+    itimerval every = {{0, 30000}, {0, 30000}};
+    setitimer(ITIMER_REAL, &every, nullptr);
+    EXPECT_GE(MillisOf([] { pvu_usleep(1100000); }), 1100);
+    EXPECT_GE(MillisOf([] { CTThread::SleepUs(70000); }), 70);
+    itimerval off = {};
+    setitimer(ITIMER_REAL, &off, nullptr);
+    sigaction(SIGALRM, &old_action, nullptr);
+    EXPECT_GT(g_alarms, 2);
+
+    EXPECT_GE(MillisOf([] { pvu_msleep(30); }), 30);
+    EXPECT_GE(MillisOf([] { CTThread::Sleep(30); }), 30);
+}
+
+}  // namespace
