@@ -26,7 +26,9 @@ bool IsPingTo(uint8_t* packet, int length, uint32_t address) {
     if ((ip.GetOffset() & (kIPv4MoreFragments | kIPv4OffsetMask)) != 0) return false;
     if (ip.GetNextProto() != kIpProtoIcmp || ip.GetDstIP() != address) return false;
     CIcmpHeader icmp(reinterpret_cast<tnet_icmp_hdr*>(packet + header_length));
-    return icmp.GetType() == kEchoRequest && icmp.GetCode() == 0;
+    if (icmp.GetType() != kEchoRequest || icmp.GetCode() != 0) return false;
+    // Over header and data: a reply made of spoilt data would be a valid one.
+    return CIcmpHeader::CheckSum(packet + header_length, ip.GetPayloadLength()) == 0;
 }
 
 }  // namespace
