@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# A third edge joins, leaves, comes back and is killed; the others' pictures follow.
+
+# shellcheck source=tests/netns/support.sh
+. "$(dirname "$0")/support.sh"
+
+mkdir -p "$LAB_DIR"
+cat >"$LAB_DIR/tcr.json" <<'TEXT'
+{
+    "silent after": 5,
+    "subnets": [ { "name": "qwop", "password": "qwop",
+                   "gateway": "192.168.15.5", "netmask": "255.255.255.0" } ]
+}
+TEXT
+LAB_TCR_ARGS="-c $LAB_DIR/tcr.json" "$lab" up a b
+"$lab" start c
+c=$("$lab" addr c)
+reaches a "$c" || fail "a does not reach c"
+reaches b "$c" || fail "b does not reach c"
+identifier=$("$lab" table | sed -n 's/.*edge \(0x[0-9a-f]*\) .*"edge-c".*/\1/p')
+
+"$lab" stop c
+for edge in a b; do
+    has_line "$("$lab" dir "$edge")/out" '^Del Router:' || fail "$edge was not told that c left"
+    if "$lab" exec "$edge" ping -q -c 1 -W 1 "$c" >/dev/null; then fail "$edge still reaches c"; fi
+done
+
+"$lab" start c
+[ "$("$lab" addr c)" = "$c" ] || fail "c has another address"
+"$lab" table | grep -q "$identifier joined.*edge-c" || fail "c has another identifier"
+reaches a "$c" || fail "a does not reach c again"
+
+: >"$LAB_DIR/empty"
+before=$(grep -c '^Del Router:' "$("$lab" dir a)/out")
+"$lab" kill c
+has_line "$("$lab" dir tcr)/out" "$identifier not heard of for 5 s, gone" || fail "c was not missed"
+timeout 10 sh -c "until [ \"\$(grep -c '^Del Router:' '$("$lab" dir a)/out')\" -gt $before ]; do
+    sleep 0.05; done" || fail "a was not told that c is gone"
+
+"$lab" start c
+[ "$("$lab" addr c)" = "$c" ] || fail "c has another address after it was killed"
+reaches a "$c" || fail "a does not reach c after it was killed"
+pings b "$("$lab" addr a)" 56
