@@ -176,7 +176,8 @@ bool TcrAnnouncer::Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, 
     }
     // The edge's table may have to grow first: the next attempt can succeed.
     bool refused = announcement.sub_type == kSstpCmmAddRouter &&
-                   (body < 4 || tnet_load32(ack.GetDataPtr()) != 0);
+                   (body < static_cast<int>(sizeof(sstp_add_router_ack)) ||
+                    tnet_load32(ack.GetDataPtr()) != 0);
     if (refused) {
         SendAgain(subnet, slot, now);
         return true;

@@ -1,5 +1,5 @@
 // CTCentralRouter: what arrives is sorted here by message type; requests are handled in
-// central_router_request.cpp.
+// central_router_request.cpp and the files that it names.
 //
 //   network packet    RelayNetPacket: to the edge that its dst names, as it came, or to the gateway
 //   interior command  HeartBeat
@@ -11,8 +11,8 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "base/pvu_text_field.h"
 #include "sstp/sstp_heartbeat.h"
+#include "tcr/tcr_text.h"
 
 namespace {
 
@@ -32,21 +32,7 @@ const char* PresenceName(const TcrSession& session) {
     return session.settled ? "joined" : "joining";
 }
 
-std::string AddrText(const CTSockAddr& addr) {
-    CTString text;
-    addr.Print(text);
-    return text.c_str();
-}
-
 }  // namespace
-
-std::string tcr_printable(const char* field) {
-    std::string text = pvu_text_field_get(field);
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '.';
-    }
-    return text;
-}
 
 CTCentralRouter::CTCentralRouter(const TcrConfig& config, TcrLink& link)
     : m_config(config), m_link(link), m_announcer(link), m_gateway(link), m_request(kRequestSize) {
@@ -248,12 +234,10 @@ void CTCentralRouter::Tell(const char* format, ...) {
 
 void CTCentralRouter::PrintTable(uint32_t now) {
     for (std::unique_ptr<TcrSubnet>& subnet : m_subnets) {
-        CTString gateway;
-        CTString mask;
-        CIPv4Addr(subnet->model.GetGateway()).Print(gateway);
-        CIPv4Addr(subnet->model.GetNetMask()).Print(mask);
         Tell("subnet %d \"%s\" gateway %s mask %s", subnet->model.GetIndex(),
-             tcr_printable(subnet->model.GetName()).c_str(), gateway.c_str(), mask.c_str());
+             tcr_printable(subnet->model.GetName()).c_str(),
+             tcr_ip_text(subnet->model.GetGateway()).c_str(),
+             tcr_ip_text(subnet->model.GetNetMask()).c_str());
         for (int slot = 0; slot < kTcrSlots; ++slot)
             PrintEdge({subnet.get(), slot}, now);
     }
@@ -277,7 +261,7 @@ void CTCentralRouter::PrintEdge(const Edge& edge, uint32_t now) {
     if (!router) return;
     const TcrSession& session = edge.Session();
     Tell("  edge 0x%08x %-7s serial 0x%08x from %-21s heard %u s ago \"%s\"", edge.Identifier(),
-         PresenceName(session), router->GetSerialNumber(), AddrText(session.addr).c_str(),
+         PresenceName(session), router->GetSerialNumber(), tcr_addr_text(session.addr).c_str(),
          (now - session.heard_tick) / kMillisPerSecond, tcr_printable(router->GetLabel()).c_str());
     CTSdwanDeviceList& devices = router->GetDeviceList();
     for (int i = 0; i < devices.Count(); ++i) {

@@ -14,6 +14,10 @@
 #include "tcr/tcr_link.h"
 #include "tcr/tcr_subnet.h"
 
+// In replies, beside the errors of sstp/sstp_error.h.
+constexpr uint32_t kTcrErrNone = 0;
+constexpr uint32_t kTcrErrRefused = 1;
+
 // What the central router counts. Nothing is printed for a single datagram.
 struct TcrCounters {
     uint64_t received = 0;
@@ -71,30 +75,34 @@ class CTCentralRouter {
     void Tell(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void PrintEdge(const Edge& edge, uint32_t now);
 
-    // central_router_request.cpp: requests and their replies. The handlers give false for a
-    // request that is wrong as it stands and gets no reply.
+    // central_router_request.cpp: sorting requests, and what edges ask and register. The handlers
+    // give false for a request that is wrong as it stands and gets no reply.
     void Command(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
     bool Dispatch(const Edge& edge, CTSstpMessage& msg, uint32_t now);
     void Echo(const CTSockAddr& from, CTSstpMessage& msg);
-    void Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
-    bool Dhcp(const Edge& edge, CTSstpMessage& msg);
     bool Subnet(const Edge& edge, CTSstpMessage& msg);
     bool GetRouters(const Edge& edge, CTSstpMessage& msg);
     bool GetDevices(const Edge& edge, CTSstpMessage& msg);
     bool AddRouter(const Edge& edge, CTSstpMessage& msg);
     bool AddDevices(const Edge& edge, CTSstpMessage& msg, uint32_t now);
     bool DelDevices(const Edge& edge, CTSstpMessage& msg);
-    bool Logout(const Edge& edge, CTSstpMessage& msg, uint32_t now);
-    uint32_t JudgeLogin(class CTSstpLoginMsg& login, TcrSubnet*& subnet);
-    bool TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot);
-    void RefuseLogin(const CTSockAddr& from, uint32_t error, uint32_t now);
-    uint32_t Lease(const Edge& edge, uint32_t requested, const uint8_t* mac);
-    void HoldLease(const Edge& edge, uint32_t ip, const uint8_t* mac);
-    void DropDevicesBut(const Edge& edge, uint32_t kept);
     void AddDevice(const Edge& edge, uint32_t ip, const uint8_t* mac);
     void Reply(const CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply);
     void ReplyTo(const Edge& edge, CTSstpMessage& request, CTSstpMessage& reply);
     bool HoldsBody(CTSstpMessage& msg, int length);
+
+    // central_router_login.cpp: edges that come and go.
+    void Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
+    bool Logout(const Edge& edge, CTSstpMessage& msg, uint32_t now);
+    uint32_t JudgeLogin(class CTSstpLoginMsg& login, TcrSubnet*& subnet);
+    bool TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot);
+    void RefuseLogin(const CTSockAddr& from, uint32_t error, uint32_t now);
+    void DropDevicesBut(const Edge& edge, uint32_t kept);
+
+    // central_router_lease.cpp: which address an edge gets.
+    bool Dhcp(const Edge& edge, CTSstpMessage& msg);
+    uint32_t Lease(const Edge& edge, uint32_t requested, const uint8_t* mac);
+    void HoldLease(const Edge& edge, uint32_t ip, const uint8_t* mac);
 
     const TcrConfig m_config;
     TcrLink& m_link;
@@ -108,7 +116,3 @@ class CTCentralRouter {
     uint64_t m_refusals_not_told = 0;
     bool m_refusal_told = false;
 };
-
-// A text from the network as it may stand on a terminal: at most 32 characters, none of them a
-// control character.
-std::string tcr_printable(const char* field);

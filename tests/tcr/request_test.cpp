@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tcr/tcr_text.h"
 #include "tests/support/captured_output.h"
 #include "tests/tcr/simulated_edge.h"
 
