@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # docs/architecture.md against the tree: every file, class and function that it names exists, and no
-# file includes another folder's but as its tables allow.
+# file includes another folder's but as its tables allow, nor itself by any detour.
 
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -50,5 +50,8 @@ done
 while IFS=' |' read -r source included _; do
     grep -qF "#include \"$included\"" "$source" || complain "$source does not include $included"
 done < <(grep -E '^\| [^ ]+\.(h|cpp). \| [^ ]+\.h. \|' "$doc" | tr -d '\140' | sed 's/^| //')
+
+circle=$(grep -o '^#include "[^"]*"' "${sources[@]}" | sed 's/:#include "\(.*\)"/ \1/' | tsort 2>&1 >/dev/null) ||
+    complain "files that include each other: $circle"
 
 exit "$status"
