@@ -32,9 +32,13 @@ CTSstpPort::~CTSstpPort() {
     ClearTxFifo();
 }
 
-bool CTSstpPort::Open(CTXmitPktPool& pool, CTSstpConnect& conn) {
+void CTSstpPort::Attach(CTXmitPktPool& pool, CTSstpConnect& conn) {
     m_pool = &pool;
     m_conn = &conn;
+}
+
+bool CTSstpPort::Open(CTXmitPktPool& pool, CTSstpConnect& conn) {
+    Attach(pool, conn);
     return StartThread();
 }
 

@@ -34,7 +34,9 @@ class CTSstpPort {
     CTSstpPort(const CTSstpPort&) = delete;
     CTSstpPort& operator=(const CTSstpPort&) = delete;
 
-    // True when both threads run. It can be opened again after a close.
+    // What the threads work with.
+    void Attach(CTXmitPktPool& pool, CTSstpConnect& conn);
+    // Attaches, and starts both threads: true when they run. It can be opened again after a close.
     bool Open(CTXmitPktPool& pool, CTSstpConnect& conn);
     // Stops both threads, which takes up to one receive time-out of the connection; descriptors
     // still queued go back to the pool unsent.
@@ -63,6 +65,8 @@ class CTSstpPort {
     // Receive thread: one datagram in a fresh descriptor, or null.
     CTXmitPkt* Recv();
     int DoRecvXmitPacket();
+    // Whether the datagram is a whole message: nothing behind this looks beyond its length.
+    bool IsComplete(CTXmitPkt& pkt) const;
     void RecvXmitPacketHandle(CTXmitPkt& pkt);
     void RecvXmitPacketFinish(CTXmitPkt& pkt);
     void InterCommandAckHandle(CTXmitPkt& pkt, CTSstpMessage& msg);
@@ -88,7 +92,6 @@ class CTSstpPort {
   private:
     void RxLoop();
     void TxLoop();
-    bool IsComplete(CTXmitPkt& pkt) const;
     void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, CTSstpMessage& stored_msg);
     bool BacklogIsFull();
     void WaitForRoom();
