@@ -75,6 +75,7 @@ for edge in a b; do
     has_line "$LAB_DIR/tcr.out" "\"edge-$edge\" joined" || fail "$edge did not join over the encrypted network"
 done
 reaches a "$b" || fail "a does not reach b over the encrypted network"
+pings a "$b" 1472
 kill -INT "$capture"
 wait "$capture" || true
 tcpdump -n -r "$LAB_DIR/wire" 2>/dev/null >"$LAB_DIR/wire.out"
