@@ -51,6 +51,9 @@ pings() {
 # Waits up to ten seconds until a file has a line that matches.
 has_line() { timeout 10 grep -q -m1 -e "$2" <(tail -n +1 -F "$1" 2>/dev/null); }
 
+# The same, and gives up when the process ends.
+has_line_of() { timeout 10 grep -q -m1 -e "$3" <(tail --pid="$1" -s 0.05 -n +1 -F "$2" 2>/dev/null); }
+
 # Sizes of data on both sides of where the tunnel splits (a message of 1400 bytes: 1356 bytes of
 # ping data), and those that fill the interface's MTU.
 # shellcheck disable=SC2034
