@@ -159,6 +159,17 @@ TEST_F(Fragments, AJoinThatWouldNotFitOrLiesAboutItsLengthFails) {
     EXPECT_EQ(merger.MergeSecond(*first, *large), 0);
     large->Release();
 
+    SplitMessage(2048);
+    CTSkBuffer& skb = *first->GetSkb();
+    std::string bytes = Bytes(*first);
+    skb.Copy("x", 1);
+    skb.PutData(bytes.data(), kMtu);
+    skb.Pull(1);  // the block ends one byte sooner
+    EXPECT_EQ(merger.MergeSecond(*first, *second), 1);
+    SetLength(*second, second->GetSkb()->GetDataLength() - 1);
+    EXPECT_EQ(merger.MergeSecond(*first, *second), 0);
+    EXPECT_EQ(Bytes(*first).substr(kSstpHeaderSize), whole.substr(kSstpHeaderSize, 2031));
+
     SplitMessage(1516);
     for (int length : {0, 15, 133, 0xFFFF}) {
         SetLength(*second, length);

@@ -60,9 +60,11 @@ TEST(SkBuffer, HeadersGoInFrontAndComeOffInPlace) {
 TEST(SkBuffer, CopyReplacesAndEmptiesOnFailure) {
     CTSkBuffer skb(4);
     skb.Copy("abcd", 4);
+    skb.Pull(1);
     skb.Copy(skb);
     skb.Copy(static_cast<CTSkBuffer*>(nullptr));
-    EXPECT_EQ(Held(skb), "abcd");
+    EXPECT_EQ(Held(skb), "bcd");
+    EXPECT_EQ(skb.HeadRoom(), 33);
     CTSkBuffer larger(8);
     larger.PutData("12345678", 8);
     skb.Copy(larger);
@@ -92,15 +94,18 @@ TEST(SkBuffPool, KeepsOneMoreThanItsLimitAndRecyclesAsFreed) {
     CTSkBuffer* taken[4];
     for (CTSkBuffer*& skb : taken)
         skb = pool.Alloc();
-    taken[0]->PutData("kept", 4);
-    for (CTSkBuffer* skb : taken)
+    for (CTSkBuffer* skb : taken) {
+        skb->PutData("kept", 4);
         pool.Free(skb);  // the fourth is destroyed
+    }
     pool.Free(nullptr);
-    CTSkBuffer* again = pool.Alloc();
-    EXPECT_EQ(again, taken[0]);
-    EXPECT_EQ(Held(*again), "kept");
-    EXPECT_EQ(again->GetBufferSize(), 100);
-    pool.Free(again);
+    for (CTSkBuffer*& skb : taken)
+        skb = pool.Alloc();
+    for (CTSkBuffer* skb : taken) {
+        EXPECT_EQ(Held(*skb), skb == taken[3] ? "" : "kept");
+        EXPECT_EQ(skb->GetBufferSize(), 100);
+        pool.Free(skb);
+    }
     EXPECT_EQ(CapturedOutput(test_skb_pool), "get skb success\n");
 }
 
