@@ -38,6 +38,8 @@ static_assert(sizeof(tnet_tcp_hdr) == 20);
 //   Get/SetPacketLength(ip)     header and data
 //   Get/SetPayloadLength(ip)    the data alone, in 16 bits: a segment shorter than its header wraps
 // each also static, with the record first.
+//
+// Types and parameter names take no parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
 #define TNET_TCP_LENGTHS(IpView, IpRecord, ip_arg)                                                 \
     static uint16_t GetPacketLength(const tnet_tcp_hdr* tcp_hdr, const IpRecord* ip_arg) {         \
         TNET_ASSERT_BOTH(tcp_hdr, ip_arg);                                                         \
@@ -72,6 +74,7 @@ static_assert(sizeof(tnet_tcp_hdr) == 20);
         TNET_ASSERT(m_ptr);                                                                        \
         SetPayloadLength(m_ptr, ip_arg, value);                                                    \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 // A view over a TCP header; see tnet_view.h for what all views have in common.
 class CTcpHdr {
