@@ -6,8 +6,10 @@ void Build(void* buf, uint16_t op, uint32_t sender_ip, const tnet_ether_addr* se
            uint32_t target_ip, const tnet_ether_addr* target_mac) {
     tnet_ether_hdr* eth = static_cast<tnet_ether_hdr*>(buf);
     CEtherHeader::Set(eth, target_mac, sender_mac, kEtherTypeArp);
-    CArpHeader::SetArp(reinterpret_cast<tnet_arp_hdr*>(eth + 1), op, ntohl(sender_ip), sender_mac,
-                       ntohl(target_ip), target_mac);
+    // The MACs are taken from the frame: where a reply is built over its request, the arguments may
+    // be the addresses that were just overwritten.
+    CArpHeader::SetArp(reinterpret_cast<tnet_arp_hdr*>(eth + 1), op, ntohl(sender_ip),
+                       CEtherHeader::GetSrc(eth), ntohl(target_ip), CEtherHeader::GetDst(eth));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ struct __attribute__((packed)) tnet_ether_addr {
 };
 static_assert(sizeof(tnet_ether_addr) == kEtherAddrSize);
 
+// Precondition of the functions: no argument is null.
 int tnet_is_zero_ether_addr(const tnet_ether_addr* addr);
 int tnet_is_same_ether_addr(const tnet_ether_addr* a, const tnet_ether_addr* b);
 int tnet_is_broadcast_ether_addr(const tnet_ether_addr* addr);

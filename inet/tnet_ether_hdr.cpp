@@ -10,9 +10,8 @@ void CEtherHeader::Set(const tnet_ether_addr* dst, const tnet_ether_addr* src, u
 void CEtherHeader::Set(tnet_ether_hdr* eth, const tnet_ether_addr* dst, const tnet_ether_addr* src,
                        uint16_t type) {
     TNET_ASSERT(eth);
-    SetDst(eth, dst);
-    SetSrc(eth, src);
-    SetType(eth, type);
+    TNET_ASSERT_BOTH(dst, src);
+    *eth = {*dst, *src, htons(type)};  // whole, as the addresses may be those of the header itself
 }
 
 void CEtherHeader::SwapEtherAddr() {

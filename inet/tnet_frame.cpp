@@ -79,8 +79,7 @@ int CTEtherFrame::Verify() {
                    Holds(CIPv4Header::GetPacketLength(AsIPv4(Payload())));
         case kEtherTypeIPv6:
             return Holds(CIPv6Header::GetHeaderLength()) &&
-                   Holds(static_cast<int>(
-                       CIPv6Header::GetPacketLength(reinterpret_cast<tnet_ipv6_hdr*>(Payload()))));
+                   Holds(CIPv6Header::GetPacketLength(reinterpret_cast<tnet_ipv6_hdr*>(Payload())));
         case kEtherTypeArp:
             return Holds(CArpHeader::GetHeaderLength());
         default:

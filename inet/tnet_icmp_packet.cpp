@@ -40,7 +40,7 @@ int CIcmpPacket::MakeL3Reply(void* buf, uint32_t own_ip, uint32_t peer_ip, uint1
     int icmp_length = CIcmpHeader::GetHeaderLength() + length;
     WriteIPv4(iph, own_ip, peer_ip, icmp_length);
     *icmp = {kIcmpEchoReply, 0, 0, identifier, sequence};
-    if (length > 0) memcpy(icmp + 1, data, static_cast<size_t>(length));
+    if (length > 0) memmove(icmp + 1, data, static_cast<size_t>(length));
     icmp->checksum = CIcmpHeader::CheckSum(icmp, icmp_length);
     return 0;
 }

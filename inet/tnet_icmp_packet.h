@@ -32,8 +32,8 @@ class CIcmpPacket {
 
     // From a received echo request, addresses exchanged. The reply is never longer than the bytes
     // that the request announces (with MakeReply, 14 plus its total length): the reply buffer has
-    // that much room, and does not overlap the request. 22 when a pointer is null, the header
-    // length is below 20, or the total length is below header length + 8.
+    // that much room, and may be the request's own. 22 when a pointer is null, the header length is
+    // below 20, or the total length is below header length + 8.
     //
     // Precondition: the bytes that the request's IPv4 header announces were received, at least 20,
     // and it is an echo request; neither is looked at here.

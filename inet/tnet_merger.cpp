@@ -1,5 +1,6 @@
 #include "inet/tnet_merger.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "inet/tnet_splitter.h"
@@ -26,9 +27,9 @@ int JoinedLength(CTXmitPkt& incoming, CTXmitPkt& stored) {
     if (!LengthIsHeld(incoming) || !LengthIsHeld(stored)) return 0;
     CTSkBuffer& skb = *incoming.GetSkb();
     int total = MessageLength(incoming) + MessageLength(stored) - kSstpHeaderSize;
-    // The data must start at the front reserve: only then is all of the buffer size behind it.
-    bool fits = total <= skb.GetBufferSize() && skb.HeadRoom() <= CTSkBuffer::kReserve;
-    return fits ? total : 0;
+    // What was pulled off the front is missing behind.
+    int64_t pulled = std::max<int64_t>(0, skb.HeadRoom() - CTSkBuffer::kReserve);
+    return total <= skb.GetBufferSize() - pulled ? total : 0;
 }
 
 int Fail(CTXmitPkt& incoming) {

@@ -34,7 +34,7 @@ void CTSkBuffer::Destroy() {
 
 void CTSkBuffer::Reset() {
     m_len = 0;
-    if (!m_start) return;
+    if (!m_start) return;  // m_size may still tell the size of a block that is gone
     m_data = m_start + m_headroom;
     m_tail = m_data;
     m_end = m_start + m_size - m_tailroom;

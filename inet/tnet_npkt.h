@@ -37,13 +37,13 @@ class CTSkBuffer : public CTLinkedNode {
     int Create(int capacity);
     // Frees the block; size and length fields stay as they were.
     void Destroy();
-    // Empty again, with full reserves.
+    // Empty again, with full reserves; without a block it stays without.
     void Reset();
 
     // Bytes in front of the data, reserve included.
     int64_t HeadRoom() const { return m_data - m_start; }
     // The back reserve, whatever the data length: deliberately not the free space.
-    int64_t TailRoom() const { return m_start + m_size - m_end; }
+    int64_t TailRoom() const { return m_size - (m_end - m_start); }
     // The capacity asked for.
     int GetBufferSize() const { return m_size - m_headroom - m_tailroom; }
     int GetFreeSize() const { return GetBufferSize() - m_len; }

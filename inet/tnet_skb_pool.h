@@ -17,7 +17,7 @@ class CTSkBuffPool {
     ~CTSkBuffPool() { Release(); }
 
     // A buffer, recycled as it was freed (not Reset) or new; the caller owns it until Free. Null
-    // without memory.
+    // without memory; a new one that got no memory for its block holds nothing and takes nothing.
     CTSkBuffer* Alloc();
     // Takes the buffer back: kept while no more than the limit are idle, otherwise destroyed.
     // Null is ignored.

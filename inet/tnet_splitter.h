@@ -22,7 +22,8 @@ class CTNetPktSplitter {
     int IsSingle(CTXmitPkt& pkt) const;
     // Moves what exceeds the MTU into the second descriptor, with a header of its own, and sets
     // that descriptor's status to 2. A message shorter than the MTU is left alone, and so is one
-    // whose header states more bytes than its buffer holds or whose rest would not fit. 0 always.
+    // whose header states more bytes than its buffer holds or whose rest would not fit, and any
+    // with an MTU below a header: both fragments are copied by those lengths. 0 always.
     int Split(CTXmitPkt& first, CTXmitPkt& second) const;
     void SetMtu(int mtu) { m_mtu = mtu; }
 

@@ -1,28 +1,5 @@
 #include "inet/tnet_tcp.h"
 
-#include "inet/tnet_ipv4_hdr.h"
-#include "inet/tnet_ipv6_hdr.h"
-
-uint16_t CTcpHdr::GetPacketLength(const tnet_ipv4_hdr* ipv4_hdr) {
-    TNET_ASSERT(m_ptr);
-    return CIPv4Header::GetPayloadLength(ipv4_hdr);
-}
-
-uint16_t CTcpHdr::GetPacketLength(const tnet_ipv6_hdr* ipv6_hdr) {
-    TNET_ASSERT(m_ptr);
-    return CIPv6Header::GetPayloadLength(ipv6_hdr);
-}
-
-uint16_t CTcpHdr::GetPayloadLength(const tnet_ipv4_hdr* ipv4_hdr) {
-    TNET_ASSERT(m_ptr);
-    return static_cast<uint16_t>(GetPacketLength(ipv4_hdr) - GetHeaderLength());
-}
-
-uint16_t CTcpHdr::GetPayloadLength(const tnet_ipv6_hdr* ipv6_hdr) {
-    TNET_ASSERT(m_ptr);
-    return static_cast<uint16_t>(GetPacketLength(ipv6_hdr) - GetHeaderLength());
-}
-
 void CTcpHdr::SwapPort() {
     TNET_ASSERT(m_ptr);
     SwapPort(m_ptr);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "inet/tnet_cksum.h"
+#include "inet/tnet_ipv4_hdr.h"
+#include "inet/tnet_ipv6_hdr.h"
 #include "inet/tnet_view.h"
 
 // The fixed part of a TCP header (RFC 793).
@@ -31,6 +33,49 @@ struct __attribute__((packed)) tnet_tcp_hdr {
 };
 static_assert(sizeof(tnet_tcp_hdr) == 20);
 
+// The lengths of the segment under one kind of IP header. A TCP header holds none: the segment is
+// the payload of the IP header in front of it, and its length is read and set there.
+//   Get/SetPacketLength(ip)     header and data
+//   Get/SetPayloadLength(ip)    the data alone, in 16 bits: a segment shorter than its header wraps
+// each also static, with the record first.
+//
+// Types and parameter names take no parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
+#define TNET_TCP_LENGTHS(IpView, IpRecord, ip_arg)                                                 \
+    static uint16_t GetPacketLength(const tnet_tcp_hdr* tcp_hdr, const IpRecord* ip_arg) {         \
+        TNET_ASSERT_BOTH(tcp_hdr, ip_arg);                                                         \
+        return IpView::GetPayloadLength(ip_arg);                                                   \
+    }                                                                                              \
+    static void SetPacketLength(const tnet_tcp_hdr* tcp_hdr, IpRecord* ip_arg, uint16_t value) {   \
+        TNET_ASSERT_BOTH(tcp_hdr, ip_arg);                                                         \
+        IpView::SetPayloadLength(ip_arg, value);                                                   \
+    }                                                                                              \
+    static uint16_t GetPayloadLength(const tnet_tcp_hdr* tcp_hdr, const IpRecord* ip_arg) {        \
+        TNET_ASSERT_BOTH(tcp_hdr, ip_arg);                                                         \
+        return static_cast<uint16_t>(GetPacketLength(tcp_hdr, ip_arg) - GetHeaderLength(tcp_hdr)); \
+    }                                                                                              \
+    static void SetPayloadLength(const tnet_tcp_hdr* tcp_hdr, IpRecord* ip_arg, uint16_t value) {  \
+        TNET_ASSERT_BOTH(tcp_hdr, ip_arg);                                                         \
+        int length = GetHeaderLength(tcp_hdr) + value;                                             \
+        SetPacketLength(tcp_hdr, ip_arg, static_cast<uint16_t>(length));                           \
+    }                                                                                              \
+    uint16_t GetPacketLength(const IpRecord* ip_arg) {                                             \
+        TNET_ASSERT(m_ptr);                                                                        \
+        return GetPacketLength(m_ptr, ip_arg);                                                     \
+    }                                                                                              \
+    void SetPacketLength(IpRecord* ip_arg, uint16_t value) {                                       \
+        TNET_ASSERT(m_ptr);                                                                        \
+        SetPacketLength(m_ptr, ip_arg, value);                                                     \
+    }                                                                                              \
+    uint16_t GetPayloadLength(const IpRecord* ip_arg) {                                            \
+        TNET_ASSERT(m_ptr);                                                                        \
+        return GetPayloadLength(m_ptr, ip_arg);                                                    \
+    }                                                                                              \
+    void SetPayloadLength(IpRecord* ip_arg, uint16_t value) {                                      \
+        TNET_ASSERT(m_ptr);                                                                        \
+        SetPayloadLength(m_ptr, ip_arg, value);                                                    \
+    }
+// NOLINTEND(bugprone-macro-parentheses)
+
 // A view over a TCP header; see tnet_view.h for what all views have in common.
 class CTcpHdr {
   public:
@@ -54,13 +99,8 @@ class CTcpHdr {
     TNET_FIELD16(CheckSum, tnet_tcp_hdr, tcp_hdr, checksum);
     TNET_FIELD16(UrgentPointer, tnet_tcp_hdr, tcp_hdr, urgent_pointer);
 
-    // A TCP header holds no length; that of the segment is the payload length of the IP header in
-    // front of it, and is set there. GetPacketLength counts header and data, GetPayloadLength the
-    // data alone, in 16 bits: a segment shorter than its header wraps.
-    uint16_t GetPacketLength(const tnet_ipv4_hdr* ipv4_hdr);
-    uint16_t GetPacketLength(const tnet_ipv6_hdr* ipv6_hdr);
-    uint16_t GetPayloadLength(const tnet_ipv4_hdr* ipv4_hdr);
-    uint16_t GetPayloadLength(const tnet_ipv6_hdr* ipv6_hdr);
+    TNET_TCP_LENGTHS(CIPv4Header, tnet_ipv4_hdr, ipv4_hdr);
+    TNET_TCP_LENGTHS(CIPv6Header, tnet_ipv6_hdr, ipv6_hdr);
 
     TNET_L4_CHECKSUM(tnet_tcp_hdr, tcp_hdr, tnet_ipv4_hdr, ipv4_hdr, tnet_ipv4_udptcp_cksum);
     TNET_L4_CHECKSUM(tnet_tcp_hdr, tcp_hdr, tnet_ipv6_hdr, ipv6_hdr, tnet_ipv6_udptcp_cksum);

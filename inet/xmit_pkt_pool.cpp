@@ -17,6 +17,7 @@ CTXmitPkt* CTXmitPktPool::CreateXmitPkt() {
 
 void CTXmitPktPool::DestoryXmitPkt(CTXmitPkt* pkt) {
     if (!pkt) return;
+    pkt->Destroy();  // a buffer of its own, if Create made one: it is not destroyed twice
     delete pkt->GetSkb();
     pkt->SetSkb(nullptr);
     delete pkt;

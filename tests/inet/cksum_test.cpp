@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "inet/tnet_icmp.h"
 #include "inet/tnet_ipv4_hdr.h"
 #include "inet/tnet_ipv6_hdr.h"
@@ -12,14 +14,6 @@
 // The expected values were worked out as big-endian numbers modulo 65535, without any folding.
 
 namespace {
-
-// IPv4 and UDP, 10.0.0.1:5000 to 10.0.0.2:53 with "tamvo": 13 bytes, an odd number. The checksum
-// is 0x873c.
-const WireBytes kUdp4 =
-    Hex("4500 0021 0001 4000 4011 26c9 0a000001 0a000002"
-        "1388 0035 000d 0000 74616d766f");
-constexpr size_t kIPv4Size = sizeof(tnet_ipv4_hdr);
-constexpr size_t kIPv6Size = sizeof(tnet_ipv6_hdr);
 
 uint16_t Raw(const WireBytes& bytes) {
     return ntohs(tsdw_raw_cksum(bytes.data(), bytes.size()));
@@ -38,115 +32,94 @@ TEST(Checksum, RawSumAddsWordsFoldsTheCarryAndPadsAnOddByteBehind) {
     EXPECT_EQ(CIcmpHeader::CheckSum(shifted.data(), -1), 0xFFFF);
 }
 
-TEST(Checksum, IPv4HeaderIsSummedOverItsOwnLength) {
-    WireBytes plain = Hex("4500 0073 0000 4000 4011 0000 c0a80001 c0a800c7");
-    EXPECT_EQ(ntohs(tnet_ipv4_cksum(RecordAt<tnet_ipv4_hdr>(plain))), 0xb861);
-    WireBytes options = Hex("4610 012c 1234 20b9 3f06 0000 0a010203 c0a86364 01010100");
-    EXPECT_EQ(ntohs(tnet_ipv4_cksum(RecordAt<tnet_ipv4_hdr>(options))), 0x14be);
-}
-
 TEST(Checksum, AnIPv4HeaderVerifiesUntilItChangesAndAgainAfterAnUpdate) {
     WireBytes bytes = Hex("4500 0073 0000 4000 4011 b861 c0a80001 c0a800c7");
     CIPv4Header view(RecordAt<tnet_ipv4_hdr>(bytes));
     EXPECT_TRUE(view.VerifyCheckSum());
     view.SetTTL(63);
-    EXPECT_FALSE(view.VerifyCheckSum());
     EXPECT_EQ(view.CalcCheckSum(), 0xb961);
     EXPECT_EQ(view.GetCheckSum(), 0xb861);
-    EXPECT_EQ(view.UpdateCheckSum(), 0);
-    EXPECT_EQ(view.GetCheckSum(), 0xb961);
-    EXPECT_TRUE(view.VerifyCheckSum());
+    // Of any length, and to its last byte.
+    for (uint8_t words = 5; words <= 15; ++words) {
+        bytes.assign(words * 4u, 0xFF);
+        bytes.shrink_to_fit();
+        bytes[0] = 0x40 | words;
+        view.Attach(RecordAt<tnet_ipv4_hdr>(bytes));
+        EXPECT_FALSE(view.VerifyCheckSum());
+        EXPECT_EQ(view.UpdateCheckSum(), 0);
+        EXPECT_TRUE(view.VerifyCheckSum());
+        bytes.back() ^= 1;
+        EXPECT_FALSE(view.VerifyCheckSum());
+    }
 }
 
-TEST(Checksum, UdpOverIPv4) {
-    WireBytes packet = kUdp4;
-    auto* ip = RecordAt<tnet_ipv4_hdr>(packet);
-    auto* udp = RecordAt<tnet_udp_hdr>(packet, kIPv4Size);
-    EXPECT_EQ(ntohs(tsdw_ipv4_phdr_cksum(ip)), 0x1421);
-    EXPECT_EQ(ntohs(tnet_ipv4_udptcp_cksum(ip, udp)), 0x873c);
-    EXPECT_EQ(tnet_ipv4_udptcp_cksum_verify(ip, udp), -1);
+// Where the addresses start, and the functions, for one kind of IP header.
+template <typename IpRecord>
+struct Over {
+    size_t addresses;
+    uint16_t (*cksum)(const IpRecord*, const void*);
+    int (*verify)(const IpRecord*, const void*);
+};
+const Over<tnet_ipv4_hdr> kOverIPv4 = {12, tnet_ipv4_udptcp_cksum, tnet_ipv4_udptcp_cksum_verify};
+const Over<tnet_ipv6_hdr> kOverIPv6 = {8, tnet_ipv6_udptcp_cksum, tnet_ipv6_udptcp_cksum_verify};
 
-    CUdpHdr view(udp);
+// A datagram or segment whose checksum field is 0 and the checksum that it should carry, which
+// covers the addresses and every byte behind the IP header, but no option.
+template <typename View, typename Record, typename IpRecord>
+void CheckL4(const Over<IpRecord>& over, const std::string& ip_header, const char* l4,
+             uint16_t checksum) {
+    size_t l4_at = Hex(ip_header).size();
+    WireBytes packet = Hex(ip_header + l4);
+    auto* ip = RecordAt<IpRecord>(packet);
+    auto* record = RecordAt<Record>(packet, l4_at);
+    EXPECT_EQ(ntohs(over.cksum(ip, record)), checksum);
+    View view(record);
     view.SetCheckSum(0x1111);
-    EXPECT_EQ(view.CalcCheckSum(ip), 0x873c);
+    EXPECT_EQ(view.CalcCheckSum(ip), checksum);
     EXPECT_EQ(view.GetCheckSum(), 0x1111);
     EXPECT_FALSE(view.VerifyCheckSum(ip));
     EXPECT_EQ(view.UpdateCheckSum(ip), 0);
-    EXPECT_EQ(view.GetCheckSum(), 0x873c);
+    EXPECT_EQ(view.GetCheckSum(), checksum);
     EXPECT_TRUE(view.VerifyCheckSum(ip));
-    EXPECT_EQ(tnet_ipv4_udptcp_cksum_verify(ip, udp), 0);
-    packet.back() ^= 1;
-    EXPECT_EQ(tnet_ipv4_udptcp_cksum_verify(ip, udp), -1);
+    EXPECT_EQ(over.verify(ip, record), 0);
+    for (size_t i = over.addresses; i < packet.size(); ++i) {
+        bool option = i >= sizeof *ip && i < l4_at;
+        packet[i] ^= 1;
+        EXPECT_EQ(over.verify(ip, record), option ? 0 : -1) << i;
+        packet[i] ^= 1;
+    }
 }
 
-TEST(Checksum, OptionsOfTheIPv4HeaderAreNotPartOfTheUpperLayer) {
-    WireBytes packet =
-        Hex("4600 0025 0001 4000 4011 0000 0a000001 0a000002 01010100"
-            "1388 0035 000d 0000 74616d766f");
-    auto* ip = RecordAt<tnet_ipv4_hdr>(packet);
-    EXPECT_EQ(ntohs(tnet_ipv4_udptcp_cksum(ip, packet.data() + 24)), 0x873c);
+TEST(Checksum, UdpAndTcpOverBothKindsOfIP) {
+    constexpr auto udp4 = CheckL4<CUdpHdr, tnet_udp_hdr, tnet_ipv4_hdr>;
+    constexpr auto tcp4 = CheckL4<CTcpHdr, tnet_tcp_hdr, tnet_ipv4_hdr>;
+    constexpr auto udp6 = CheckL4<CUdpHdr, tnet_udp_hdr, tnet_ipv6_hdr>;
+    constexpr auto tcp6 = CheckL4<CTcpHdr, tnet_tcp_hdr, tnet_ipv6_hdr>;
+    const std::string addresses4 = "0a000001 0a000002";
+    const std::string addresses6 =
+        "20010db8000000000000000000000001 20010db8000000000000000000000002";
+    const char* const tamvo = "1388 0035 000d 0000 74616d766f";  // 13 bytes, an odd number
+    const char* const segment = "1f90 c350 01020304 0a0b0c0d 5018 2000 0000 0000 474f";
+    udp4(kOverIPv4, "4500 0021 0001 4000 4011 0000" + addresses4, tamvo, 0x873c);
+    udp4(kOverIPv4, "4600 0025 0001 4000 4011 0000" + addresses4 + "01010100", tamvo, 0x873c);
+    tcp4(kOverIPv4, "4500 002a 0001 4000 4006 0000" + addresses4, segment, 0x377a);
+    udp6(kOverIPv6, "60000000 000d 11 40" + addresses6, tamvo, 0x3fca);
+    tcp6(kOverIPv6, "60000000 0016 06 40" + addresses6, segment, 0xf007);
+    // Data that make the result 0, which in UDP, and only there, means "no checksum".
+    udp4(kOverIPv4, "4500 001e 0001 4000 4011 0000" + addresses4, "1388 0035 000a 0000 d81a",
+         0xFFFF);
+    udp6(kOverIPv6, "60000000 000a 11 40" + addresses6, "1388 0035 000a 0000 90a8", 0xFFFF);
+    tcp4(kOverIPv4, "4500 002a 0001 4000 4006 0000" + addresses4,
+         "1f90 c350 01020304 0a0b0c0d 5018 2000 0000 0000 7ec9", 0);
 }
 
 TEST(Checksum, ATotalLengthBelowTheHeaderLengthSumsNothing) {
     WireBytes packet = Hex("4500 0013 0001 4000 4011 0000 0a000001 0a000002");
     auto* ip = RecordAt<tnet_ipv4_hdr>(packet);
-    EXPECT_EQ(tnet_ipv4_udptcp_cksum(ip, packet.data() + kIPv4Size), 0);
-    EXPECT_EQ(tnet_ipv4_udptcp_cksum_verify(ip, packet.data() + kIPv4Size), -1);
+    EXPECT_EQ(tnet_ipv4_udptcp_cksum(ip, ip + 1), 0);
+    EXPECT_EQ(tnet_ipv4_udptcp_cksum_verify(ip, ip + 1), -1);
     CIPv4Header::SetPacketLength(ip, 20);  // an empty upper layer is summed
-    EXPECT_NE(tnet_ipv4_udptcp_cksum(ip, packet.data() + kIPv4Size), 0);
-}
-
-TEST(Checksum, AResultOfZeroIsSentAsAllOnesInUdpOnly) {
-    WireBytes udp4 =
-        Hex("4500 001e 0001 4000 4011 0000 0a000001 0a000002"
-            "1388 0035 000a 0000 d81a");
-    auto* ip = RecordAt<tnet_ipv4_hdr>(udp4);
-    CUdpHdr udp(RecordAt<tnet_udp_hdr>(udp4, kIPv4Size));
-    udp.UpdateCheckSum(ip);
-    EXPECT_EQ(udp.GetCheckSum(), 0xFFFF);
-    EXPECT_TRUE(udp.VerifyCheckSum(ip));
-    EXPECT_EQ(tnet_ipv4_udptcp_cksum_verify(ip, udp4.data() + kIPv4Size), 0);
-
-    WireBytes tcp4 =
-        Hex("4500 002a 0001 4000 4006 0000 0a000001 0a000002"
-            "1f90 c350 01020304 0a0b0c0d 5018 2000 ffff 0000 7ec9");
-    CTcpHdr tcp(RecordAt<tnet_tcp_hdr>(tcp4, kIPv4Size));
-    tcp.UpdateCheckSum(RecordAt<tnet_ipv4_hdr>(tcp4));
-    EXPECT_EQ(tcp.GetCheckSum(), 0);
-    EXPECT_TRUE(tcp.VerifyCheckSum(RecordAt<tnet_ipv4_hdr>(tcp4)));
-
-    WireBytes udp6 =
-        Hex("60000000 000a 11 40 20010db8000000000000000000000001 20010db8000000000000000000000002"
-            "1388 0035 000a 0000 90a8");
-    EXPECT_EQ(tnet_ipv6_udptcp_cksum(RecordAt<tnet_ipv6_hdr>(udp6), udp6.data() + kIPv6Size),
-              0xFFFF);
-}
-
-TEST(Checksum, TcpOverIPv4AndBothOverIPv6) {
-    WireBytes tcp4 =
-        Hex("4500 002a 0001 4000 4006 0000 0a000001 0a000002"
-            "1f90 c350 01020304 0a0b0c0d 5018 2000 0000 0000 474f");
-    EXPECT_EQ(CTcpHdr::CalcCheckSum(RecordAt<tnet_tcp_hdr>(tcp4, kIPv4Size),
-                                    RecordAt<tnet_ipv4_hdr>(tcp4)),
-              0x377a);
-
-    WireBytes tcp6 =
-        Hex("60000000 0016 06 40 20010db8000000000000000000000001 20010db8000000000000000000000002"
-            "1f90 c350 01020304 0a0b0c0d 5018 2000 0000 0000 474f");
-    CTcpHdr tcp(RecordAt<tnet_tcp_hdr>(tcp6, kIPv6Size));
-    tcp.UpdateCheckSum(RecordAt<tnet_ipv6_hdr>(tcp6));
-    EXPECT_EQ(tcp.GetCheckSum(), 0xf007);
-    EXPECT_TRUE(tcp.VerifyCheckSum(RecordAt<tnet_ipv6_hdr>(tcp6)));
-
-    WireBytes udp6 =
-        Hex("60000000 000d 11 40 20010db8000000000000000000000001 20010db8000000000000000000000002"
-            "1388 0035 000d 3fca 74616d766f");
-    auto* ip = RecordAt<tnet_ipv6_hdr>(udp6);
-    EXPECT_EQ(ntohs(tsdw_ipv6_phdr_cksum(ip)), 0x5b93);
-    EXPECT_TRUE(CUdpHdr::VerifyCheckSum(RecordAt<tnet_udp_hdr>(udp6, kIPv6Size), ip));
-    EXPECT_EQ(tnet_ipv6_udptcp_cksum_verify(ip, udp6.data() + kIPv6Size), 0);
-    udp6.back() ^= 1;
-    EXPECT_EQ(tnet_ipv6_udptcp_cksum_verify(ip, udp6.data() + kIPv6Size), -1);
+    EXPECT_NE(tnet_ipv4_udptcp_cksum(ip, ip + 1), 0);
 }
 
 TEST(Checksum, TheIcmpViewVerifiesItsHeaderOnly) {

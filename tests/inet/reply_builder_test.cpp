@@ -27,24 +27,32 @@ WireBytes L3(const WireBytes& frame) {
     return {frame.begin() + kEtherSize, frame.end()};
 }
 
-TEST(ArpPacket, ReplyAnswersThePeer) {
+TEST(ArpPacket, ReplyAnswersThePeerAlsoInTheBytesOfItsRequest) {
+    const WireBytes reply =
+        Hex("0abbccddeeff 021122334455 0806 0001 0800 06 04 0002"
+            "021122334455 c0a80a01 0abbccddeeff c0a80a63");
     WireBytes frame(CTArpPacket::kFrameSize, 0xFF);
     EXPECT_EQ(CTArpPacket::MakeReply(frame.data(), &kOwnMac, &kPeerMac, kOwnIP, kPeerIP), 0);
-    EXPECT_EQ(frame, Hex("0abbccddeeff 021122334455 0806 0001 0800 06 04 0002"
-                         "021122334455 c0a80a01 0abbccddeeff c0a80a63"));
+    EXPECT_EQ(frame, reply);
+
+    WireBytes request = kRequest;
+    auto* eth = RecordAt<tnet_ether_hdr>(request);
+    EXPECT_EQ(CTArpPacket::MakeReply(eth, &eth->dst, &eth->src, kOwnIP, kPeerIP), 0);
+    request.resize(reply.size());
+    EXPECT_EQ(request, reply);
 }
 
 TEST(ArpPacket, AnyOpcodeCanBeBuiltAndNullIsRefused) {
-    const tnet_ether_addr everyone = {{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
     WireBytes frame(CTArpPacket::kFrameSize, 0xFF);
-    EXPECT_EQ(
-        CTArpPacket::MakeIPv4Arp(frame.data(), kArpRequest, kOwnIP, &kOwnMac, kPeerIP, &everyone),
-        0);
-    EXPECT_EQ(frame, Hex("ffffffffffff 021122334455 0806 0001 0800 06 04 0001"
-                         "021122334455 c0a80a01 ffffffffffff c0a80a63"));
-    EXPECT_EQ(CTArpPacket::MakeIPv4Arp(nullptr, 1, 0, &kOwnMac, 0, &everyone), 1);
-    EXPECT_EQ(CTArpPacket::MakeIPv4Arp(frame.data(), 1, 0, nullptr, 0, &everyone), 1);
-    EXPECT_EQ(CTArpPacket::MakeIPv4Arp(frame.data(), 1, 0, &kOwnMac, 0, nullptr), 1);
+    auto make = [](void* buf, const tnet_ether_addr* sender, const tnet_ether_addr* target) {
+        return CTArpPacket::MakeIPv4Arp(buf, kArpRequest, kOwnIP, sender, kPeerIP, target);
+    };
+    EXPECT_EQ(make(frame.data(), &kOwnMac, &kPeerMac), 0);
+    EXPECT_EQ(frame, Hex("0abbccddeeff 021122334455 0806 0001 0800 06 04 0001"
+                         "021122334455 c0a80a01 0abbccddeeff c0a80a63"));
+    EXPECT_EQ(make(nullptr, &kOwnMac, &kPeerMac), 1);
+    EXPECT_EQ(make(frame.data(), nullptr, &kPeerMac), 1);
+    EXPECT_EQ(make(frame.data(), &kOwnMac, nullptr), 1);
 }
 
 TEST(IcmpPacket, ReplyFromParts) {
@@ -53,7 +61,6 @@ TEST(IcmpPacket, ReplyFromParts) {
                                      htons(0xbeef), htons(0x0102), "hello", 5),
               0);
     EXPECT_EQ(frame, kReply);
-
     WireBytes packet(CIcmpPacket::kL3HeaderSize, 0xFF);
     EXPECT_EQ(CIcmpPacket::MakeL3Reply(packet.data(), kOwnIP, kPeerIP, htons(0xbeef), htons(0x0102),
                                        nullptr, 0),
@@ -62,32 +69,30 @@ TEST(IcmpPacket, ReplyFromParts) {
 }
 
 TEST(IcmpPacket, ReplyFromARequestLeavesOptionsAndPaddingBehind) {
-    WireBytes frame(kReply.size(), 0xFF);
-    EXPECT_EQ(CIcmpPacket::MakeReply(kRequest.data(), frame.data()), 0);
-    EXPECT_EQ(frame, kReply);
     WireBytes packet(L3(kReply).size(), 0xFF);
     EXPECT_EQ(CIcmpPacket::MakeL3Reply(L3(kRequest).data(), packet.data()), 0);
     EXPECT_EQ(packet, L3(kReply));
+    WireBytes frame = kRequest;
+    EXPECT_EQ(CIcmpPacket::MakeReply(frame.data(), frame.data()), 0);  // in its own bytes
+    frame.resize(kReply.size());
+    EXPECT_EQ(frame, kReply);
 }
 
 TEST(IcmpPacket, ARequestWhoseLengthsContradictEachOtherIsRefused) {
-    WireBytes frame(kReply.size(), 0xFF);
-    const WireBytes untouched = frame;
     struct {
         uint8_t version_length;
         uint8_t total_length;
-    } const kRefused[] = {{0x46, 24 + 7}, {0x46, 0}, {0x44, 37}, {0x40, 37}, {0x4F, 60 + 7}};
-    for (const auto& lengths : kRefused) {
+        int result;
+    } const kLengths[] = {{0x46, 24 + 8, 0}, {0x46, 24 + 7, 22}, {0x46, 0, 22},
+                          {0x44, 37, 22},    {0x40, 37, 22},     {0x4F, 60 + 7, 22}};
+    for (const auto& lengths : kLengths) {
         WireBytes request = kRequest;
         request[kEtherSize] = lengths.version_length;
         request[kEtherSize + 3] = lengths.total_length;
-        EXPECT_EQ(CIcmpPacket::MakeReply(request.data(), frame.data()), 22);
-        EXPECT_EQ(CIcmpPacket::MakeL3Reply(L3(request).data(), frame.data()), 22);
-        EXPECT_EQ(frame, untouched);
+        WireBytes frame(kReply.size(), 0xFF);
+        EXPECT_EQ(CIcmpPacket::MakeReply(request.data(), frame.data()), lengths.result);
+        EXPECT_EQ(frame == WireBytes(kReply.size(), 0xFF), lengths.result != 0);
     }
-    WireBytes no_data = kRequest;
-    no_data[kEtherSize + 3] = 24 + 8;
-    EXPECT_EQ(CIcmpPacket::MakeReply(no_data.data(), frame.data()), 0);
 }
 
 TEST(IcmpPacket, NullPointersAndImpossibleLengthsAreRefused) {

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <memory>
 #include <string>
 
 #include "inet/tnet_frame.h"
@@ -11,6 +9,7 @@
 #include "inet/tnet_skb_pool.h"
 #include "inet/tnet_writer.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/wire_bytes.h"
 
 namespace {
 
@@ -28,7 +27,6 @@ TEST(SkBuffer, HoldsItsCapacityBetweenTheReserves) {
     EXPECT_EQ(skb.GetBufferSize(), 1500);
     EXPECT_EQ(skb.GetFreeSize(), 1500);
     EXPECT_EQ(skb.HeadRoom(), 32);
-    EXPECT_EQ(skb.TailRoom(), 32);
     std::string payload(1500, 'p');
     EXPECT_EQ(skb.PutData(payload.data(), 1500), 0);
     EXPECT_EQ(skb.Put(1), -ENOMEM);
@@ -42,13 +40,13 @@ TEST(SkBuffer, HeadersGoInFrontAndComeOffInPlace) {
     skb.PutData("payload", 7);
     EXPECT_EQ(skb.PushData("head", 4), 0);
     EXPECT_EQ(Held(skb), "headpayload");
+    EXPECT_EQ(skb.PushData("x", 0), -EINVAL);
     EXPECT_EQ(skb.Push(29), -ENOMEM);
     EXPECT_EQ(skb.Push(28), 0);
     EXPECT_EQ(skb.HeadRoom(), 0);
     EXPECT_EQ(skb.Pull(32), 0);
     EXPECT_EQ(Held(skb), "payload");
     EXPECT_EQ(skb.Pull(3), 0);
-    EXPECT_EQ(Held(skb), "load");
     EXPECT_EQ(skb.DropTail(1), 0);
     EXPECT_EQ(Held(skb), "loa");
     // The same fault, two results.
@@ -62,9 +60,11 @@ TEST(SkBuffer, HeadersGoInFrontAndComeOffInPlace) {
 TEST(SkBuffer, CopyReplacesAndEmptiesOnFailure) {
     CTSkBuffer skb(4);
     skb.Copy("abcd", 4);
-    EXPECT_EQ(Held(skb), "abcd");
+    skb.Pull(1);
     skb.Copy(skb);
-    EXPECT_EQ(Held(skb), "abcd");
+    skb.Copy(static_cast<CTSkBuffer*>(nullptr));
+    EXPECT_EQ(Held(skb), "bcd");
+    EXPECT_EQ(skb.HeadRoom(), 33);
     CTSkBuffer larger(8);
     larger.PutData("12345678", 8);
     skb.Copy(larger);
@@ -72,10 +72,21 @@ TEST(SkBuffer, CopyReplacesAndEmptiesOnFailure) {
     skb.Copy("ab", 2);
     skb.Copy("ab", 0);
     EXPECT_EQ(skb.GetDataLength(), 0);
+}
+
+TEST(SkBuffer, WithoutItsBlockItKeepsTheSizesAndTakesNothing) {
+    CTSkBuffer skb(100);
+    skb.PutData("abc", 3);
     skb.Destroy();
     EXPECT_EQ(skb.GetData(), nullptr);
+    EXPECT_EQ(skb.GetDataLength(), 3);
+    EXPECT_EQ(skb.GetBufferSize(), 164);  // the reserves are cleared
+    EXPECT_EQ(skb.TailRoom(), 164);
+    EXPECT_EQ(skb.HeadRoom(), 0);
     skb.Reset();
+    EXPECT_EQ(skb.GetDataLength(), 0);
     EXPECT_EQ(skb.Put(1), -ENOMEM);
+    EXPECT_EQ(skb.Push(1), -ENOMEM);
 }
 
 TEST(SkBuffPool, KeepsOneMoreThanItsLimitAndRecyclesAsFreed) {
@@ -83,114 +94,106 @@ TEST(SkBuffPool, KeepsOneMoreThanItsLimitAndRecyclesAsFreed) {
     CTSkBuffer* taken[4];
     for (CTSkBuffer*& skb : taken)
         skb = pool.Alloc();
-    taken[0]->PutData("kept", 4);
-    for (CTSkBuffer* skb : taken)
+    for (CTSkBuffer* skb : taken) {
+        skb->PutData("kept", 4);
         pool.Free(skb);  // the fourth is destroyed
+    }
     pool.Free(nullptr);
-    CTSkBuffer* again = pool.Alloc();
-    EXPECT_EQ(again, taken[0]);
-    EXPECT_EQ(Held(*again), "kept");
-    pool.Free(again);
+    for (CTSkBuffer*& skb : taken)
+        skb = pool.Alloc();
+    for (CTSkBuffer* skb : taken) {
+        EXPECT_EQ(Held(*skb), skb == taken[3] ? "" : "kept");
+        EXPECT_EQ(skb->GetBufferSize(), 100);
+        pool.Free(skb);
+    }
     EXPECT_EQ(CapturedOutput(test_skb_pool), "get skb success\n");
 }
 
 TEST(BufferWriter, WritesHostOrderValuesOneAfterAnother) {
-    uint8_t memory[16] = {};
+    WireBytes memory(10);
+    char text[] = "xyz";
     CTBufferWriter writer;
     EXPECT_EQ(writer.Attach(nullptr, 4), 0);
-    EXPECT_EQ(writer.Attach(memory, 0), 0);
-    ASSERT_EQ(writer.Attach(memory, sizeof memory), 1);
+    EXPECT_EQ(writer.Attach(memory.data(), 0), 0);
+    ASSERT_EQ(writer.Attach(memory.data(), 10), 1);
     EXPECT_EQ(writer.Write(static_cast<uint8_t>(0xA1)), 1);
     EXPECT_EQ(writer.Write(static_cast<uint16_t>(0xB2C3)), 2);
-    EXPECT_EQ(writer.Write(static_cast<uint32_t>(0xD4E5F607)), 4);
-    EXPECT_EQ(writer.Write("xyz", 3), 3);
+    EXPECT_EQ(writer.Write(0xD4E5F607u), 4);
     EXPECT_EQ(writer.Write(nullptr, 3), 0);
-    EXPECT_EQ(writer.Write("xyz", 0), 0);
-    uint16_t word;
-    uint32_t longer;
-    memcpy(&word, memory + 1, sizeof word);
-    memcpy(&longer, memory + 3, sizeof longer);
-    EXPECT_EQ(memory[0], 0xA1);
-    EXPECT_EQ(word, 0xB2C3);
-    EXPECT_EQ(longer, 0xD4E5F607);
-    EXPECT_EQ(memcmp(memory + 7, "xyz", 3), 0);
+    EXPECT_EQ(writer.Write(text, 0), 0);
+    EXPECT_EQ(writer.Write(text, 3), 3);
+    EXPECT_EQ(memory, Hex("a1 c3b2 07f6e5d4 78797a"));
 }
 
 TEST(BufferWriterDeath, WritingUnattachedNamesTheOldLines) {
     CTBufferWriter writer;
+    const char* const assertion = "\\(\\(m_ptr != __null\\)\\)";
     EXPECT_DEATH(writer.Write(static_cast<uint8_t>(1)),
-                 "inet/tnet_npkt:43: int CTBufferWriter::Write\\(uint8_t\\): Assertion "
-                 "`\\(\\(m_ptr != __null\\)\\)' failed");
-    EXPECT_DEATH(writer.Write(static_cast<uint32_t>(1)), "inet/tnet_npkt:61: ");
-    EXPECT_DEATH(writer.Write("x", 1), "inet/tnet_npkt:71: ");
+                 std::string("inet/tnet_npkt:43: int CTBufferWriter::Write\\(uint8_t\\): ") +
+                     "Assertion `" + assertion + "' failed");
+    EXPECT_DEATH(writer.Write(1u), "inet/tnet_npkt:61: int CTBufferWriter::Write\\(uint32_t\\)");
+    EXPECT_DEATH(writer.Write(nullptr, 1),
+                 "inet/tnet_npkt:71: int CTBufferWriter::Write\\(void ?\\*, int\\)");
 }
 
-// A frame of len bytes, exactly as long as its heap block, with an EtherType and a first payload
-// byte and 16-bit word at payload offset 2 and 4.
-struct TestFrame {
-    TestFrame(size_t len, uint16_t type, uint16_t word2 = 0, uint16_t word4 = 0)
-        : bytes(new uint8_t[len]()), length(static_cast<int>(len)) {
-        bytes[12] = static_cast<uint8_t>(type >> 8);
-        bytes[13] = static_cast<uint8_t>(type);
-        uint8_t payload[] = {0x45,
-                             0,
-                             static_cast<uint8_t>(word2 >> 8),
-                             static_cast<uint8_t>(word2),
-                             static_cast<uint8_t>(word4 >> 8),
-                             static_cast<uint8_t>(word4),
-                             0,
-                             0,
-                             64,
-                             17};
-        if (len > 14) memcpy(&bytes[14], payload, std::min(len - 14, sizeof payload));
-        EXPECT_EQ(frame.Attach(bytes.get(), length), len > 14 ? 1 : 0);
-    }
-    std::unique_ptr<uint8_t[]> bytes;
-    int length;
-    CTEtherFrame frame;
-};
-
-TEST(EtherFrame, ClassifiesAndVerifiesByAnnouncedLength) {
-    EXPECT_EQ(CTEtherFrame().Verify(), 0);
-    TestFrame whole(14 + 60, 0x0800, 60);
-    EXPECT_EQ(whole.frame.IsIPv4(), 1);
-    EXPECT_EQ(whole.frame.IsArp(), 0);
-    EXPECT_EQ(whole.frame.IsUdp(), 1);
-    EXPECT_EQ(whole.frame.IsTcp(), 0);
-    EXPECT_EQ(whole.frame.Verify(), 1);
-    EXPECT_EQ(TestFrame(14 + 60, 0x0800, 61).frame.Verify(), 0);
-    EXPECT_EQ(TestFrame(14 + 60, 0x0800, 40).frame.Verify(), 1);  // padded
-    EXPECT_EQ(TestFrame(41, 0x0806).frame.Verify(), 0);
-    EXPECT_EQ(TestFrame(42, 0x0806).frame.Verify(), 1);
-    EXPECT_EQ(TestFrame(14 + 45, 0x86DD, 0, 5).frame.Verify(), 1);
-    EXPECT_EQ(TestFrame(14 + 44, 0x86DD, 0, 5).frame.Verify(), 0);
-    EXPECT_EQ(TestFrame(60, 0x1234).frame.Verify(), 0);
-    EXPECT_EQ(TestFrame(60, 0x1234).frame.GetIPv4Proto(), 0);
+// A frame of len bytes that starts with no addresses and then the given bytes, in a block of just
+// that size: the sanitizer sees every read past its end.
+WireBytes Frame(size_t len, const char* from_type_on) {
+    WireBytes bytes(len);
+    WireBytes start = Hex("000000000000 000000000000" + std::string(from_type_on));
+    std::copy_n(start.begin(), std::min(len, start.size()), bytes.begin());
+    return bytes;
 }
 
-TEST(EtherFrame, CutFramesAreNeverReadPastTheirEnd) {
-    for (int type : {0x0800, 0x0806, 0x86DD}) {
-        for (size_t len = 14; len < 14 + 60; ++len) {
-            TestFrame cut(len, static_cast<uint16_t>(type), 60, 20);
-            cut.bytes[len - 1] = 0x4F;  // the header may claim 60 bytes of options
-            cut.frame.Verify();
-            cut.frame.IsIcmp();
-            CapturedOutput([&] { CTEtherFrame::Print(cut.bytes.get(), cut.length); });
-        }
+TEST(EtherFrame, ClassifiesVerifiesAndPrintsWhatItHolds) {
+    struct {
+        size_t len;
+        const char* from_type_on;
+        int verified;
+        int proto;
+        const char* shown;  // behind the Ethernet header
+    } const kFrames[] = {{14, "0806", 0, 0, ""},
+                         {15, "0800", 0, 0, ""},
+                         {74, "0800 4500 003c 00000000 4001", 1, 1, "   IPv4 header:"},
+                         {73, "0800 4500 003c 00000000 4006", 0, 6, "   IPv4 header:"},
+                         {74, "0800 4500 0014 00000000 4011", 1, 17, "   IPv4 header:"},  // padded
+                         {73, "0800 4f00 003c 00000000 4011", 0, 17, ""},  // cut within its options
+                         {33, "0800 4500 0013 00000000 4011", 0, 0, ""},
+                         {42, "0806", 1, 0, "   ARP header:"},
+                         {41, "0806", 0, 0, ""},
+                         {59, "86dd 60000000 0005 1140", 1, 0, ""},
+                         {58, "86dd 60000000 0005 1140", 0, 0, ""},
+                         {19, "86dd 6000000000", 0, 0, ""},
+                         {80, "86dd 60000000 ffff 1140", 0, 0, ""},
+                         {60, "1234", 0, 0, ""}};
+    for (const auto& f : kFrames) {
+        SCOPED_TRACE(std::to_string(f.len) + " " + f.from_type_on);
+        WireBytes bytes = Frame(f.len, f.from_type_on);
+        CTEtherFrame frame;
+        EXPECT_EQ(frame.Attach(bytes.data(), static_cast<int>(f.len)), f.len > 14 ? 1 : 0);
+        EXPECT_EQ(frame.Verify(), f.verified);
+        EXPECT_EQ(frame.GetIPv4Proto(), f.proto);
+        EXPECT_EQ(frame.IsIcmp() + 6 * frame.IsTcp() + 17 * frame.IsUdp(), f.proto);
+        int type = 0x0800 * frame.IsIPv4() + 0x0806 * frame.IsArp() + 0x86DD * frame.IsIPv6();
+        EXPECT_EQ(type, frame.GetEtherType() == 0x1234 ? 0 : frame.GetEtherType());
+        std::string printed = CapturedOutput([&] { frame.Print(); });
+        size_t behind = printed.find('\n', printed.find("Type: ")) + 1;
+        EXPECT_EQ(printed.substr(behind, printed.find('\n', behind) - behind), f.shown);
     }
 }
 
 TEST(IPv4Frame, NeedsAWholeHeaderAndPrintsVersion4Only) {
-    uint8_t packet[20] = {0x45, 0, 0, 20, 0, 0, 0, 0, 64, 1};
+    CTSkBuffer skb(64);
+    skb.PutData(Hex("4500 0014 0000 0000 4001 0000 00000000 00000000").data(), 20);
     CTIPv4Frame frame;
-    EXPECT_EQ(frame.Attach(packet, 19), 0);
+    EXPECT_EQ(frame.Attach(skb.GetData(), 19), 0);
     EXPECT_EQ(CapturedOutput([&] { frame.Print(); }), "");
-    ASSERT_EQ(frame.Attach(packet, 20), 1);
+    ASSERT_EQ(frame.Attach(skb), 1);
     EXPECT_EQ(frame.IsIcmp(), 1);
-    EXPECT_NE(CapturedOutput([&] { frame.Print(); }), "");
-    packet[0] = 0x46;  // claims options that are not there
+    EXPECT_EQ(CapturedOutput([&] { frame.Print(); }).find("   IPv4 header:\n"), 0u);
+    skb.GetData()[0] = 0x46;  // claims options that are not there
     EXPECT_EQ(CapturedOutput([&] { frame.Print(); }), "");
-    packet[0] = 0x65;
+    skb.GetData()[0] = 0x65;
     EXPECT_EQ(CapturedOutput([&] { frame.Print(); }), "");
     EXPECT_EQ(frame.GetIPv4Proto(), 1);
 }
