@@ -30,6 +30,7 @@ class Forwarders : public testing::Test {
         adapter.Open("Tamvo");
         device.Open(adapter, pool);
         port.Open(pool, conn);
+        subnet.SetSubnetName("qwop");
         outgress.SetCentralRouterAddr(central);
         outgress.SetExternalSubnet(subnet);
         outgress.SetP2PConnectList(peers);
@@ -252,6 +253,49 @@ TEST_F(Forwarders, TheModelHoldsWhatTheCommandsSay) {
     EXPECT_EQ(peers.GetConnect(3)->GetEndpointAddr(), CTSockAddr("127.0.0.1", 4000));
 }
 
+TEST_F(Forwarders, EachCommandIsPrintedAndThenThePictureThatItLeaves) {
+    Start();
+    Command(12, Hex("00000001"));
+    AddRouter(0, "zero", 4000);
+    AddDevice(0, {{Ip(10, 0, 0, 1), 1}});
+    Command(17, Hex("00000000 0A000001"));
+    std::string printed = output.Take();
+    printed.erase(0, printed.find("\nDel Router:"));
+    EXPECT_EQ(printed, R"(
+Del Router: mt=cmm(3), st=router del(12), seq=1, len=20(0,0), src=4294967295, dst=0
+ identifier: 0x00000001
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0
+
+
+Add Router: mt=cmm(3), st=router add(10), seq=2, len=68(0,0), src=4294967295, dst=0
+ label: zero
+ Serial Number: 0x00000077
+ type: 2
+ layer:  3
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
+    1. zero: ident=0x00000000, index=0, sn=0x00000077, sstp: 127.0.0.1:4000
+
+P2P connects:
+    1. ident: 0x00000000, stat: OFF, p2p addr: 127.0.0.1:4000
+
+Add Device: mt=cmm(3), st=add device(16), seq=3, len=34(0,0), src=4294967295, dst=0
+ Ident: 0x00000000
+GetDeviceParam list: count: 1, length: 14
+IP: 10.0.0.1, MAC: 02:00:00:00:00:07, stat: 1, type: 1
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
+    1. zero: ident=0x00000000, index=0, sn=0x00000077, sstp: 127.0.0.1:4000
+        1. 10.0.0.1, 02:00:00:00:00:07, on(1), ipv4(1)
+
+
+Del Device: mt=cmm(3), st=del device(17), seq=4, len=24(0,0), src=4294967295, dst=0
+ Ident: 0x00000000
+ 0. 10.0.0.1
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
+    1. zero: ident=0x00000000, index=0, sn=0x00000077, sstp: 127.0.0.1:4000
+
+)");
+}
+
 TEST_F(Forwarders, ARouterBeyondTheTableIsRefused) {
     Start();
     EXPECT_EQ(At32(AddRouter(16, "x", 1).body, 0), 1u);
@@ -275,7 +319,7 @@ TEST_F(Forwarders, ACommandWithoutItsFixedPartIsDroppedUnanswered) {
     EXPECT_EQ(ingress.GetMalformedCount(), 5u);
 }
 
-TEST_F(Forwarders, APeersHeartbeatIsAnsweredToWhereItCameFrom) {
+TEST_F(Forwarders, AnswersGoToWhereTheCommandCameFrom) {
     Start();
     UdpPeer other;
     WireMessage heartbeat;
@@ -290,6 +334,11 @@ TEST_F(Forwarders, APeersHeartbeatIsAnsweredToWhereItCameFrom) {
     EXPECT_EQ(answer.seq, 44);
     EXPECT_EQ(answer.dst, 0x209u);
     EXPECT_EQ(answer.body, heartbeat.body);
+
+    WireMessage command = heartbeat;
+    command.sub = 12;
+    other.SendBytes(command.Encode(), peer.LastPort());
+    EXPECT_TRUE(other.Receive().Is(4, 12));
 }
 
 TEST_F(Forwarders, APeerThatAnswersIsConnected) {
@@ -308,7 +357,7 @@ TEST_F(Forwarders, APeerThatAnswersIsConnected) {
     EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
 }
 
-TEST_F(Forwarders, UnknownTypesAndSubTypesAreDropped) {
+TEST_F(Forwarders, UnknownTypesAreToldAndUnknownSubTypesDroppedSilently) {
     Start();
     for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255}) {
         WireMessage message;
@@ -325,6 +374,11 @@ TEST_F(Forwarders, UnknownTypesAndSubTypesAreDropped) {
         peer.Reply(message);
     }
     Command(12, Hex("000000FF"));
+    EXPECT_NE(output.Take().find("unknow sstp message type 0\n"
+                                 "unknow sstp message type 7\n"
+                                 "unknow sstp message type 255\n"
+                                 "\nDel Router: "),
+              std::string::npos);
 }
 
 }  // namespace
