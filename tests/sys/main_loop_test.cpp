@@ -64,8 +64,12 @@ TEST_F(MainLoop, TheHandlerTellsItsSignalsOnly) {
     EXPECT_EQ(CapturedOutput([] { CTsdwSys::signal_handler(SIGUSR2); }), "");
     EXPECT_EQ(CapturedOutput([] { CTsdwSys::signal_handler(SIGTERM); }),
               "\n\nSignal 15 received, preparing to exit...\n");
-    EXPECT_EQ(CapturedOutput([] { CTsdwSys::signal_handler(2); }),
-              "\n\nSignal 2 received, preparing to exit...\n");
+    EXPECT_EQ(CapturedOutput([] {
+                  CTsdwSys::signal_handler(2);
+                  CTsdwSys::signal_handler(9);
+              }),
+              "\n\nSignal 2 received, preparing to exit...\n"
+              "\n\nSignal 9 received, preparing to exit...\n");
 }
 
 TEST_F(MainLoop, TheDefaultConfigurationStandsBesideTheProgram) {
