@@ -6,6 +6,8 @@
 #include "forward/forward_base.h"
 #include "inet/xmit_pkt.h"
 
+class CTSstpAddRouterMsg;
+class CTSstpGetDeviceAckParamList;
 class CTSstpMessage;
 
 // The single consumer of what the tunnel port receives. Its thread writes network packets to the
@@ -51,8 +53,8 @@ class CTForwardIngress : public CTForwardBase {
 
   private:
     bool HoldsBody(CTXmitPkt& pkt, int length);
-    bool ReplaceRouter(class CTSstpAddRouterMsg& msg);
-    void AddDevices(uint32_t identifier, class CTSstpGetDeviceAckParamList& list);
+    bool ReplaceRouter(CTSstpAddRouterMsg& msg);
+    void AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamList& list);
 
     std::atomic<uint64_t> m_malformed{0};
 };

@@ -159,10 +159,9 @@ int CTNetAdapter::PollWait(pollfd* fds, unsigned long n, int timeout_ms) {
 int CTNetAdapter::PollRead(int fd, void* buf, int len, int timeout_ms) {
     pollfd wait = {fd, POLLIN, 0};
     if (PollWait(&wait, 1, timeout_ms) <= 0) return 0;
-    // An interface that is gone or broken is ready at once, and never to be read.
+    // An interface that is gone is ready at once, but has nothing to read.
     if ((wait.revents & POLLIN) == 0) return -1;
-    ssize_t n = read(fd, buf, static_cast<size_t>(len));
-    return n > 0 ? static_cast<int>(n) : -1;
+    return static_cast<int>(read(fd, buf, static_cast<size_t>(len)));
 }
 
 int CTNetAdapter::SelectWait(int fd, int timeout_ms) {

@@ -70,7 +70,8 @@ class CTNetAdapter {
 
     // poll, begun again with the full time-out as long as it fails; its result.
     static int PollWait(pollfd* fds, unsigned long n, int timeout_ms);
-    // One read once the descriptor is readable: the bytes read, 0 on time-out, -1 on failure.
+    // One read once the descriptor is readable: its result, 0 on time-out, -1 for a descriptor
+    // that is ready with an error and no input.
     static int PollRead(int fd, void* buf, int len, int timeout_ms);
     // 0 when the descriptor is readable, 1 on time-out or error.
     static int SelectWait(int fd, int timeout_ms);

@@ -17,6 +17,12 @@ constexpr unsigned kPoolBackOffMs = 10;
 
 CTNetDevice::CTNetDevice() : m_min_length(kMinFrameLength) {}
 
+// A device that is closed, or was never opened, leaves the interface alone: of that name there may
+// be another program's by now.
+CTNetDevice::~CTNetDevice() {
+    if (m_running == 1) Close();
+}
+
 int CTNetDevice::Open(CTNetAdapter& adapter, CTXmitPktPool& pool) {
     m_adapter = &adapter;
     m_pool = &pool;

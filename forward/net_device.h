@@ -15,10 +15,12 @@
 //   interface -> [receive thread] -> queue -> Read()   (the outgress forwarder)
 //   Write()   -> interface                             (the ingress forwarder)
 //
-// Owned by the system object; adapter and pool must outlive it. The main thread opens and closes.
+// Owned by the system object; adapter and pool must outlive it while it is open. The main thread
+// opens and closes.
 class CTNetDevice {
   public:
     CTNetDevice();
+    ~CTNetDevice();  // closes an open device
     CTNetDevice(const CTNetDevice&) = delete;
     CTNetDevice& operator=(const CTNetDevice&) = delete;
 
@@ -38,7 +40,8 @@ class CTNetDevice {
     // when closed. The packet stays the caller's.
     int Write(CTXmitPkt* pkt);
 
-    // Receive thread: one packet in a descriptor of the pool, or null.
+    // Receive thread: its body, and one packet in a descriptor of the pool, or null.
+    void RxLoop();
     CTXmitPkt* ReadXmitPacket();
     // Releases every packet in the queue.
     void ClearRxFifo();
@@ -48,7 +51,6 @@ class CTNetDevice {
 
   private:
     static void* ThreadEntry(void* device);
-    void RxLoop();
     void Queue(CTXmitPkt* pkt);
 
     CTNetAdapter* m_adapter = nullptr;

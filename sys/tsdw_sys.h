@@ -53,8 +53,8 @@ class CTsdwSys {
     void Stop();
     void DeInit();
 
-    // tsdw_sys_join.cpp: joining and leaving. The Sstp steps give 0 for success, otherwise the
-    // status of the exchange; each runs once.
+    // tsdw_sys_join.cpp: joining and leaving, each step once. True for success, or 0 for success
+    // and otherwise the status of the exchange. A join that fails leaves the client open.
 
     bool InitTap();
     void DeInitTap() { m_adapter.Close(); }
@@ -91,6 +91,7 @@ class CTsdwSys {
     CTNetDevice& GetDevice() { return m_device; }
 
   private:
+    void HandModelTo(CTForwardBase& forwarder);
     // One exchange with the central router; the list bytes that arrived with the reply, or -1.
     int QueryList(CTSstpMessage& request, CTSstpMessage& reply);
 

@@ -24,9 +24,7 @@ bool CTsdwSys::Start() {
     }
 
     m_outgress.SetCentralRouterAddr(m_central_router);
-    m_outgress.SetExternalSubnet(m_external_subnet);
-    m_outgress.SetP2PConnectList(m_peers);
-    m_outgress.SetModelLock(m_model_lock);
+    HandModelTo(m_outgress);
     if (!m_outgress.Start(m_device, m_port)) {
         m_device.Close();
         m_port.Close();
@@ -35,9 +33,7 @@ bool CTsdwSys::Start() {
         return false;
     }
 
-    m_ingress.SetExternalSubnet(m_external_subnet);
-    m_ingress.SetP2PConnectList(m_peers);
-    m_ingress.SetModelLock(m_model_lock);
+    HandModelTo(m_ingress);
     if (!m_ingress.Start(m_device, m_port)) {
         m_device.Close();
         m_port.Close();
@@ -47,6 +43,12 @@ bool CTsdwSys::Start() {
         return false;
     }
     return true;
+}
+
+void CTsdwSys::HandModelTo(CTForwardBase& forwarder) {
+    forwarder.SetExternalSubnet(m_external_subnet);
+    forwarder.SetP2PConnectList(m_peers);
+    forwarder.SetModelLock(m_model_lock);
 }
 
 bool CTsdwSys::Init() {

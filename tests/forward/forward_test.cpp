@@ -30,6 +30,7 @@ class Forwarders : public testing::Test {
         adapter.Open("Tamvo");
         device.Open(adapter, pool);
         port.Open(pool, conn);
+        subnet.SetSubnetName("qwop");
         outgress.SetCentralRouterAddr(central);
         outgress.SetExternalSubnet(subnet);
         outgress.SetP2PConnectList(peers);
@@ -92,7 +93,7 @@ class Forwarders : public testing::Test {
         Put32(body, identifier);
         for (auto [ip, stat] : devices) {
             Put16(body, stat);
-            Put16(body, 1);
+            Put16(body, 3);
             Put32(body, ip);
             Put32(body, 0x02000000);
             Put16(body, 7);
@@ -149,6 +150,7 @@ TEST_F(Forwarders, DropsWhatItCannotPlace) {
     WireBytes tiny(19, 0x45);
     for (const WireBytes& bad : {six, cut, tiny})
         host.Write(bad);
+    AddDevice(kFarIdentifier, {{0, 1}});  // an edge that was given no address
     EXPECT_EQ(RouteOf(0), std::nullopt);
     EXPECT_EQ(RouteOf(Ip(192, 168, 15, 99)), std::nullopt);
     EXPECT_EQ(RouteOf(0xFFFFFFFF), std::nullopt);
@@ -232,24 +234,54 @@ TEST_F(Forwarders, AnAddedRouterWithItsDevicesIsReachableUntilItEnds) {
     Command(12, body);  // unknown by now, acknowledged all the same
 }
 
-TEST_F(Forwarders, TheModelHoldsWhatTheCommandsSay) {
+TEST_F(Forwarders, EachCommandIsPrintedAndThenTheModelThatItLeaves) {
     Start();
-    AddRouter(3, "a label of exactly 32 characters", 4000);
-    AddDevice(3, {{Ip(10, 0, 0, 1), 1}, {Ip(10, 0, 0, 1), 2}});
-    CTReadGuard guard(lock);
-    CTSdwanRouter* router = subnet.GetRouterList().At(3);
-    ASSERT_NE(router, nullptr);
-    EXPECT_STREQ(router->GetLabel(), "a label of exactly 32 characters");
-    EXPECT_EQ(router->GetIdentifier(), 3u);
-    EXPECT_EQ(router->GetSerialNumber(), 0x77u);
-    EXPECT_EQ(router->GetType(), 2);
-    EXPECT_EQ(router->GetNetLayer(), 3);
-    EXPECT_EQ(router->GetSstpAddr(), CTSockAddr("127.0.0.1", 4000));
-    EXPECT_EQ(router->GetDeviceList().Count(), 1);
-    EXPECT_EQ(router->GetDeviceList().At(0)->GetStatus(), 2);  // of the second record
-    EXPECT_EQ(router->GetDeviceList().At(0)->GetEtherAddr().GetBytes()[5], 7);
-    ASSERT_NE(peers.GetConnect(3), nullptr);
-    EXPECT_EQ(peers.GetConnect(3)->GetEndpointAddr(), CTSockAddr("127.0.0.1", 4000));
+    Command(12, Hex("00000001"));
+    AddRouter(0, "a label of exactly 32 characters", 4000);
+    AddDevice(0, {{Ip(10, 0, 0, 1), 1}, {Ip(10, 0, 0, 1), 0}});
+    {
+        CTReadGuard guard(lock);
+        CTSdwanRouter* router = subnet.GetRouterList().At(0);  // what no print-out shows
+        EXPECT_EQ(router->GetType(), 2);
+        EXPECT_EQ(router->GetNetLayer(), 3);
+    }
+    Command(17, Hex("00000000 0A000001"));
+    std::string printed = output.Take();
+    printed.erase(0, printed.find("\nDel Router:"));
+    EXPECT_EQ(printed, R"(
+Del Router: mt=cmm(3), st=router del(12), seq=1, len=20(0,0), src=4294967295, dst=0
+ identifier: 0x00000001
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0
+
+
+Add Router: mt=cmm(3), st=router add(10), seq=2, len=68(0,0), src=4294967295, dst=0
+ label: a label of exactly 32 characters
+ Serial Number: 0x00000077
+ type: 2
+ layer:  3
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
+    1. a label of exactly 32 characters: ident=0x00000000, index=0, sn=0x00000077, sstp: 127.0.0.1:4000
+
+P2P connects:
+    1. ident: 0x00000000, stat: OFF, p2p addr: 127.0.0.1:4000
+
+Add Device: mt=cmm(3), st=add device(16), seq=3, len=48(0,0), src=4294967295, dst=0
+ Ident: 0x00000000
+GetDeviceParam list: count: 2, length: 28
+IP: 10.0.0.1, MAC: 02:00:00:00:00:07, stat: 1, type: 3
+IP: 10.0.0.1, MAC: 02:00:00:00:00:07, stat: 0, type: 3
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
+    1. a label of exactly 32 characters: ident=0x00000000, index=0, sn=0x00000077, sstp: 127.0.0.1:4000
+        1. 10.0.0.1, 02:00:00:00:00:07, off(0), echo(3)
+
+
+Del Device: mt=cmm(3), st=del device(17), seq=4, len=24(0,0), src=4294967295, dst=0
+ Ident: 0x00000000
+ 0. 10.0.0.1
+qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
+    1. a label of exactly 32 characters: ident=0x00000000, index=0, sn=0x00000077, sstp: 127.0.0.1:4000
+
+)");
 }
 
 TEST_F(Forwarders, ARouterBeyondTheTableIsRefused) {
@@ -275,7 +307,7 @@ TEST_F(Forwarders, ACommandWithoutItsFixedPartIsDroppedUnanswered) {
     EXPECT_EQ(ingress.GetMalformedCount(), 5u);
 }
 
-TEST_F(Forwarders, APeersHeartbeatIsAnsweredToWhereItCameFrom) {
+TEST_F(Forwarders, AnswersGoToWhereTheCommandCameFrom) {
     Start();
     UdpPeer other;
     WireMessage heartbeat;
@@ -290,6 +322,11 @@ TEST_F(Forwarders, APeersHeartbeatIsAnsweredToWhereItCameFrom) {
     EXPECT_EQ(answer.seq, 44);
     EXPECT_EQ(answer.dst, 0x209u);
     EXPECT_EQ(answer.body, heartbeat.body);
+
+    WireMessage command = heartbeat;
+    command.sub = 12;
+    other.SendBytes(command.Encode(), peer.LastPort());
+    EXPECT_TRUE(other.Receive().Is(4, 12));
 }
 
 TEST_F(Forwarders, APeerThatAnswersIsConnected) {
@@ -308,7 +345,7 @@ TEST_F(Forwarders, APeerThatAnswersIsConnected) {
     EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
 }
 
-TEST_F(Forwarders, UnknownTypesAndSubTypesAreDropped) {
+TEST_F(Forwarders, UnknownTypesAreToldAndUnknownSubTypesDroppedSilently) {
     Start();
     for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255}) {
         WireMessage message;
@@ -325,6 +362,11 @@ TEST_F(Forwarders, UnknownTypesAndSubTypesAreDropped) {
         peer.Reply(message);
     }
     Command(12, Hex("000000FF"));
+    EXPECT_NE(output.Take().find("unknow sstp message type 0\n"
+                                 "unknow sstp message type 7\n"
+                                 "unknow sstp message type 255\n"
+                                 "\nDel Router: "),
+              std::string::npos);
 }
 
 }  // namespace

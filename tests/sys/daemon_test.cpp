@@ -15,8 +15,9 @@
 namespace {
 
 // What the daemon finds around itself, written into the pipe that it is given by name.
-[[noreturn]] void ReportFromDaemon(const std::string& pipe) {
+[[noreturn]] void ReportFromDaemon(const std::string& pipe, pid_t callers_session) {
     std::string report = "cwd " + std::filesystem::current_path().string() + "\n";
+    report += "in a new session " + std::to_string(getsid(0) != callers_session) + "\n";
     report += "leads its session " + std::to_string(getsid(0) == getpid()) + "\n";
     mode_t mask = umask(0);
     report += "umask " + std::to_string(mask) + "\n";
@@ -36,10 +37,11 @@ TEST(Daemon, IsDetachedAndHasNothingOpenButDevNull) {
     ScratchDir dir;
     std::string pipe = dir.File("report");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    pid_t session = getsid(0);
     pid_t child = fork();
     if (child == 0) {
         if (init_daemon(dir.Path().c_str()) != 0) _exit(9);
-        ReportFromDaemon(pipe);
+        ReportFromDaemon(pipe, session);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -47,7 +49,7 @@ TEST(Daemon, IsDetachedAndHasNothingOpenButDevNull) {
     std::ifstream in(pipe);  // waits for the daemon
     std::string report{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     EXPECT_EQ(report, "cwd " + dir.Path() +
-                          "\nleads its session 0\numask 0\nignores SIGCHLD 1\n"
+                          "\nin a new session 1\nleads its session 0\numask 0\nignores SIGCHLD 1\n"
                           "0 /dev/null\n1 /dev/null\n2 /dev/null\n");
 }
 

@@ -29,8 +29,9 @@ TEST_F(MainLoop, RunsUntilAQuitIsRequestedAndLogsStartAndExit) {
     ScriptedRouter router;
     WholeEdge edge(router.Port());
     edge.sys.GetAdapter().Adopt(edge.host.TakeOther());
+    edge.host.Write(IPv4Packet(ScriptedRouter::kAssignedIp, ScriptedRouter::kGateway, 10));
     std::thread quitter([&] {
-        router.WaitFor([](const WireMessage& m) { return m.Is(1, 2); });  // it runs
+        router.WaitFor([](const WireMessage& m) { return m.type == 5; });  // it runs
         edge.sys.ForceQuit();
     });
     EXPECT_EQ(edge.sys.MainLoop(), 0);
@@ -63,21 +64,21 @@ TEST_F(MainLoop, TheHandlerTellsItsSignalsOnly) {
     EXPECT_EQ(CapturedOutput([] { CTsdwSys::signal_handler(SIGUSR2); }), "");
     EXPECT_EQ(CapturedOutput([] { CTsdwSys::signal_handler(SIGTERM); }),
               "\n\nSignal 15 received, preparing to exit...\n");
-    EXPECT_EQ(CapturedOutput([] { CTsdwSys::signal_handler(2); }),
-              "\n\nSignal 2 received, preparing to exit...\n");
+    EXPECT_EQ(CapturedOutput([] {
+                  CTsdwSys::signal_handler(2);
+                  CTsdwSys::signal_handler(9);
+              }),
+              "\n\nSignal 2 received, preparing to exit...\n"
+              "\n\nSignal 9 received, preparing to exit...\n");
 }
 
 TEST_F(MainLoop, TheDefaultConfigurationStandsBesideTheProgram) {
     CTsdwSys sys;
-    EXPECT_EQ(sys.GetVersion().GetVersion(), 0x105u);
-    // Where the program lies there is none, so it is created: a start that fails shows the path.
-    std::string program = std::filesystem::read_symlink("/proc/self/exe");
-    std::string config = program.substr(0, program.rfind('/') + 1) + "config.json";
+    std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
+    std::string config = program.replace_filename("config.json");
     bool existed = std::filesystem::exists(config);
-    PacketEnd host;
-    sys.GetAdapter().Adopt(host.TakeOther());
-    if (sys.Start()) sys.Stop();  // a central router may run on this machine
-    EXPECT_EQ(output.Take().rfind("read config file: " + config + "\n", 0), 0u);
+    sys.DeInit();  // which names the file that it writes
+    EXPECT_NE(output.Take().find("write config file: " + config + "\n"), std::string::npos);
     if (!existed) std::filesystem::remove(config);
 }
 
