@@ -81,14 +81,10 @@ class CTsdwSys {
 
     // For tests. The model and the peers are read under the lock while the forwarders run.
     CTNetAdapter& GetAdapter() { return m_adapter; }
-    CTSysCfg& GetConfig() { return m_config; }
-    CTSdwanRouter& GetLocalRouter() { return m_local_router; }
     CTSdwanSubnet& GetExternalSubnet() { return m_external_subnet; }
     CTP2pConnectList& GetPeers() { return m_peers; }
     CTReadWriteLock& GetModelLock() { return m_model_lock; }
     CTXmitPktPool& GetPool() { return m_pool; }
-    CTSstpPort& GetPort() { return m_port; }
-    CTNetDevice& GetDevice() { return m_device; }
 
   private:
     void HandModelTo(CTForwardBase& forwarder);

@@ -19,7 +19,7 @@ TEST(Joining, IsPrintedStepByStep) {
     edge.sys.GetAdapter().Adopt(edge.host.TakeOther());
     std::string path = edge.ConfigPath();
     std::string config = ReadWholeFile(path);
-    config.insert(config.find("\"label\""), R"("type": "TAP", "layer": "L2", )");
+    config.insert(config.find("\"label\""), R"("type": "TAP", "layer": "L4", )");
     WriteWholeFile(path, config);
     std::string size = std::to_string(std::filesystem::file_size(path));
     std::string printed = CapturedOutput([&] {

@@ -77,7 +77,8 @@ TEST_F(MainLoop, TheDefaultConfigurationStandsBesideTheProgram) {
     std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
     std::string config = program.replace_filename("config.json");
     bool existed = std::filesystem::exists(config);
-    sys.DeInit();  // which names the file that it writes
+    EXPECT_EQ(sys.SstpUnRegisteDevice(), 1);  // nothing registered, nothing sent
+    sys.DeInit();                             // which names the file that it writes
     EXPECT_NE(output.Take().find("write config file: " + config + "\n"), std::string::npos);
     if (!existed) std::filesystem::remove(config);
 }

@@ -72,7 +72,7 @@ TEST(Start, HandsTheConfiguredHeartbeatIntervalToThePort) {
     ScriptedRouter router;
     WholeEdge edge(router.Port());
     std::string config = ReadWholeFile(edge.ConfigPath());
-    config.replace(config.find("2}"), 1, "7");
+    config.replace(config.rfind("2}"), 1, "7");
     WriteWholeFile(edge.ConfigPath(), config);
     ASSERT_TRUE(edge.Start());
     // Each answered command is a pass of the receive loop, which looks at the clock every time.
