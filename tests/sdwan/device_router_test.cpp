@@ -109,6 +109,10 @@ TEST(Tables, AreCreatedGrownAndCutEachByItsRule) {
     for (unsigned int ip = 1; ip <= 4; ++ip)
         EXPECT_NE(devices.Append(ip, kMac), nullptr);
     EXPECT_EQ(devices.Capacity(), 8);
+    devices.Destroy();
+    routers.Destroy();
+    EXPECT_TRUE(devices.Append(1, kMac) && routers.Append(1));
+    EXPECT_EQ(devices.Capacity() + routers.Capacity(), 8 + 8);
     routers.Insert(3);
     EXPECT_EQ(routers.Resize(-5), 0);
     EXPECT_EQ(routers.Resize(2147483647), 1);
