@@ -246,9 +246,9 @@ int CTJsonObject::ReadFile(const char* path, char* buf, int size) {
     if (!file.Open(path, "r")) return 0;
     int total = 0;
     char piece[kPieceSize];
-    // An empty piece can only be one that starts with a zero byte. It ends the text, because a
-    // device full of zeros would be read for ever.
-    while (file.Gets(piece, kPieceSize) && piece[0] != '\0') {
+    // A piece that starts with a zero byte adds nothing, hence the bound: a device full of zeros
+    // would be read for ever. No text that fits has as many pieces as buf has places.
+    for (int i = 0; i < size && file.Gets(piece, kPieceSize); ++i) {
         int length = static_cast<int>(strlen(piece));
         if (length >= size - total) break;
         memcpy(buf + total, piece, static_cast<size_t>(length) + 1);

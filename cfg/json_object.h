@@ -111,8 +111,8 @@ class CTJsonObject {
     char* Print();
 
     // Reads a text file into buf and terminates it: as many pieces (lines, cut into pieces of 255
-    // characters) as stay below size. A zero byte ends the piece it stands in, and the whole text
-    // when it stands first in a piece. The number of characters stored.
+    // characters) as stay below size. A zero byte ends the piece it stands in. The number of
+    // characters stored.
     static int ReadFile(const char* path, char* buf, int size);
     // The tree of a JSON file, for the caller to free, or null. Prints the file's size or the
     // failure to read it to standard output.

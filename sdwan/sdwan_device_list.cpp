@@ -36,11 +36,11 @@ int CTSdwanDeviceList::Find(const unsigned char* mac) const {
 }
 
 CTSdwanDevice* CTSdwanDeviceList::Append(unsigned int ip, const unsigned char* mac) {
-    if (!HasSlots() && Create(kMaxDevices) == 0) return nullptr;
     if (CTSdwanDevice* present = At(Find(ip))) return present;
 
     int slot = FindIdle();
     if (slot < 0) {
+        // A list without slots is full too and gets its 8 here.
         if (Resize() == 0) return nullptr;
         slot = Count();
     }

@@ -37,11 +37,11 @@ int CTSdwanRouterList::Find(unsigned int serial) const {
 }
 
 CTSdwanRouter* CTSdwanRouterList::Append(unsigned int serial) {
-    if (!HasSlots() && Create(Capacity()) == 0) return nullptr;
     if (CTSdwanRouter* present = At(Find(serial))) return present;
 
     int slot = FindIdle();
     if (slot < 0) {
+        // A list without slots is full too and gets its first 8 here.
         if (IsFull() && Resize(kAppendGrowth) == 0) return nullptr;
         slot = Count();
     }

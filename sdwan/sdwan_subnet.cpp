@@ -14,10 +14,14 @@ constexpr uint32_t kDefaultMask = 0xFFFFFF00;     // 255.255.255.0
 constexpr uint32_t kReservedHosts = 10;           // at either end of a subnet
 constexpr int kPrintCapacity = 1024;
 
-// Ones, then zeroes, of which there are at least two: network and broadcast address leave room.
+// Network and broadcast address leave room.
 bool HasHosts(uint32_t mask) {
-    uint32_t host = ~mask;
-    return host > 1 && (host & (host + 1)) == 0;
+    return ~mask > 1;
+}
+
+// Not ones, then zeroes: counting its host parts through would lead out of the subnet.
+bool HasHoles(uint32_t mask) {
+    return (~mask & (~mask + 1)) != 0;
 }
 
 }  // namespace
@@ -128,9 +132,8 @@ CTSdwanDevice* CTSdwanSubnet::GetDevice(unsigned int ip) const {
 
 unsigned int CTSdwanSubnet::DynamicAllocationIPAddr(unsigned int requested,
                                                     const unsigned char* mac) const {
-    bool has_hosts = HasHosts(m_mask);
-    if (has_hosts && CanHave(requested, mac)) return requested;
-    unsigned int ip = has_hosts ? DrawFreeAddress() : 0;
+    if (CanHave(requested, mac)) return requested;
+    unsigned int ip = DrawFreeAddress();
     CTString text;
     CIPv4Addr(ip).Print(text);
     printf("Dynamic Allocation IP: %s\n", text.c_str());
@@ -138,7 +141,7 @@ unsigned int CTSdwanSubnet::DynamicAllocationIPAddr(unsigned int requested,
 }
 
 bool CTSdwanSubnet::CanHave(unsigned int ip, const unsigned char* mac) const {
-    if (ip == 0 || (ip & m_mask) != (m_gateway & m_mask)) return false;
+    if (ip == 0 || (ip & m_mask) != (m_gateway & m_mask) || !HasHosts(m_mask)) return false;
     const CTSdwanDevice* holder = FindHolder(ip);
     if (!holder) return true;
     return mac && memcmp(holder->GetEtherAddr().GetBytes(), mac, kEtherAddrSize) == 0;
@@ -156,11 +159,13 @@ const CTSdwanDevice* CTSdwanSubnet::FindHolder(unsigned int ip) const {
 }
 
 unsigned int CTSdwanSubnet::DrawFreeAddress() const {
+    if (HasHoles(m_mask)) return 0;
     uint32_t host = ~m_mask;
     uint32_t first = kReservedHosts;
     uint32_t end = host - kReservedHosts;
     if (host <= 2 * kReservedHosts) {
-        // Too small for the reserve: everything but the network and the broadcast address.
+        // Too small for the reserve: everything but the network and the broadcast address, which
+        // leaves nothing where there are no others.
         first = 1;
         end = host;
     }

@@ -12,8 +12,6 @@ class CTSdwanSys {
 
     CTSdwanSys() : m_subnets(kSubnetSlots) {}
 
-    CTSdwanSubnetList& GetSubnetList() { return m_subnets; }
-
     // Null when there is none.
     CTSdwanSubnet* GetSubnet(unsigned int identifier) const {
         return m_subnets.GetSubNet(identifier);

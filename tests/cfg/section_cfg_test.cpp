@@ -74,10 +74,15 @@ TEST(SectionCfg, TypeAndLayerAreReadByRulesThatDifferFromWriting) {
         int type;
         int layer;
     } rows[] = {
-        {R"({"type":"HW","layer":"L0"})", 0, 3},     {R"({"type":"TAP","layer":"L1"})", 1, 3},
-        {R"({"type":"TUN","layer":"L2"})", 2, 3},    {R"({"type":"BRIDGE","layer":"L3"})", 3, 3},
-        {R"({"type":"ECHO","layer":"L4"})", 4, 4},   {R"({"type":"bridge","layer":"L9"})", 0, 3},
-        {R"({"type":1,"layer":4,"label":5})", 9, 7}, {R"({})", 9, 7},
+        {R"({"type":"HW","layer":"L0"})", 0, 3},
+        {R"({"type":"TAP","layer":"L1"})", 1, 3},
+        {R"({"type":"TUN","layer":"L2"})", 2, 3},
+        {R"({"type":"BRIDGE","layer":"L3"})", 3, 3},
+        {R"({"type":"ECHO","layer":"L4"})", 4, 4},
+        {R"({"type":"bridge","layer":"L9"})", 0, 3},
+        {R"({"type":"","layer":""})", 0, 3},
+        {R"({"type":1,"layer":4,"label":5})", 9, 7},
+        {R"({})", 9, 7},
     };
     CTLocalRouterCfg router;
     router.m_serial_number = 0x80000000;
@@ -124,33 +129,25 @@ TEST(SectionCfg, AnAddressThatDoesNotParseLeavesItsField) {
               "\tNetwork mask: 255.0.0.0\n");
 }
 
-TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndCutToItsField) {
+TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndAFlagIsTrueForTheLiteralTrueOnly) {
     CTCentralRouterCfg central;
     CTSstpCfg sstp;
     for (auto [json, port, timeout] : {std::tuple("80.9", 80, 80),
                                        {"65537", 1, 65537},
                                        {"-1", 65535, -1},
-                                       {"\"80\"", 0, INT_MIN},
-                                       {"1e300", 0, INT_MIN}}) {
-        Read(central, std::string(R"({"port":)") + json + "}");
-        EXPECT_EQ(central.m_port, port) << json;
-        Read(sstp, std::string(R"({"recv timeout":)") + json + "}");
+                                       {"\"true\"", 0, INT_MIN},
+                                       {"1e300", 0, INT_MIN},
+                                       {"true", 0, INT_MIN}}) {
+        Read(central, std::string(R"({"ip":"no address","port":)") + json + "}");
+        EXPECT_EQ(Printed(central),
+                  "TCR: \n\tIP: 127.0.0.1\n\tPort: " + std::to_string(port) + "\n");
+        sstp.m_p2p_enable = true;
+        Read(sstp, std::string(R"({"recv timeout":)") + json + R"(,"p2p eanble":)" + json + "}");
         EXPECT_EQ(sstp.m_recv_timeout, timeout) << json;
-    }
-}
-
-TEST(SectionCfg, TheP2pFlagIsTrueForTheLiteralTrueOnly) {
-    CTSstpCfg sstp;
-    for (auto [json, flag] : {std::pair("true", true),
-                              {"1", false},
-                              {"true", true},
-                              {"\"true\"", false},
-                              {"true", true}}) {
-        Read(sstp, std::string(R"({"p2p eanble":)") + json + "}");
-        EXPECT_EQ(sstp.m_p2p_enable, flag) << json;
+        EXPECT_EQ(sstp.m_p2p_enable, json == std::string("true")) << json;
     }
     // The spelling of a fresh file.
-    Read(sstp, R"({"p2p enable":false,"mtuj":9})");
+    Read(sstp, R"({"recv timeout":200,"p2p enable":false,"mtuj":9})");
     EXPECT_EQ(Unformatted(sstp.GenerateJson()),
               R"({"recv timeout":200,"p2p eanble":true,"heartbeat interval":20,"mtu":1400})");
 }

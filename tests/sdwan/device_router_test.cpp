@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
+#include "sdwan/ipv4_router_map.h"
 #include "sdwan/sdwan_router_list.h"
 #include "tests/sdwan/printed.h"
 #include "tests/support/captured_output.h"
@@ -10,16 +12,15 @@ namespace {
 
 constexpr unsigned char kMac[] = {0x02, 0, 0, 0, 0, 0x01};
 constexpr unsigned char kOtherMac[] = {0x02, 0, 0, 0, 0, 0xAB};
+constexpr unsigned char kZeroMac[] = {0, 0, 0, 0, 0, 0};
 constexpr const unsigned char* kNoMac = nullptr;
-const std::string kFreshRouter = ": ident=0x0000ffff, index=255, sn=0x00000000, sstp: 0.0.0.0:0\n";
 
 TEST(Device, PrintsItsAddressesAndTheNamesOfItsCodes) {
     CTSdwanDevice device;
     EXPECT_EQ(Printed(device), "2.2.2.2, 00:00:00:00:00:00, idle(2), ipv4(1)");
-    device.SetStatus(0);
     device.SetType(2);
-    EXPECT_EQ(Printed(device), "2.2.2.2, 00:00:00:00:00:00, off(0), ipv6(2)");
     device.SetStatus(3);
+    EXPECT_EQ(Printed(device), "2.2.2.2, 00:00:00:00:00:00, unknow(3), ipv6(2)");
     device.SetType(65535);
     EXPECT_EQ(Printed(device), "2.2.2.2, 00:00:00:00:00:00, unknow(3), unknow(65535)");
 }
@@ -36,34 +37,86 @@ TEST(DeviceList, ARepeatedAddressGivesTheDeviceAsItIsAndTheNinthIsRefused) {
     EXPECT_FALSE(list.At(1)->GetEtherAddr() == list.At(2)->GetEtherAddr());
     EXPECT_EQ(list.Append(9, kMac), nullptr);
     EXPECT_EQ(list.Append(1, kNoMac), first);
+    list.Reset();
+    EXPECT_EQ(list.Count(), 0);
+    EXPECT_EQ(list.Capacity(), 8);
 }
 
 TEST(DeviceList, RemovesByMacAndPrintsHolesAndIgnoresWhatIsNotThere) {
     CTSdwanDeviceList list;
-    for (unsigned int ip = 1; ip <= 4; ++ip)
-        list.Append(ip, ip == 2 ? kOtherMac : kMac);
+    for (const unsigned char* mac : {kMac, kOtherMac, kZeroMac, kMac})
+        list.Append(static_cast<unsigned int>(list.Count()) + 1, mac);
     EXPECT_EQ(list.Find(kMac), 0);
     EXPECT_EQ(list.Delete(kOtherMac) + list.Delete(4U), 0);
     EXPECT_EQ(list.Delete(kNoMac) + list.Remove(-1) + list.Remove(3) + list.Remove(8), 0);
     EXPECT_EQ(Printed(list),
               "        1. 0.0.0.1, 02:00:00:00:00:01, on(1), ipv4(1)\n"
               "        2. NULL\n"
-              "        3. 0.0.0.3, 02:00:00:00:00:01, on(1), ipv4(1)\n");
+              "        3. 0.0.0.3, 00:00:00:00:00:00, on(1), ipv4(1)\n");
 }
 
-TEST(SlotTables, NeverCountMoreThanTheyHaveNorCutOffWhatTheyHold) {
+TEST(Router, PrintsItsLabelUpTo32CharactersAndTheIdentifiersLowByte) {
+    CTSdwanRouter router;
+    std::string full(32, 'L');
+    router.SetLabel((full + "tail").c_str());
+    router.SetLabel(nullptr);
+    router.SetUserName("ann");
+    router.SetUserPwd("secret");
+    router.SetStatus(1);
+    router.SetType(2);
+    router.SetNetLayer(3);
+    router.SetIndex(9);
+    router.SetIdentifier(0x00012A03);
+    router.SetSerialNumber(0xBEEF);
+    router.SetSstpAddr(CTSockAddr("10.1.2.3", 1922));
+    router.AppendDevice(0xC0A80F02, kMac);
+    EXPECT_TRUE(router.IsOnline() && !router.IsIdle());
+    std::string device = "        1. 192.168.15.2, 02:00:00:00:00:01, on(1), ipv4(1)\n";
+    std::string text =
+        full + ": ident=0x00012a03, index=3, sn=0x0000beef, sstp: 10.1.2.3:1922\n" + device;
+    int length = 0;
+    EXPECT_EQ(CapturedOutput([&] { length = router.Print(); }), text + "\n");
+    EXPECT_EQ(length, static_cast<int>(text.size()));
+    // The values go back to a new router's, the devices stay.
+    EXPECT_EQ(router.Init(), 0);
+    EXPECT_EQ(Printed(router),
+              ": ident=0x0000ffff, index=255, sn=0x00000000, sstp: 0.0.0.0:0\n" + device);
+    EXPECT_TRUE(router.IsIdle() && router.GetType() == 0 && router.GetNetLayer() == 2);
+    EXPECT_EQ(std::string(router.GetUserName()) + router.GetUserPwd(), "");
+}
+
+TEST(Tables, AreCreatedGrownAndCutEachByItsRule) {
     CTSdwanDeviceList devices;
+    CTSdwanRouterList routers;
+    CTIPv4RouterMap map;
+    for (auto [n, device_slots, router_slots, entries] :
+         {std::tuple(9, 8, 9, 9), {17, 8, 16, 17}, {0, 0, 8, 64}, {-1, 0, 8, 64}}) {
+        routers.Append(1);
+        map.Map(1, 1);
+        EXPECT_EQ(devices.Create(n), n < 0 ? 0 : 1);
+        EXPECT_EQ(routers.Create(n) + map.Create(n), 2);
+        EXPECT_EQ(devices.Capacity(), device_slots) << n;
+        EXPECT_EQ(routers.Capacity(), router_slots) << n;
+        EXPECT_EQ(map.Capacity(), entries) << n;
+        EXPECT_EQ(routers.Count() + map.Count(), 0);
+    }
     for (unsigned int ip = 1; ip <= 5; ++ip)
         devices.Append(ip, kMac);
+    // The count stays, but no further than the slots.
     EXPECT_EQ(devices.Create(3), 1);
     EXPECT_EQ(devices.Count(), 3);
     EXPECT_EQ(devices.Find(5U), -1);
+    for (unsigned int ip = 1; ip <= 4; ++ip)
+        EXPECT_NE(devices.Append(ip, kMac), nullptr);
+    EXPECT_EQ(devices.Capacity(), 8);
     devices.Destroy();
-    EXPECT_NE(devices.Append(1, kMac), nullptr);
-    CTSdwanRouterList routers;
+    routers.Destroy();
+    EXPECT_TRUE(devices.Append(1, kMac) && routers.Append(1));
+    EXPECT_EQ(devices.Capacity() + routers.Capacity(), 8 + 8);
     routers.Insert(3);
-    EXPECT_EQ(routers.Resize(-1), 0);
+    EXPECT_EQ(routers.Resize(-5), 0);
     EXPECT_EQ(routers.Resize(2147483647), 1);
+    EXPECT_EQ(routers.Resize(1), 0);
     EXPECT_EQ(routers.Capacity(), 16);
     EXPECT_NE(routers.At(3), nullptr);
 }
@@ -77,52 +130,32 @@ TEST(RouterList, AppendGrowsByEightAndRefusesTheSeventeenth) {
     EXPECT_EQ(list.Append(17), nullptr);
 }
 
-TEST(Router, PrintsItsLabelUpTo32CharactersAndTheIdentifiersLowByte) {
-    CTSdwanRouter router;
-    EXPECT_TRUE(router.IsIdle());
-    EXPECT_EQ(router.GetNetLayer(), 2);
-    EXPECT_EQ(Printed(router), kFreshRouter);
-    std::string full(32, 'L');
-    router.SetLabel((full + "tail").c_str());
-    router.SetLabel(nullptr);
-    router.SetIndex(9);
-    router.SetIdentifier(0x00012A03);
-    router.SetSerialNumber(0xBEEF);
-    router.SetSstpAddr(CTSockAddr("10.1.2.3", 1922));
-    router.AppendDevice(0xC0A80F02, kMac);
-    std::string device = "        1. 192.168.15.2, 02:00:00:00:00:01, on(1), ipv4(1)\n";
-    std::string text =
-        full + ": ident=0x00012a03, index=3, sn=0x0000beef, sstp: 10.1.2.3:1922\n" + device;
-    int length = 0;
-    EXPECT_EQ(CapturedOutput([&] { length = router.Print(); }), text + "\n");
-    EXPECT_EQ(length, static_cast<int>(text.size()));
-    // The values go back, the devices stay.
-    EXPECT_EQ(router.Init(), 0);
-    EXPECT_EQ(Printed(router), kFreshRouter + device);
-}
-
-// The capacity after Insert of the slot into a list of the given capacity; -1 when refused.
-int CapacityAfterInsert(int capacity, unsigned int slot) {
-    CTSdwanRouterList list;
-    if (capacity > 0) list.Create(capacity);
-    if (capacity == 0) list.Destroy();
-    CTSdwanRouter* router = list.Insert(0xABCD00 + slot);
-    if (!router) return -1;
-    EXPECT_EQ(router->GetIndex(), static_cast<int>(slot));
-    EXPECT_EQ(list.Count(), static_cast<int>(slot) + 1);
-    EXPECT_EQ(list.Insert(slot), router);
-    return list.Capacity();
-}
-
 TEST(RouterList, InsertGrowsByItsOwnRuleAndNeverPastTheMaximum) {
-    EXPECT_EQ(CapacityAfterInsert(0, 0), 8);
-    EXPECT_EQ(CapacityAfterInsert(0, 8), 12);
-    EXPECT_EQ(CapacityAfterInsert(4, 4), 8);
-    EXPECT_EQ(CapacityAfterInsert(4, 11), 12);
-    EXPECT_EQ(CapacityAfterInsert(4, 12), -1);
-    EXPECT_EQ(CapacityAfterInsert(4, 13), 16);
-    for (int capacity : {0, 4, 8, 16})
-        EXPECT_EQ(CapacityAfterInsert(capacity, 16), -1);
+    // Slots before (0 for none), index, slots after (0 where it is refused).
+    for (auto [before, index, after] : {std::tuple(0, 0, 8),
+                                        {0, 5, 8},
+                                        {0, 8, 12},
+                                        {0, 16, 0},
+                                        {4, 4, 8},
+                                        {4, 11, 12},
+                                        {4, 12, 0},
+                                        {4, 13, 16},
+                                        {4, 16, 0},
+                                        {8, 16, 0},
+                                        {16, 16, 0},
+                                        {16, 255, 0}}) {
+        CTSdwanRouterList list;
+        list.Destroy();
+        if (before > 0) list.Create(before);
+        unsigned int identifier = 0xABCD00U + static_cast<unsigned int>(index);
+        CTSdwanRouter* router = list.Insert(identifier);
+        ASSERT_EQ(router != nullptr, after > 0) << before << ' ' << index;
+        if (!router) continue;
+        EXPECT_EQ(router->GetIndex(), index);
+        EXPECT_EQ(list.Count(), index + 1);
+        EXPECT_EQ(list.Insert(identifier & 0xFF), router);
+        EXPECT_EQ(list.Capacity(), after) << before << ' ' << index;
+    }
 }
 
 }  // namespace

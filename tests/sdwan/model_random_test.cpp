@@ -1,97 +1,48 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <map>
 #include <random>
+#include <set>
 
 #include "sdwan/sdwan_subnet.h"
 
 namespace {
 
 constexpr unsigned char kMac[] = {0x02, 0, 0, 0, 0, 0x01};
-constexpr uint32_t kNet = 0xC0A80F00;  // 192.168.15.0
-constexpr uint32_t kAddresses = 60;    // few, so that routers often claim the same one
+constexpr uint32_t kFirst = 0xC0A80F01;  // 192.168.15.1
+constexpr uint32_t kAddresses = 60;      // few, so that routers often claim the same one
+constexpr int kRouters = 16;
 
-// A subnet of plain tables, with no thought for speed: what the real one is compared with.
+// What a subnet should hold: the addresses behind the router in each slot, and the slot to which
+// each address is mapped.
 struct ReferenceSubnet {
-    using Devices = std::array<uint32_t, 8>;  // addresses, 0 for none
-    struct Router {
-        uint32_t serial = 0;
-        Devices devices = {};
-    };
-
-    // The slot, or -1.
-    int AddRouter(uint32_t serial) {
-        auto known = std::find_if(m_routers.begin(), m_routers.end(),
-                                  [serial](const auto& r) { return r.second.serial == serial; });
-        int slot = 0;
-        while (m_routers.contains(slot))
-            ++slot;
-        if (known != m_routers.end()) slot = known->first;
-        if (slot == 16) return -1;
-        m_routers[slot].serial = serial;
-        return slot;
-    }
-    bool ReplaceRouter(int slot) {
-        DelRouter(slot);
-        if (slot >= 16) return false;
-        m_routers[slot] = {};
-        return true;
-    }
-    void DelRouter(int slot) {
-        if (!m_routers.contains(slot)) return;
-        for (uint32_t ip : m_routers[slot].devices)
-            m_map.erase(ip);
-        m_routers.erase(slot);
-    }
-    bool AddDevice(int slot, uint32_t ip) {
-        if (!m_routers.contains(slot)) return false;
-        Devices& devices = m_routers[slot].devices;
-        auto place = std::find(devices.begin(), devices.end(), ip);
-        if (place == devices.end()) place = std::find(devices.begin(), devices.end(), 0U);
-        if (place == devices.end()) return false;
-        *place = ip;
-        m_map.try_emplace(ip, slot);
-        return true;
-    }
-    void DelDevice(int slot, uint32_t ip) {
-        if (!m_routers.contains(slot)) return;
-        m_map.erase(ip);
-        Devices& devices = m_routers[slot].devices;
-        std::replace(devices.begin(), devices.end(), ip, 0U);
-    }
-    void DelDevice(uint32_t ip) {
-        if (m_map.contains(ip)) DelDevice(m_map.at(ip), ip);
-    }
-
-    std::map<int, Router> m_routers;
-    std::map<uint32_t, int> m_map;
+    std::map<int, std::set<uint32_t>> routers;
+    std::map<uint32_t, int> map;
 };
 
-uint32_t AddressOf(const CTSdwanDevice* device) {
-    return device ? device->GetIPv4Addr().GetIP() : 0;
-}
-
 void Compare(CTSdwanSubnet& subnet, const ReferenceSubnet& reference) {
-    ASSERT_EQ(subnet.GetRouterMap().Count(), static_cast<int>(reference.m_map.size()));
-    for (const auto& [ip, slot] : reference.m_map) {
-        ASSERT_EQ(AddressOf(subnet.GetDevice(ip)), ip);
-        ASSERT_EQ(subnet.GetRouterByIPv4Addr(ip), subnet.GetRouterList().At(slot));
-    }
-    const auto& routers = reference.m_routers;
-    ASSERT_EQ(subnet.GetRouterList().Count(), routers.empty() ? 0 : routers.rbegin()->first + 1);
-    for (int slot = 0; slot < 16; ++slot) {
-        const CTSdwanRouter* router = subnet.GetRouterList().At(slot);
-        ASSERT_EQ(router != nullptr, routers.contains(slot));
-        if (!router) continue;
-        ASSERT_EQ(router->GetSerialNumber(), routers.at(slot).serial);
-        const CTSdwanDeviceList& devices = router->GetDeviceList();
-        for (int i = 0; i < 8; ++i)
-            ASSERT_EQ(AddressOf(devices.At(i)), routers.at(slot).devices[static_cast<size_t>(i)]);
+    const CTSdwanRouterList& routers = subnet.GetRouterList();
+    ReferenceSubnet real;
+    for (int slot = 0; slot < routers.Count(); ++slot) {
+        if (!routers.At(slot)) continue;
+        const CTSdwanDeviceList& devices = routers.At(slot)->GetDeviceList();
+        std::set<uint32_t>& held = real.routers[slot];
+        for (int i = 0; i < devices.Count(); ++i) {
+            if (devices.At(i)) held.insert(devices.At(i)->GetIPv4Addr().GetIP());
+        }
         ASSERT_TRUE(devices.Count() == 0 || devices.At(devices.Count() - 1));
     }
+    ASSERT_TRUE(routers.Count() == 0 || routers.At(routers.Count() - 1));
+    ASSERT_EQ(real.routers, reference.routers);
+    for (uint32_t ip = kFirst; ip < kFirst + kAddresses; ++ip) {
+        if (const CTSdwanRouter* router = subnet.GetRouterByIPv4Addr(ip)) {
+            real.map[ip] = router->GetIndex();
+            ASSERT_EQ(subnet.GetDevice(ip), router->FindDevice(ip));
+        }
+    }
+    ASSERT_EQ(real.map, reference.map);
+    ASSERT_EQ(subnet.GetRouterMap().Count(), static_cast<int>(reference.map.size()));
 }
 
 TEST(ModelRandom, ASubnetAgreesWithItsReference) {
@@ -99,32 +50,42 @@ TEST(ModelRandom, ASubnetAgreesWithItsReference) {
     auto below = [&random](uint32_t n) { return static_cast<uint32_t>(random()) % n; };
     CTSdwanSubnet subnet;
     ReferenceSubnet reference;
-    subnet.GetRouterList().Create(16);
-    for (int step = 0; step < 12000; ++step) {
-        uint32_t identifier = below(8) << 8 | below(20);
+    auto& [routers, map] = reference;
+    subnet.GetRouterList().Create(kRouters);
+    for (uint32_t step = 0; step < 8000; ++step) {
+        uint32_t identifier = below(8) << 8 | below(kRouters + 4);
         int slot = static_cast<int>(identifier & 0xFF);
-        uint32_t ip = kNet + 1 + below(kAddresses);
+        uint32_t ip = kFirst + below(kAddresses);
         uint32_t action = below(100);
         if (action < 10) {
-            uint32_t serial = 1 + below(20);
-            const CTSdwanRouter* router = subnet.AddRouter(serial);
-            ASSERT_EQ(router ? router->GetIndex() : -1, reference.AddRouter(serial));
-        } else if (action < 14) {
-            ASSERT_EQ(subnet.ReplaceRouter(identifier) != nullptr, reference.ReplaceRouter(slot));
+            for (slot = 0; routers.contains(slot);)
+                ++slot;
+            const CTSdwanRouter* router = subnet.AddRouter(1 + step);
+            ASSERT_EQ(router ? router->GetIndex() : kRouters, slot);
+            if (router) routers[slot] = {};
         } else if (action < 18) {
-            subnet.DelRouter(identifier);
-            reference.DelRouter(slot);
+            bool replaced = action < 14 && subnet.ReplaceRouter(identifier);
+            ASSERT_EQ(replaced, action < 14 && slot < kRouters);
+            subnet.DelRouter(replaced ? kRouters : identifier);
+            for (uint32_t held : routers[slot])
+                map.erase(held);
+            routers.erase(slot);
+            if (replaced) routers[slot] = {};
         } else if (action < 80) {
-            ASSERT_EQ(subnet.AddDevice(identifier, ip, kMac) != nullptr,
-                      reference.AddDevice(slot, ip));
-        } else if (action < 90) {
-            subnet.DelDevice(identifier, ip);
-            reference.DelDevice(slot, ip);
+            bool added = subnet.AddDevice(identifier, ip, kMac) != nullptr;
+            ASSERT_EQ(added, routers.contains(slot) &&
+                                 (routers[slot].contains(ip) || routers[slot].size() < 8));
+            if (added) routers[slot].insert(ip);
+            if (added) map.try_emplace(ip, slot);
         } else {
-            subnet.DelDevice(ip);
-            reference.DelDevice(ip);
+            if (action < 90) subnet.DelDevice(identifier, ip);
+            if (action >= 90) subnet.DelDevice(ip);
+            if (action >= 90) slot = map.contains(ip) ? map[ip] : -1;
+            if (!routers.contains(slot)) continue;
+            routers[slot].erase(ip);
+            map.erase(ip);
         }
-        ASSERT_NO_FATAL_FAILURE(Compare(subnet, reference));
+        ASSERT_NO_FATAL_FAILURE(Compare(subnet, reference)) << step;
     }
 }
 

@@ -12,11 +12,6 @@
 
 namespace {
 
-const std::string kBanner =
-    "-----------------------------------------------------------------------------------\n"
-    "|                             subnet list                                         |\n"
-    "-----------------------------------------------------------------------------------\n";
-
 // Counts as full because its last slot is in use; filling all of them would take long.
 class FullList : public CTSdwanSubnetList {
   public:
@@ -26,16 +21,23 @@ class FullList : public CTSdwanSubnetList {
 };
 
 TEST(SubnetList, TheAppendThatFindsItFullGrowsItAndTheNextSucceeds) {
-    CTSdwanSubnetList list(4);
-    for (const char* name : {"a", "b", "c", "d"})
+    CTSdwanSubnetList list;
+    EXPECT_EQ(list.Capacity(), 64);
+    // The result is the other way about than elsewhere.
+    EXPECT_EQ(list.Create(-1), 1);
+    EXPECT_EQ(list.Create(4), 0);
+    for (const char* name : {"a", "b", "c", "d"}) {
+        EXPECT_EQ(list.Resize(), 1);
         EXPECT_NE(list.Append(name), nullptr);
+        EXPECT_EQ(list.Capacity(), 4);
+    }
     EXPECT_EQ(list.Append("e"), nullptr);
     EXPECT_EQ(list.Capacity(), 6);
     EXPECT_EQ(list.Append("e")->GetIndex(), 4);
     EXPECT_EQ(list.Append("b"), list.At(1));
+    EXPECT_NE(list.Append("B"), list.At(1));
     EXPECT_EQ(list.Append(nullptr), nullptr);
     // With every slot in use but a hole, the hole is filled at once.
-    list.Append("f");
     EXPECT_EQ(list.Remove("c") + list.Remove("nobody"), 0);
     EXPECT_EQ(list.Append("g")->GetIndex(), 2);
     EXPECT_EQ(list.Capacity(), 6);
@@ -56,17 +58,19 @@ TEST(SubnetList, GrowsByHalfByAtLeastOneSlotAndEndsAt65536) {
 
 TEST(SdwanSys, FindsAndDeletesByTheHalvesOfAnIdentifier) {
     CTSdwanSys sys;
-    EXPECT_EQ(sys.GetSubnetList().Capacity(), 1024);
     sys.AddSubnet("a");
     sys.AddSubnet("x");
     CTSdwanSubnet* c = sys.AddSubnet("c");
     CTSdwanRouter* router = c->AddRouter(0x77, "tap-1");
     sys.DeleteSubnet(0x155);
-    std::string text = kBanner +
-                       "1.a net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0\n"
-                       "2. NULL\n"
-                       "3.c net: index=2, gw=192.168.15.5, mask=255.255.255.0, router count=1\n"
-                       "    1. tap-1: ident=0x00000200, index=0, sn=0x00000077, sstp: 0.0.0.0:0\n";
+    std::string text =
+        "-----------------------------------------------------------------------------------\n"
+        "|                             subnet list                                         |\n"
+        "-----------------------------------------------------------------------------------\n"
+        "1.a net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0\n"
+        "2. NULL\n"
+        "3.c net: index=2, gw=192.168.15.5, mask=255.255.255.0, router count=1\n"
+        "    1. tap-1: ident=0x00000200, index=0, sn=0x00000077, sstp: 0.0.0.0:0\n";
     int length = 0;
     EXPECT_EQ(CapturedOutput([&] { length = sys.Print(); }), text);
     EXPECT_EQ(length, static_cast<int>(text.size()));
@@ -81,30 +85,28 @@ TEST(SdwanSys, FindsAndDeletesByTheHalvesOfAnIdentifier) {
     EXPECT_EQ(sys.DeleteRouter(0x200), 0);
     EXPECT_FALSE(c->HasRouter(0x77));
     EXPECT_EQ(sys.DeleteSubnet(0x200) + sys.DeleteSubnet(0xFFFFFFFF), 0);
-    EXPECT_EQ(sys.GetSubnetList().Count(), 1);
+    EXPECT_EQ(sys.GetSubnet(0x200), nullptr);
 }
 
 TEST(SdwanSys, AddSubnetChecksThePasswordAndEveryFailureIs1002) {
     CTSdwanSys sys;
-    CTSstpError::SetLastError(0);
-    CTSdwanSubnet* subnet = sys.AddSubnet("a", "secret");
-    ASSERT_NE(subnet, nullptr);
-    EXPECT_EQ(sys.AddSubnet("a", "secret"), subnet);
-    EXPECT_EQ(CTSstpError::GetLastError(), 0);
-
     auto fails = [&sys](const char* name, const char* password) {
         CTSstpError::SetLastError(0);
-        return !sys.AddSubnet(name, password) && CTSstpError::GetLastError() == 1002;
+        bool failed = sys.AddSubnet(name, password) == nullptr;
+        EXPECT_EQ(CTSstpError::GetLastError(), failed ? 1002 : 0);
+        return failed;
     };
-    EXPECT_TRUE(fails("a", "Secret"));
+    EXPECT_FALSE(fails("a", "secret"));
+    EXPECT_EQ(sys.AddSubnet("a", "secret"), sys.FindSubnet("a"));
+    for (const char* wrong : {"Secret", "secre", "secrets", ""})
+        EXPECT_TRUE(fails("a", wrong)) << wrong;
     EXPECT_TRUE(fails("a", nullptr));
     EXPECT_TRUE(fails(nullptr, "secret"));
-    // Without slots the first call only makes room; creating them tells success by 0.
-    EXPECT_EQ(sys.GetSubnetList().Create(-1), 1);
-    EXPECT_EQ(sys.GetSubnetList().Create(0), 0);
-    EXPECT_TRUE(fails("a", "secret"));
-    EXPECT_FALSE(fails("a", "secret"));
-    CTSstpError::SetLastError(0);
+    // The list has 1024 slots at first, and the call that finds them taken only makes room.
+    for (int i = 1; i < 1024; ++i)
+        sys.AddSubnet(std::to_string(i).c_str());
+    EXPECT_TRUE(fails("last", "secret"));
+    EXPECT_FALSE(fails("last", "secret"));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <ranges>
 #include <set>
 #include <string>
 
@@ -18,8 +19,6 @@ constexpr unsigned int kNet = 0xC0A80F00;  // 192.168.15.0
 
 TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
     CTSdwanSubnet subnet;
-    EXPECT_EQ(Printed(subnet),
-              " net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0\n");
     std::string full(32, 'N');
     subnet.SetSubnetPassword("secret");
     subnet.SetSubnetName((full + "tail").c_str());
@@ -33,12 +32,13 @@ TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
     subnet.AddDevice(subnet.AddRouter(0x33, "right"), 0x0A000105, kMac);
     subnet.DelRouter(0x301);
     EXPECT_EQ(subnet.AddRouter(0x11, nullptr), first);
-    std::string text = full +
-                       " net: index=3, gw=10.0.0.1, mask=255.255.0.0, router count=3\n"
-                       "    1. %s%n: ident=0x00000300, index=0, sn=0x00000011, sstp: 0.0.0.0:0\n"
-                       "    2. NULL\n"
-                       "    3. right: ident=0x00000302, index=2, sn=0x00000033, sstp: 0.0.0.0:0\n"
-                       "        1. 10.0.1.5, 02:00:00:00:00:01, on(1), ipv4(1)\n";
+    std::string routers =
+        "    1. %s%n: ident=0x00000300, index=0, sn=0x00000011, sstp: 0.0.0.0:0\n"
+        "    2. NULL\n"
+        "    3. right: ident=0x00000302, index=2, sn=0x00000033, sstp: 0.0.0.0:0\n"
+        "        1. 10.0.1.5, 02:00:00:00:00:01, on(1), ipv4(1)\n";
+    std::string text =
+        full + " net: index=3, gw=10.0.0.1, mask=255.255.0.0, router count=3\n" + routers;
     int length = 0;
     EXPECT_EQ(CapturedOutput([&] { length = subnet.Print(); }), text + "\n");
     EXPECT_EQ(length, static_cast<int>(text.size()));
@@ -46,6 +46,13 @@ TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
     EXPECT_EQ(subnet.GetRouter(0x300), first);
     for (unsigned int foreign : {0x200U, 0x01000300U, 0x301U, 0x3FFU, 0xFFFFFFFFU})
         EXPECT_EQ(subnet.GetRouter(foreign), nullptr);
+
+    // The values go back to a new subnet's, the routers stay.
+    EXPECT_EQ(subnet.Init(), 0);
+    EXPECT_EQ(Printed(subnet),
+              " net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=3\n" + routers);
+    EXPECT_STREQ(subnet.GetSubnetPassword(), "");
+    EXPECT_TRUE(subnet.IsSame(0xFFFFU));
 }
 
 TEST(Subnet, AnAddressOfTwoRoutersLeavesTheMapWithTheFirstDeviceThatGoes) {
@@ -56,6 +63,9 @@ TEST(Subnet, AnAddressOfTwoRoutersLeavesTheMapWithTheFirstDeviceThatGoes) {
     const tnet_ether_addr* no_addr = nullptr;
     EXPECT_EQ(subnet.AddDevice(nobody, kNet + 7, kMac), nullptr);
     EXPECT_EQ(subnet.AddDevice(a, kNet + 7, no_addr), nullptr);
+    EXPECT_EQ(subnet.AddDevice(0U, kNet + 7, no_addr), nullptr);
+    // A given router is mapped by its slot, whatever identifier it was told.
+    a->SetIdentifier(0xFFFFFFFF);
     EXPECT_NE(subnet.AddDevice(a, kNet + 7, kNoMac), nullptr);
     subnet.AddDevice(b, kNet + 7, kOtherMac);
     EXPECT_EQ(subnet.GetRouterByIPv4Addr(kNet + 7), a);
@@ -92,10 +102,8 @@ class SubnetAllocator : public testing::Test {
         return parts;
     }
     static std::set<unsigned int> Range(unsigned int first, unsigned int last) {
-        std::set<unsigned int> parts;
-        while (first <= last)
-            parts.insert(first++);
-        return parts;
+        auto parts = std::views::iota(first, last + 1);
+        return {parts.begin(), parts.end()};
     }
 
     CTSdwanSubnet m_subnet;
@@ -135,11 +143,14 @@ TEST_F(SubnetAllocator, SearchesUpwardsWithoutWrappingRound) {
     EXPECT_EQ(Allocate(0, kMac), "Dynamic Allocation IP: 0.0.0.0\n");
 }
 
-TEST_F(SubnetAllocator, AMaskWithoutHostsOrWithHolesGivesNothingWhateverIsRequested) {
+TEST_F(SubnetAllocator, AMaskWithoutHostsGivesNothingAndOneWithHolesWhatIsRequested) {
     for (unsigned int mask : {0xFFFFFFFFU, 0xFFFFFFFEU, 0xFFFF00FFU, 0x0000FFFFU, 0xFFFFFF01U}) {
         m_subnet.SetNetMask(mask);
-        EXPECT_EQ(Allocate(m_subnet.GetGateway(), kMac), "Dynamic Allocation IP: 0.0.0.0\n");
+        EXPECT_EQ(Allocate(0, kMac), "Dynamic Allocation IP: 0.0.0.0\n");
         EXPECT_EQ(m_ip, 0U);
+        bool granted = Allocate(m_subnet.GetGateway(), kMac).empty();
+        EXPECT_EQ(granted, mask < 0xFFFFFFFE) << mask;
+        EXPECT_EQ(m_ip, granted ? m_subnet.GetGateway() : 0);
     }
 }
 
