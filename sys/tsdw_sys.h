@@ -81,6 +81,7 @@ class CTsdwSys {
 
     // For tests. The model and the peers are read under the lock while the forwarders run.
     CTNetAdapter& GetAdapter() { return m_adapter; }
+    CTSysCfg& GetConfig() { return m_config; }
     CTSdwanSubnet& GetExternalSubnet() { return m_external_subnet; }
     CTP2pConnectList& GetPeers() { return m_peers; }
     CTReadWriteLock& GetModelLock() { return m_model_lock; }
