@@ -1,8 +1,8 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
+#include "base/pvu_counter.h"
 #include "forward/forward_base.h"
 #include "inet/xmit_pkt.h"
 
@@ -49,12 +49,12 @@ class CTForwardIngress : public CTForwardBase {
     int SendAck(CTXmitPkt& pkt, CTSstpMessage& ack);
 
     // Commands dropped because their fixed part was not all there. Any thread.
-    uint64_t GetMalformedCount() const { return m_malformed; }
+    uint64_t GetMalformedCount() const { return m_malformed.Get(); }
 
   private:
     bool HoldsBody(CTXmitPkt& pkt, int length);
     bool ReplaceRouter(CTSstpAddRouterMsg& msg);
     void AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamList& list);
 
-    std::atomic<uint64_t> m_malformed{0};
+    CTCounter m_malformed;
 };

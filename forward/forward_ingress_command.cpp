@@ -40,7 +40,7 @@ int BodyHeld(CTXmitPkt& pkt) {
 // A command without its fixed part would be read from what an earlier packet left in the buffer.
 bool CTForwardIngress::HoldsBody(CTXmitPkt& pkt, int length) {
     if (BodyHeld(pkt) >= length) return true;
-    ++m_malformed;
+    m_malformed.Add();
     return false;
 }
 

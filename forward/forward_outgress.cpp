@@ -55,16 +55,21 @@ int CTForwardOutgress::Verify(CTXmitPkt& pkt) {
 }
 
 int CTForwardOutgress::Verify_L2([[maybe_unused]] CTXmitPkt& pkt) {
+    m_counters.wrong_layer.Add();
     return kReject;
 }
 
 // Bytes behind the packet's total length travel along.
 int CTForwardOutgress::Verify_L3(CTXmitPkt& pkt) {
     int length = pkt.GetSkb()->GetDataLength();
-    if (length < static_cast<int>(sizeof(tnet_ipv4_hdr))) return kReject;
-    CIPv4Header header(IPv4HeaderAt(pkt, 0));
-    if (header.GetVersion() != kIPv4Version) return kReject;
-    return length >= header.GetPacketLength() ? kAccept : kReject;
+    if (length < static_cast<int>(sizeof(tnet_ipv4_hdr)) ||
+        CIPv4Header(IPv4HeaderAt(pkt, 0)).GetVersion() != kIPv4Version) {
+        m_counters.not_ipv4.Add();
+        return kReject;
+    }
+    if (length >= CIPv4Header(IPv4HeaderAt(pkt, 0)).GetPacketLength()) return kAccept;
+    m_counters.length_lie.Add();
+    return kReject;
 }
 
 uint32_t CTForwardOutgress::GetNetPktDstIPv4(CTXmitPkt& pkt) {
@@ -110,7 +115,10 @@ int CTForwardOutgress::FindDDstIdentifier(CTXmitPkt& pkt) {
 void CTForwardOutgress::NetPacketHandle(CTXmitPkt& pkt) {
     pkt.SetStatus(kXmitFinished);
     unsigned int identifier = 0;
-    if (!ChooseRoute(pkt, identifier)) return;
+    if (!ChooseRoute(pkt, identifier)) {
+        m_counters.unknown_destination.Add();
+        return;
+    }
     if (PushSstpHeader(pkt, identifier) != 0) return;
     pkt.SetStatus(kToBeSent);
 }

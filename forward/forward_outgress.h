@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/pvu_counter.h"
 #include "base/pvu_sockaddr.h"
 #include "forward/forward_base.h"
 #include "inet/xmit_pkt.h"
@@ -48,8 +49,18 @@ class CTForwardOutgress : public CTForwardBase {
     void NetPacketFinish(CTXmitPkt& pkt);
     void DoneLoop() override;
 
+    // What is dropped. Any thread.
+    struct Counters {
+        CTCounter not_ipv4;             // another version, or too short for a header
+        CTCounter length_lie;           // shorter than it says
+        CTCounter wrong_layer;          // frames of a layer 2 interface
+        CTCounter unknown_destination;  // nobody's address
+    };
+    const Counters& GetCounters() const { return m_counters; }
+
   private:
     bool ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier);
 
     CTSockAddr m_central;
+    Counters m_counters;
 };

@@ -70,6 +70,7 @@ void CTNetDevice::RxLoop() {
 CTXmitPkt* CTNetDevice::ReadXmitPacket() {
     CTXmitPkt* pkt = m_pool->Alloc();
     if (!pkt) {
+        m_counters.pool_empty.Add();
         pvu_msleep(kPoolBackOffMs);
         return nullptr;
     }
@@ -80,18 +81,23 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
         pkt->SetNetLayer(m_net_layer);
         pkt->SetRecvTick(CTThread::GetCurrentTick());
         pkt->SetSource(kXmitFromTap);
+        m_counters.read.Add();
         return pkt;
     }
     pkt->Release();
     // A failed read came back at once: without a pause an interface that is gone would keep this
     // thread busy for ever.
-    if (length < 0) pvu_msleep(kReadWaitMs);
+    if (length < 0) {
+        m_counters.read_failed.Add();
+        pvu_msleep(kReadWaitMs);
+    }
+    if (length > 0) m_counters.short_read.Add();
     return nullptr;
 }
 
 void CTNetDevice::Queue(CTXmitPkt* pkt) {
     if (m_rx_fifo.Enqueue(pkt, CTXmitPktMtFifo::kMaxNetPackets) != 0) {
-        ++m_dropped;
+        m_counters.queue_full.Add();
         pkt->Release();
         return;
     }
@@ -112,7 +118,9 @@ int CTNetDevice::Write(CTXmitPkt* pkt) {
     CTSkBuffer* skb = pkt->GetSkb();
     CTMutexGuard guard(m_write_mutex);
     if (!m_adapter || !skb) return -1;
-    return m_adapter->Write(skb->GetData(), skb->GetDataLength());
+    int result = m_adapter->Write(skb->GetData(), skb->GetDataLength());
+    (result > 0 ? m_counters.written : m_counters.write_failed).Add();
+    return result;
 }
 
 void CTNetDevice::ClearRxFifo() {

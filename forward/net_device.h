@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/pvu_counter.h"
 #include "base/pvu_mutex.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
@@ -46,8 +47,18 @@ class CTNetDevice {
     // Releases every packet in the queue.
     void ClearRxFifo();
 
-    // Packets dropped because the queue was full. Any thread.
-    uint64_t GetDropCount() const { return m_dropped; }
+    // What the device counts. Any thread.
+    struct Counters {
+        CTCounter read;          // packets of the interface, taken in
+        CTCounter short_read;    // shorter than any packet of its layer
+        CTCounter read_failed;   // the interface is down or gone
+        CTCounter pool_empty;    // no descriptor to read into
+        CTCounter queue_full;    // packets dropped because too many waited
+        CTCounter written;       // packets written to the interface
+        CTCounter write_failed;  // packets that the interface refused
+    };
+    const Counters& GetCounters() const { return m_counters; }
+    CTXmitPktMtFifo& GetQueue() { return m_rx_fifo; }
 
   private:
     static void* ThreadEntry(void* device);
@@ -62,5 +73,5 @@ class CTNetDevice {
     CTXmitPktMtFifo m_rx_fifo;
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
     CTMutex m_write_mutex;
-    std::atomic<uint64_t> m_dropped{0};
+    Counters m_counters;
 };

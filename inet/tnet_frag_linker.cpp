@@ -21,7 +21,7 @@ CTXmitPkt* CTNetPktFragLinker::FindIf(Match match) {
 int CTNetPktFragLinker::Add(CTXmitPkt& pkt) {
     if (m_list.count() >= kMaxWaiting) {
         Delete(*static_cast<CTXmitPkt*>(m_list.back()));
-        ++m_evicted;
+        m_evicted.Add();
     }
     pkt.SetRecvTick(static_cast<unsigned>(CTTime::GetCurrentTick()));
     m_list.push_front(&pkt);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/pvu_counter.h"
 #include "base/pvu_list.h"
 #include "inet/xmit_pkt.h"
 #include "sstp/sstp_message.h"
@@ -33,12 +34,12 @@ class CTNetPktFragLinker {
 
     int Count() const { return m_list.count(); }
     // Fragments that went because the store was full.
-    uint64_t GetEvicted() const { return m_evicted; }
+    uint64_t GetEvicted() const { return m_evicted.Get(); }
 
   private:
     template <typename Match>
     CTXmitPkt* FindIf(Match match);
 
     CTLinkedList m_list;
-    uint64_t m_evicted = 0;
+    CTCounter m_evicted;
 };

@@ -1,5 +1,6 @@
 #include "inet/xmit_pkt_fifo.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 
@@ -12,6 +13,7 @@ int CTXmitPktMtFifo::Enqueue(CTXmitPkt* pkt, int max_count) {
     CTMutexGuard guard(m_mutex);
     if (m_list.count() >= max_count) return 1;
     m_list.push_back(pkt);
+    m_high_water = std::max(m_high_water, m_list.count());
     return 0;
 }
 
@@ -28,6 +30,11 @@ bool CTXmitPktMtFifo::IsEmpty() {
 int CTXmitPktMtFifo::Count() {
     CTMutexGuard guard(m_mutex);
     return m_list.count();
+}
+
+int CTXmitPktMtFifo::HighWater() {
+    CTMutexGuard guard(m_mutex);
+    return m_high_water;
 }
 
 void CTXmitPktMtFifo::Print() {

@@ -21,10 +21,13 @@ class CTXmitPktMtFifo {
     CTXmitPkt* Dequeue();
     bool IsEmpty();
     int Count();
+    // The most descriptors that ever waited at once.
+    int HighWater();
     // Tells emptiness and count on standard output.
     void Print();
 
   private:
     CTLinkedList m_list PVU_GUARDED_BY(m_mutex);
+    int m_high_water PVU_GUARDED_BY(m_mutex) = 0;
     CTMutex m_mutex;
 };

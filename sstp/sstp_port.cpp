@@ -84,7 +84,7 @@ int CTSstpPort::Write(CTXmitPkt* pkt) {
     if (!pkt) return 1;
     if (IsNetPacket(*pkt)) {
         if (m_tx_fifo.Enqueue(pkt, CTXmitPktMtFifo::kMaxNetPackets) != 0) {
-            ++m_tx_dropped;
+            m_counters.tx_queue_full.Add();
             pkt->Release();
             return 1;
         }
@@ -97,7 +97,10 @@ int CTSstpPort::Write(CTXmitPkt* pkt) {
 
 int CTSstpPort::Write(CTSstpMessage& msg, CTSockAddr& to) {
     CTXmitPkt* pkt = m_pool ? m_pool->Alloc() : nullptr;
-    if (!pkt) return 1;
+    if (!pkt) {
+        m_counters.pool_empty.Add();
+        return 1;
+    }
     int length = std::min(msg.GetMessageLength(), msg.GetBufferSize());
     if (pkt->Write(msg.GetBufferPtr(), length) != 0) {
         pkt->Release();

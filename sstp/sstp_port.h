@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/pvu_counter.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
 #include "inet/tnet_frag_linker.h"
@@ -83,11 +84,24 @@ class CTSstpPort {
     static void* rx_thread_process(void* port);
     static void* tx_thread_process(void* port);
 
-    // Datagrams dropped because their length was no message's, and network packets dropped
-    // because a queue was full. Any thread.
-    uint64_t GetMalformedCount() const { return m_malformed; }
-    uint64_t GetRxDropCount() const { return m_rx_dropped; }
-    uint64_t GetTxDropCount() const { return m_tx_dropped; }
+    // What the port counts. Any thread.
+    struct Counters {
+        CTCounter received;       // whole messages
+        CTCounter malformed;      // datagrams whose length is no message's
+        CTCounter pool_empty;     // no descriptor to receive into or to send with
+        CTCounter merge_refused;  // pairs of fragments too large to join
+        CTCounter rx_queue_full;  // network packets dropped because too many waited
+        CTCounter tx_queue_full;
+        CTCounter sent;          // messages; a split one counts once
+        CTCounter send_refused;  // by the system
+    };
+    const Counters& GetCounters() const { return m_counters; }
+    uint64_t GetFragmentsEvicted() const { return m_fragments.GetEvicted(); }
+    int GetFragmentsWaiting() const { return m_fragments_waiting; }
+    CTXmitPktMtFifo& GetRxQueue() { return m_rx_fifo; }
+    CTXmitPktMtFifo& GetTxQueue() { return m_tx_fifo; }
+    // Heartbeats sent since the last answer.
+    unsigned GetHeartBeatMisses() const { return m_heartbeat_misses; }
 
   private:
     void RxLoop();
@@ -109,11 +123,12 @@ class CTSstpPort {
     CTSstpConnect* m_conn = nullptr;
 
     // Receive thread.
-    unsigned m_heartbeat_misses = 0;  // heartbeats sent since the last acknowledgement
-    unsigned m_last_heartbeat = 0;    // tick
+    std::atomic<unsigned> m_heartbeat_misses{0};  // heartbeats sent since the last acknowledgement
+    unsigned m_last_heartbeat = 0;                // tick
     unsigned m_heartbeat_interval = kDefaultHeartBeatMs;
     CTNetPktMerger m_merger;
     CTNetPktFragLinker m_fragments;
+    std::atomic<int> m_fragments_waiting{0};  // in the store, for others' eyes
 
     // Transmit thread.
     CTXmitPkt m_split_spare;  // takes the second fragment
@@ -123,7 +138,5 @@ class CTSstpPort {
     std::atomic<bool> m_reader_waits{false};
     CTSemaphore m_room;
 
-    std::atomic<uint64_t> m_malformed{0};
-    std::atomic<uint64_t> m_rx_dropped{0};
-    std::atomic<uint64_t> m_tx_dropped{0};
+    Counters m_counters;
 };

@@ -43,6 +43,7 @@ void CTSstpPort::RxLoop() {
     m_rx_semaphore.Post();
     ClearRxFifo();
     m_fragments.Release();
+    m_fragments_waiting = 0;
     printf("sstp port rxloop stop\n");
 }
 
@@ -77,7 +78,10 @@ void CTSstpPort::TellRoom() {
 
 CTXmitPkt* CTSstpPort::Recv() {
     CTXmitPkt* pkt = m_pool->Alloc();
-    if (!pkt) return nullptr;
+    if (!pkt) {
+        m_counters.pool_empty.Add();
+        return nullptr;
+    }
     CTSkBuffer* skb = pkt->GetSkb();
     CTSstpMessage msg;
     if (!skb || skb->GetFreeSize() < 1 || !msg.Attach(*skb)) {
@@ -92,13 +96,14 @@ CTXmitPkt* CTSstpPort::Recv() {
     }
     skb->Put(length);
     if (!IsComplete(*pkt)) {
-        ++m_malformed;
+        m_counters.malformed.Add();
         pkt->Release();
         return nullptr;
     }
     pkt->SetRecvAddr(from);
     pkt->SetRecvLength(length);
     pkt->SetSource(kXmitFromTunnel);
+    m_counters.received.Add();
     return pkt;
 }
 
@@ -122,6 +127,7 @@ void CTSstpPort::RecvXmitPacketHandle(CTXmitPkt& pkt) {
             break;
         case kSstpNetPacket:
             RecvNetPacketDone(pkt);
+            m_fragments_waiting = m_fragments.Count();
             break;
         default:
             break;
@@ -158,6 +164,7 @@ void CTSstpPort::RecvNetPacketDone(CTXmitPkt& pkt) {
         return;
     }
     int result = m_merger.Merge(pkt, *stored);
+    if (result != 0) m_counters.merge_refused.Add();
     pkt.SetStatus(result == 0 ? kXmitDeliver : kXmitFinished);
     m_fragments.Delete(*stored);
 }
@@ -182,7 +189,7 @@ void CTSstpPort::RecvXmitPacketFinish(CTXmitPkt& pkt) {
     int result = net_packet ? m_rx_fifo.Enqueue(&pkt, CTXmitPktMtFifo::kMaxNetPackets)
                             : m_rx_fifo.Enqueue(&pkt);
     if (result != 0) {
-        ++m_rx_dropped;
+        m_counters.rx_queue_full.Add();
         pkt.Release();
         return;
     }

@@ -44,11 +44,8 @@ void CTSstpPort::TxXmitPacketHandle(CTXmitPkt& pkt) {
     pkt.SetStatus(kXmitFinished);
     CTSstpMessage msg;
     if (!msg.Attach(pkt)) return;
-    if (msg.GetType() == kSstpNetPacket) {
-        SendNetPacket(pkt);
-    } else {
-        Send(pkt);
-    }
+    int sent = msg.GetType() == kSstpNetPacket ? SendNetPacket(pkt) : Send(pkt);
+    (sent > 0 ? m_counters.sent : m_counters.send_refused).Add();
 }
 
 void CTSstpPort::TxXmitPacketFinish(CTXmitPkt& pkt) {

@@ -58,14 +58,17 @@ int CTsdwSys::MainLoop() {
     signal(SIGINT, signal_handler);
     signal(SIGKILL, signal_handler);  // asked for, and refused by the system
     signal(SIGTERM, signal_handler);
+    signal(SIGUSR1, signal_handler);
     flog_printf("tamvo start\n");
     if (!Start()) {
         flog_printf("tamvo core start failed\n");
         flog_close();
         return 1;
     }
-    while (m_quit != 1)
+    while (m_quit != 1) {
+        if (m_status_asked.exchange(false)) PrintStatus();
         pvu_msleep(kQuitPollMs);
+    }
     Stop();
     flog_printf("tamvo exit\n");
     flog_close();
@@ -73,6 +76,7 @@ int CTsdwSys::MainLoop() {
 }
 
 void CTsdwSys::signal_handler(int sig) {
+    if (sig == SIGUSR1) GetInstance()->m_status_asked = true;
     if (sig != SIGINT && sig != SIGTERM && sig != SIGKILL) return;
     int saved_errno = errno;
     TellSignal(sig);

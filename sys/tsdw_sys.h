@@ -41,9 +41,15 @@ class CTsdwSys {
     int MainLoop();
     // Requests the stop. Any thread or signal handler; never taken back.
     void ForceQuit() { m_quit = 1; }
-    // Calls nothing that is not safe in a signal handler.
+    // SIGINT and SIGTERM request the stop, SIGUSR1 the status. Calls nothing that is not safe in a
+    // signal handler.
     static void signal_handler(int sig);
     void init_object();
+
+    // tsdw_sys_status.cpp: counters, queue depths and their high-water marks, to standard output
+    // and, as a daemon has none, to "tamvo.stat" in the working directory.
+
+    void PrintStatus();
 
     // tsdw_sys_start.cpp: start and stop. A start that fails undoes what it did, logs a line and
     // gives false.
@@ -96,6 +102,7 @@ class CTsdwSys {
 
     // In the order of their construction.
     std::atomic<uint8_t> m_quit{0};
+    std::atomic<bool> m_status_asked{false};
     CTXmitPktPool m_spare_pool;  // no component is handed it
     CTXmitPktPool m_pool;        // shared by the network device and the tunnel port
     CTNetAdapter m_adapter;

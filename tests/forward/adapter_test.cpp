@@ -120,7 +120,7 @@ TEST_F(Device, KeepsNoMoreThanItsLimitAndReleasesAllAtTheEnd) {
     int sent = CTXmitPktMtFifo::kMaxNetPackets + 10;
     for (int i = 0; i < sent; ++i)
         host.Write(WireBytes(20, 1));
-    while (device.GetDropCount() == 0)
+    while (device.GetCounters().queue_full.Get() == 0)
         host.Write(WireBytes(20, 1));
     EXPECT_LE(pool.GetLoans(), CTXmitPktMtFifo::kMaxNetPackets + 1);
     device.Close();

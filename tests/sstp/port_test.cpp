@@ -123,7 +123,7 @@ TEST_F(Port, DropsDatagramsWhoseLengthIsNoMessages) {
     padded.length_field = 18;
     Send(padded);
     EXPECT_EQ(ReadBytes(), padded.Encode());
-    EXPECT_EQ(port.GetMalformedCount(), 5u);
+    EXPECT_EQ(port.GetCounters().malformed.Get(), 5u);
     port.Close();
     EXPECT_EQ(pool.GetLoans(), 0);
 }
@@ -329,7 +329,7 @@ TEST_F(Port, NetworkPacketsBeyondTheQueuesLimitAreDroppedCommandsAreNot) {
     EXPECT_EQ(write(5), 1);
     EXPECT_EQ(write(4), 0);
     EXPECT_EQ(write(1), 0);
-    EXPECT_EQ(port.GetTxDropCount(), 2u);
+    EXPECT_EQ(port.GetCounters().tx_queue_full.Get(), 2u);
     EXPECT_EQ(pool.GetLoans(), CTXmitPktMtFifo::kMaxNetPackets + 2);
     EXPECT_EQ(port.Write(static_cast<CTXmitPkt*>(nullptr)), 1);
 }

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+// Counts what happens on the packets' road, for the operator's eyes. Any thread adds and reads;
+// nothing else may depend on the order in which others see it.
+class CTCounter {
+  public:
+    void Add() { m_count.fetch_add(1, std::memory_order_relaxed); }
+    uint64_t Get() const { return m_count.load(std::memory_order_relaxed); }
+
+  private:
+    std::atomic<uint64_t> m_count{0};
+};
