@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/pvu_fileop.h"
+#include "base/pvu_txtoutfile.h"
 #include "base/pvu_version.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/scratch_dir.h"
@@ -19,6 +20,8 @@ TEST(File, ClosedOneAnswersWithoutTouchingAnything) {
     CTTxtFile file;
     char buf[4] = "abc";
     EXPECT_FALSE(file.Open("/nonexistent/file", "r"));
+    EXPECT_FALSE(file.Open(nullptr, "r"));
+    EXPECT_FALSE(file.IsOpen());
     EXPECT_EQ(file.Write(buf, 3), 0);
     EXPECT_EQ(file.Read(buf, 3), 0);
     EXPECT_EQ(file.Seek(1, SEEK_SET), 0);
@@ -26,7 +29,12 @@ TEST(File, ClosedOneAnswersWithoutTouchingAnything) {
     EXPECT_EQ(file.Gets(buf, 4), nullptr);
     EXPECT_EQ(file.Getc(), -1);
     EXPECT_EQ(file.Puts("x"), 0);
+    EXPECT_EQ(file.Putc('x'), -1);
     EXPECT_EQ(file.Printf("x"), -1);
+    file.Rewind();
+    CTTxtOutFile out;
+    EXPECT_EQ(out.Puts("x"), 0);
+    EXPECT_EQ(out.Putc('x'), -1);
     EXPECT_STREQ(buf, "abc");
 }
 
@@ -36,6 +44,7 @@ TEST(File, CountsElementsAndSeeks) {
     ASSERT_TRUE(file.Open(dir.File("f").c_str(), "w+"));
     EXPECT_EQ(file.Write("aabbccd", 2, 3), 3);
     EXPECT_EQ(file.Write("1234", 4), 4);
+    EXPECT_EQ(file.Write(nullptr, 4) + file.Read(nullptr, 4), 0);
     EXPECT_EQ(file.Flush(), 0);
     EXPECT_EQ(ReadWholeFile(dir.File("f")), "aabbcc1234");
     char buf[16] = {};
@@ -58,23 +67,41 @@ TEST(File, WritesAndReadsAWholeFile) {
     EXPECT_EQ(CTFile::ReadFile(path.c_str(), buf, 3), 3);
     EXPECT_EQ(CTFile::ReadFile(path.c_str(), buf, 16), 4);
     EXPECT_STREQ(buf, "text");
-    EXPECT_EQ(CTFile::ReadFile(dir.File("missing").c_str(), buf, 1), 0);
+    EXPECT_TRUE(CTFile::IsFileExist(path.c_str()));
+    std::string missing = dir.File("missing/file");
+    EXPECT_EQ(CTFile::ReadFile(missing.c_str(), buf, 1), 0);
+    EXPECT_EQ(CTFile::WriteFile(missing.c_str(), buf, 1), 0);
+    EXPECT_FALSE(CTFile::IsFileExist(missing.c_str()));
+    EXPECT_FALSE(CTFile::IsFileExist(nullptr));
 }
 
 TEST(TxtFile, ReadsLinesAndPrintsATextAsItIs) {
     ScratchDir dir;
+    std::string path = dir.File("t");
+    CTTxtOutFile out;
+    ASSERT_TRUE(out.Open(path.c_str(), "w"));
+    EXPECT_GE(out.Puts("fir"), 0);
+    EXPECT_EQ(out.Puts(nullptr), 0);
+    EXPECT_EQ(out.Putc('s'), 's');
+    EXPECT_EQ(out.Printf("%c%c", 't', '\n'), 2);
+    out.Close();
+
     CTTxtFile file;
-    ASSERT_TRUE(file.Open(dir.File("t").c_str(), "w+"));
-    EXPECT_GE(file.Puts("first\n"), 0);
+    ASSERT_TRUE(file.Open(path.c_str(), "a+"));
     EXPECT_GE(file.Printf("%d is no format\n"), 0);
+    EXPECT_EQ(file.Printf(nullptr), 0);
+    EXPECT_EQ(file.Puts(nullptr), 0);
     EXPECT_EQ(file.Printf("%d,%s", 0, "x"), 3);
+    EXPECT_EQ(file.Putc('y'), 'y');
     file.Rewind();
     char line[32];
+    EXPECT_EQ(file.Gets(nullptr, 4), nullptr);
     EXPECT_EQ(file.Gets(line, 4), line);
     EXPECT_STREQ(line, "fir");
     EXPECT_STREQ(file.Gets(line, 32), "st\n");
     EXPECT_STREQ(file.Gets(line, 32), "%d is no format\n");
-    EXPECT_STREQ(file.Gets(line, 32), "0,x");
+    EXPECT_EQ(file.Getc(), '0');
+    EXPECT_STREQ(file.Gets(line, 32), ",xy");
     EXPECT_EQ(file.Gets(line, 32), nullptr);
 }
 
@@ -82,14 +109,13 @@ TEST(FileOp, LengthIsPrinted) {
     ScratchDir dir;
     std::string path = dir.File("f");
     int length = -1;
-    auto measure = [&] { length = get_file_length(path.c_str()); };
+    auto measure = [&] { length = CTFileOp::FileLength(path.c_str()); };
     EXPECT_EQ(CapturedOutput(measure), "Error opening file\n");
     EXPECT_EQ(length, 0);
     WriteWholeFile(path, "12345");
     EXPECT_EQ(CapturedOutput(measure), "File size: 5 bytes\n");
     EXPECT_EQ(length, 5);
-    WriteWholeFile(path, "");
-    EXPECT_EQ(CapturedOutput(measure), "File size: 0 bytes\n");
+    EXPECT_EQ(CapturedOutput([&] { length = get_file_length(nullptr); }), "");
     EXPECT_EQ(length, 0);
 }
 
@@ -106,9 +132,10 @@ TEST(FileOp, ExecutableAndWorkingDirectoryAreCutOrRefused) {
 
     std::string cwd = std::filesystem::current_path();
     int length = static_cast<int>(cwd.size());
-    EXPECT_EQ(get_current_dir(buf, length + 1), 0);
+    EXPECT_EQ(CTFileOp::GetCurrentDir(buf, length + 1), 0);
     EXPECT_EQ(buf, cwd);
     EXPECT_EQ(get_current_dir(buf, length), 1);
+    EXPECT_EQ(get_current_dir(buf, 0), 1);
     EXPECT_EQ(get_current_dir(nullptr, 10), 1);
 }
 
@@ -119,13 +146,14 @@ TEST(FileOp, CreateDirStopsAtTheLastSlash) {
     EXPECT_EQ(create_dir(path.c_str()), 0);
     EXPECT_TRUE(std::filesystem::is_directory(dir.File("a/b")));
     EXPECT_FALSE(std::filesystem::exists(path));
-    EXPECT_EQ(create_dir((path + "/").c_str()), 0);
-    EXPECT_TRUE(std::filesystem::is_directory(path));
+    EXPECT_EQ(CTFileOp::CreateDir((path + "/").c_str()), 0);
     struct stat status;
     ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0755U);
+    EXPECT_EQ(status.st_mode, S_IFDIR | 0755U);
     umask(old_mask);
 
+    for (const char* nothing_to_make : {"", "/", "name"})
+        EXPECT_EQ(create_dir(nothing_to_make), 0) << nothing_to_make;
     EXPECT_EQ(create_dir(nullptr), 1);
     EXPECT_EQ(create_dir(std::string(5000, '/').c_str()), 1);
     WriteWholeFile(dir.File("file"), "x");
