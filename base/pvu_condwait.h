@@ -2,8 +2,6 @@
 
 #include <pthread.h>
 
-#include "base/pvu_mutex.h"
-
 // A condition with a mutex of its own and no predicate: a signal sent while nobody waits is lost,
 // and a spurious wake-up returns early. Operations return the POSIX result, 0 on success.
 class CTCondWait {

@@ -54,16 +54,17 @@ int get_exe_file_dir(char* buf, int size) {
 
 int create_dir(const char* path) {
     char prefix[PATH_MAX];
-    if (!path || *path == '\0' || strlen(path) >= sizeof prefix) return 1;
-    memcpy(prefix, path, strlen(path) + 1);
-    for (char* p = prefix + 1; *p; ++p) {
-        if (*p != '/') continue;
-        *p = '\0';
+    if (!path || strlen(path) >= sizeof prefix) return 1;
+    size_t length = strlen(path);
+    memcpy(prefix, path, length + 1);
+    for (size_t i = 1; i < length; ++i) {
+        if (prefix[i] != '/') continue;
+        prefix[i] = '\0';
         if (!check_file_exist(prefix) && mkdir(prefix, kDirMode) != 0) {
             printf("mkdir   error\n");
             return 1;
         }
-        *p = '/';
+        prefix[i] = '/';
     }
     return 0;
 }

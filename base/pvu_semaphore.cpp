@@ -1,5 +1,6 @@
 #include "base/pvu_semaphore.h"
 
+#include <algorithm>
 #include <ctime>
 
 namespace {
@@ -16,6 +17,7 @@ int CTSemaphore::Create(int value) {
 int CTSemaphore::Wait(int ms) {
     timespec deadline;
     if (clock_gettime(CLOCK_REALTIME, &deadline) != 0) return -1;
+    ms = std::max(ms, 0);  // a past deadline is as good as now; negative nanoseconds are refused
     deadline.tv_sec += ms / 1000;
     deadline.tv_nsec += (ms % 1000) * kNanosPerMilli;
     if (deadline.tv_nsec >= kNanosPerSecond) {

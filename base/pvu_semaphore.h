@@ -20,7 +20,7 @@ class CTSemaphore {
     int Wait() { return sem_wait(&m_semaphore); }
     int TryWait() { return sem_trywait(&m_semaphore); }
     // Waits at most ms milliseconds, to a deadline on the wall clock: 0 when the semaphore was
-    // taken, -1 on time-out.
+    // taken, -1 on time-out. With 0 or less it takes what is there.
     int Wait(int ms);
 
     // The count, or 0 if it cannot be read.

@@ -16,7 +16,7 @@ class CTSockAddr {
     CTSockAddr(uint32_t ip, uint16_t port);
     // Dotted text; a null or malformed one leaves the address 0.
     CTSockAddr(const char* ip, uint16_t port);
-    // Copy 16 bytes into the own storage. Precondition: not null.
+    // Copy 16 bytes into the own storage. Null is a programming error and aborts the process.
     explicit CTSockAddr(const sockaddr_in* addr);
     explicit CTSockAddr(const sockaddr* addr);
     // Copies the other's 16 bytes into the own storage, wherever the other's bytes are.

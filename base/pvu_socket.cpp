@@ -62,25 +62,28 @@ int CTSocket::Accept(sockaddr* addr, int* len) {
     return fd;
 }
 
+// A negative length is refused in the four calls below: as the kernel's unsigned one it would let
+// the system read or write far past the buffer.
+
 int CTSocket::Send(const void* buf, int len) {
-    if (!buf) return -1;
+    if (!buf || len < 0) return -1;
     if (len == 0) return 0;
     return static_cast<int>(send(m_fd, buf, static_cast<size_t>(len), 0));
 }
 
 int CTSocket::Recv(void* buf, int len) {
-    if (!buf) return -1;
+    if (!buf || len < 0) return -1;
     return static_cast<int>(recv(m_fd, buf, static_cast<size_t>(len), 0));
 }
 
 int CTSocket::Sendto(const void* buf, int len, const sockaddr* to, int addrlen) {
-    if (!buf || !to) return -1;
+    if (!buf || len < 0 || !to) return -1;
     return static_cast<int>(
         sendto(m_fd, buf, static_cast<size_t>(len), 0, to, static_cast<socklen_t>(addrlen)));
 }
 
 int CTSocket::Recvfrom(void* buf, int len, sockaddr* from, int* addrlen) {
-    if (!buf) return -1;
+    if (!buf || len < 0) return -1;
     socklen_t size = addrlen ? static_cast<socklen_t>(*addrlen) : 0;
     ssize_t n = recvfrom(m_fd, buf, static_cast<size_t>(len), 0, from, addrlen ? &size : nullptr);
     if (addrlen) *addrlen = static_cast<int>(size);

@@ -27,7 +27,8 @@ class CTSocket {
     int Listen(int backlog);
     int Accept(sockaddr* addr, int* len);
 
-    // -1 for a null buffer (or address), otherwise the call's result; Send of length 0 gives 0.
+    // -1 for a null buffer (or address to send to) or a negative length, otherwise the call's
+    // result; Send of length 0 gives 0.
     int Send(const void* buf, int len);
     int Recv(void* buf, int len);
     int Sendto(const void* buf, int len, const sockaddr* to, int addrlen);

@@ -146,8 +146,8 @@ int CTString::FormatGrowing(int offset, const char* format, va_list args) {
 
 bool CTString::GrowBy(int result) {
     int wanted = AndHalfMore(static_cast<int64_t>(GetCapacity()) + result);
-    if (wanted <= GetCapacity()) wanted = AndHalfMore(static_cast<int64_t>(GetCapacity()) + 2);
-    return wanted > 0 && ReSize(wanted) != 0;
+    // A block of one byte grows by nothing for an empty text: a retry would never end.
+    return wanted > GetCapacity() && ReSize(wanted) != 0;
 }
 
 void CTString::AddToLength(int n) {

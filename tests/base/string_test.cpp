@@ -7,54 +7,76 @@
 
 namespace {
 
-__attribute__((format(printf, 2, 3))) int AppendList(CTString& s, const char* format, ...) {
+__attribute__((format(printf, 3, 4))) int WithList(CTString& s, bool append, const char* format,
+                                                   ...) {
     va_list args;
     va_start(args, format);
-    int result = s.Append(format, args);
+    int result = append ? s.Append(format, args) : s.Printf(format, args);
     va_end(args);
     return result;
 }
 
-__attribute__((format(printf, 2, 3))) int PrintfList(CTString& s, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    int result = s.Printf(format, args);
-    va_end(args);
-    return result;
-}
+const char* const kNoText = nullptr;
+const CTString* const kNoString = nullptr;
 
-TEST(String, SetReplacesAndKeepsTheTextForAnEmptyOne) {
+TEST(String, NothingComesFromEmptyAndMissingTexts) {
     CTString s;
     EXPECT_EQ(s.GetCapacity(), 256);
     EXPECT_EQ(s.Set("abc"), 3);
-    EXPECT_EQ(s.Set(""), 0);
-    EXPECT_EQ(s.Set(static_cast<const char*>(nullptr)), 0);
+    EXPECT_EQ(s.Set("") + s.Set(kNoText) + s.Set(kNoString) + s.Append("") + s.Append(kNoText) +
+                  s.Append(kNoString),
+              0);
+    s = kNoText;
+    s = kNoString;
     EXPECT_STREQ(s.c_str(), "abc");
+    EXPECT_EQ(s.GetLength(), 3);
+}
+
+TEST(String, MayBeSetAndAppendedFromItsOwnText) {
+    CTString s;
+    s.Set("abc");
     EXPECT_EQ(s.Set(s), 3);
     s = s.c_str() + 1;
     EXPECT_STREQ(s.c_str(), "bc");
+    s.Set(std::string(200, 'x').c_str());
+    EXPECT_EQ(s.Append(s), 200);
+    EXPECT_EQ(s.GetLength(), 400);
+    EXPECT_EQ(s.c_str(), std::string(400, 'x'));
 }
 
-TEST(String, ATextAsLongAsTheCapacityFitsAndStaysReadable) {
-    CTString s(8);
-    EXPECT_EQ(s.Set("12345678"), 8);
-    EXPECT_EQ(s.GetCapacity(), 8);
-    EXPECT_STREQ(s.c_str(), "12345678");
-    EXPECT_EQ(s.Set("123456789"), 9);
-    EXPECT_EQ(s.GetCapacity(), 9 + 16);
-}
-
-TEST(String, PlainAppendGrowsEarly) {
-    CTString s;
-    EXPECT_EQ(s.Append("0123456789"), 10);
-    EXPECT_EQ(s.GetCapacity(), 256);
-    CTString t;
-    std::string long_text(200, 'x');
-    EXPECT_EQ(t.Append(long_text.c_str()), 200);
-    EXPECT_EQ(t.GetCapacity(), 324);
-    t.Append(t);
-    EXPECT_EQ(t.GetLength(), 400);
-    EXPECT_EQ(std::string(t.c_str()), std::string(400, 'x'));
+TEST(String, EachWayOfWritingGrowsByARuleOfItsOwn) {
+    using Way = int (*)(CTString&, const char*);
+    constexpr Way kSet = [](CTString& s, const char* text) { return s.Set(text); };
+    constexpr Way kPlain = [](CTString& s, const char* text) { return s.Append(text); };
+    constexpr Way kFormatted = [](CTString& s, const char* text) { return s.Append("%s", text); };
+    constexpr Way kPrintf = [](CTString& s, const char* text) { return s.Printf("%s", text); };
+    struct {
+        Way write;
+        int capacity;
+        size_t length;
+        int grown;
+    } cases[] = {{kSet, 8, 8, 8},  // fills the block; still terminated
+                 {kSet, 8, 9, 9 + 16},     {kSet, 0, 1, 1 + 16},       {kPlain, 256, 10, 256},
+                 {kPlain, 256, 154, 256},  // wants 255
+                 {kPlain, 256, 155, 256},  // 256
+                 {kPlain, 256, 156, 258},  {kPlain, 256, 200, 324},    {kFormatted, 16, 15, 16},
+                 {kFormatted, 16, 16, 48}, {kFormatted, 16, 100, 174}, {kFormatted, 0, 3, 4},
+                 {kFormatted, 0, 0, 0},    {kPrintf, 16, 15, 16},      {kPrintf, 16, 16, 48},
+                 {kPrintf, 1, 0, 1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << &c - cases << ": " << c.length);
+        CTString s(c.capacity);
+        std::string text(c.length, 't');
+        EXPECT_EQ(c.write(s, text.c_str()), static_cast<int>(c.length));
+        EXPECT_EQ(s.GetCapacity(), c.grown);
+        EXPECT_EQ(s.GetLength(), static_cast<int>(c.length));
+        EXPECT_EQ(s.c_str() ? s.c_str() : "", text);
+    }
+    // Half as much again as one byte is one byte: no room can be made, and none is waited for.
+    CTString full(1);
+    full.Set("f");
+    EXPECT_EQ(full.Append("%s", ""), 0);
+    EXPECT_STREQ(full.c_str(), "f");
 }
 
 TEST(String, OneTextIsPlainAndArgumentsFormat) {
@@ -65,36 +87,32 @@ TEST(String, OneTextIsPlainAndArgumentsFormat) {
     EXPECT_STREQ(s.c_str(), "100%d 0 x");
     s.Clear();
     s.Printf("%d%%");
-    EXPECT_STREQ(s.c_str(), "%d%%");
-    EXPECT_EQ(AppendList(s, "%d", 7), 1);
-    EXPECT_STREQ(s.c_str(), "%d%%7");
-}
-
-TEST(String, FormattedAppendGrowsUntilTheTextFits) {
-    CTString s(16);
-    std::string expected;
-    for (int i = 0; i < 200; ++i) {
-        std::string piece = std::to_string(i) + ",";
-        EXPECT_EQ(s.Append("%d,", i), static_cast<int>(piece.size()));
-        expected += piece;
-    }
-    EXPECT_EQ(s.c_str(), expected);
-    EXPECT_EQ(s.GetLength(), static_cast<int>(expected.size()));
+    EXPECT_EQ(WithList(s, true, "%d", 7), 1);
+    s += "<%%>";  // alone a format all the same
+    CTString plain;
+    plain.Set("%d");
+    s += plain;
+    s += 'x';
+    s += static_cast<char>(-5);
+    EXPECT_STREQ(s.c_str(), "%d%%7<%>%d");
 }
 
 TEST(String, TheListFormsDoNotGrow) {
-    CTString s(8);
-    EXPECT_EQ(AppendList(s, "%s", "12345678901"), 11);
-    EXPECT_EQ(s.GetCapacity(), 8);
+    CTString s(64);
+    std::string text(70, 't');
+    EXPECT_EQ(WithList(s, true, "%s", text.c_str()), 70);
+    EXPECT_EQ(s.GetCapacity(), 64);
     EXPECT_EQ(s.GetLength(), 0);
-    EXPECT_STREQ(s.c_str(), "1234567");
+    EXPECT_EQ(s.c_str(), text.substr(0, 63));
     // The cut text is longer than the length says; a plain append still stays inside the block.
-    EXPECT_EQ(s.Append("abcdefghijklmnop"), 16);
-    EXPECT_STREQ(s.c_str(), "1234567abcdefghijklmnop");
+    EXPECT_EQ(s.Append("abcdef"), 6);
+    EXPECT_EQ(s.c_str(), text.substr(0, 63) + "abcdef");
 
     CTString t(8);
-    EXPECT_EQ(PrintfList(t, "%s", "12345678901"), 11);
+    EXPECT_EQ(WithList(t, false, "%s", "12345678901"), 11);
     EXPECT_EQ(t.GetLength(), 7);
+    t.Set("12345678");
+    EXPECT_EQ(WithList(t, true, "%d", 9), 0);
 }
 
 TEST(String, PrintfAddsToTheLengthInsteadOfSettingIt) {
@@ -110,28 +128,13 @@ TEST(String, PrintfAddsToTheLengthInsteadOfSettingIt) {
     EXPECT_GT(s.GetCapacity(), 1008);
 }
 
-TEST(String, PlusAssignFormatsTextAndIgnoresCharacters) {
-    CTString s;
-    s += "ab%%c";
-    EXPECT_STREQ(s.c_str(), "ab%c");
-    s += 'x';
-    s += static_cast<char>(-5);
-    EXPECT_STREQ(s.c_str(), "ab%c");
-    CTString plain;
-    plain.Set("%d");
-    s += plain;
-    EXPECT_STREQ(s.c_str(), "ab%c%d");
-}
-
 TEST(StringDeath, IndexAtTheEndAndNullAppendAbort) {
     CTString s;
     s.Set("abc");
     EXPECT_EQ(s.at(2), 'c');
     EXPECT_DEATH(s.at(3), "base/pvu_string:.*char CTString::at\\(int\\).*`i < strlen\\(p\\)'");
     EXPECT_DEATH(s[-1], "char CTString::operator\\[\\]\\(int\\).*`i < strlen\\(p\\)'");
-    const char* null_text = nullptr;
-    EXPECT_DEATH(s += null_text,
-                 "CTString& CTString::operator\\+=\\(const char\\*\\).*`s != NULL'");
+    EXPECT_DEATH(s += kNoText, "CTString& CTString::operator\\+=\\(const char\\*\\).*`s != NULL'");
 }
 
 }  // namespace
