@@ -70,16 +70,13 @@ void Conversation::FollowPacket(const WireMessage& message, WireWay way) {
     Want(message.dst == kWireCentral || target, "to nobody");
     if (way == WireWay::kToCentral) {
         Want(message.src == edge.identifier, "src is not the sender");
-        // Both fragments have one number, and the second one is the first to come.
-        bool numbered = message.frame_total != 0 && message.frame_index == 0;
-        uint16_t number =
-            numbered ? static_cast<uint16_t>(edge.next_packet - 1) : edge.next_packet++;
-        Want(message.seq == number, "is not number " + std::to_string(number));
         if (target) m_packets.Hand(datagram);
     } else {
         Want(target == &edge, "dst is another edge");
         Want(from_central || m_packets.IsHandedOn(datagram), "is not what an edge has sent");
     }
+    if (from_central) NumberPacket(m_next_packet, message);
+    if (way == WireWay::kToCentral) NumberPacket(edge.next_packet, message);
 
     WireFaults faults;
     WireBytes packet = m_packets.Join(datagram, message, faults);
@@ -90,10 +87,16 @@ void Conversation::FollowPacket(const WireMessage& message, WireWay way) {
              "its source address is not the sender's");
         Want(At32(packet, 16) == (target ? LabPlan::DeviceOf(target->number).ip : m_plan.gateway),
              "its destination address is not that of dst");
-        m_gateway_answers += from_central;
     }
     for (const std::string& fault : faults)
         Deviate(fault);
+}
+
+// Both fragments have one number, and the second one is the first to come.
+void Conversation::NumberPacket(uint16_t& next, const WireMessage& message) {
+    bool has_it_already = message.frame_total != 0 && message.frame_index == 0;
+    uint16_t number = has_it_already ? static_cast<uint16_t>(next - 1) : next++;
+    Want(message.seq == number, "is not number " + std::to_string(number));
 }
 
 void Conversation::FollowRequest(const WireMessage& message, WireWay way) {
@@ -254,7 +257,7 @@ void Conversation::Finish() {
             if (kind.Goes(way) && !may_miss) ExpectSeen(kind, way);
         }
     }
-    if (m_gateway_answers == 0) m_deviations.push_back("never seen: an answer of the gateway");
+    if (m_next_packet == 0) m_deviations.push_back("never seen: an answer of the gateway");
 }
 
 void Conversation::ExpectSeen(const WireKind& kind, WireWay way) {

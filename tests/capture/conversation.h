@@ -62,6 +62,7 @@ class Conversation {
     }
     void Begin(const Endpoint& at);
     void FollowPacket(const WireMessage& message, WireWay way);
+    void NumberPacket(uint16_t& next, const WireMessage& message);
     void FollowRequest(const WireMessage& message, WireWay way);
     void FollowReply(const WireMessage& message);
     void Repeat(Exchange& exchange, const WireMessage& message, bool from_central);
@@ -89,6 +90,6 @@ class Conversation {
     const Datagram* m_datagram = nullptr;  // the one that is looked at
     std::string m_name;                    // what it is
     std::map<std::string, int> m_counts;
-    int m_gateway_answers = 0;
+    uint16_t m_next_packet = 0;  // of the central router's own
     std::vector<std::string> m_deviations;
 };
