@@ -4,13 +4,14 @@
 #include "base/pvu_log.h"
 #include "sstp/sstp_error.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/expect_wire.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"
 
 namespace {
 
-constexpr int kEcho = 2, kLogin = 3, kLogout = 4, kDhcp = 5, kSubnet = 6, kAddRouter = 10,
-              kGetRouter = 14, kAddDevice = 16, kDelDevice = 17, kGetDevice = 18;
+using namespace wire_sub;
+
 const std::vector<int> kJoin = {kEcho,      kLogin,     kDhcp,      kSubnet,   kGetRouter,
                                 kGetDevice, kGetDevice, kAddRouter, kAddDevice};
 const std::vector<int> kLeave = {kDelDevice, kLogout};
@@ -65,14 +66,14 @@ TEST_F(Join, GoesStepByStepAndLeavesInOrder) {
         EXPECT_EQ(sent[i].dst, kWireCentral);
         EXPECT_EQ(sent[i].seq, i);
     }
-    EXPECT_EQ(At32(sent[1].body, 100), 0x105u);
+    EXPECT_EQ(ExpectBody<WireLogin>(sent[1]).version, 0x105u);
     EXPECT_EQ(sent[2].body, Hex("00000000 020000000001 0000"));
-    EXPECT_EQ(TextAt(sent[3].body, 0), "qwop");
+    EXPECT_EQ(ExpectBody<WireSubnet>(sent[3]).name, "qwop");
     EXPECT_EQ(sent[5].body, Hex("00000000"));
     EXPECT_EQ(sent[6].body, Hex("00000001"));
     EXPECT_EQ(WireBytes(sent[7].body.begin(), sent[7].body.begin() + 20),
               Hex("0002 03 00 00000002 00001001 0000 0000 00000000"));
-    EXPECT_EQ(TextAt(sent[7].body, 20), "edge");
+    EXPECT_EQ(ExpectBody<WireRouterAdd>(sent[7]).label, "edge");
     EXPECT_EQ(sent[8].body, Hex("00000002 0001 0001 C0A80F39 020000000001"));
     std::vector<WireMessage> last(sent.end() - 2, sent.end());
     EXPECT_EQ(last[0].body, Hex("00000002 C0A80F39"));
@@ -116,13 +117,13 @@ TEST_F(Join, WritesWhatItLearntBackForTheOwnersEyesOnly) {
     EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
-class EachStep : public Join, public testing::WithParamInterface<int> {};
+class EachStep : public Join, public testing::WithParamInterface<uint8_t> {};
 INSTANTIATE_TEST_SUITE_P(OfTheJoin, EachStep,
                          testing::Values(kEcho, kLogin, kDhcp, kSubnet, kGetRouter, kGetDevice,
                                          kAddRouter, kAddDevice));
 
 TEST_P(EachStep, SurvivesALostRequestOrReply) {
-    router.Drop(static_cast<uint8_t>(GetParam()));
+    router.Drop(GetParam());
     ASSERT_TRUE(edge.Start());
     EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
     edge.Stop();
@@ -130,28 +131,28 @@ TEST_P(EachStep, SurvivesALostRequestOrReply) {
 }
 
 TEST_P(EachStep, SurvivesALateReply) {
-    router.AnswerLate(static_cast<uint8_t>(GetParam()));
+    router.AnswerLate(GetParam());
     ASSERT_TRUE(edge.Start());
     EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
     edge.Stop();
 }
 
 TEST_P(EachStep, SurvivesAForeignReplyBeforeItsOwn) {
-    router.StrayFirst(static_cast<uint8_t>(GetParam()));
+    router.StrayFirst(GetParam());
     ASSERT_TRUE(edge.Start());
     EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
     edge.Stop();
 }
 
 TEST_P(EachStep, SurvivesADoubledReply) {
-    router.AnswerTwice(static_cast<uint8_t>(GetParam()));
+    router.AnswerTwice(GetParam());
     ASSERT_TRUE(edge.Start());
     EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
     edge.Stop();
 }
 
 TEST_P(EachStep, ThreeLossesEndTheJoinOrLeaveThePictureEmpty) {
-    router.Drop(static_cast<uint8_t>(GetParam()), 3);
+    router.Drop(GetParam(), 3);
     bool optional = GetParam() == kGetRouter || GetParam() == kGetDevice;
     EXPECT_EQ(edge.Start(), optional);
     if (optional) {
@@ -176,7 +177,7 @@ TEST_F(Join, ARefusedAddressKeepsTheConfiguredOne) {
     router.AnswerWith(kDhcp, Hex("00000001 00000000 00000000 00000000"));
     ASSERT_TRUE(edge.Start());
     WireMessage add = router.WaitFor([](const WireMessage& m) { return m.Is(3, kAddDevice); });
-    EXPECT_EQ(At32(add.body, 8), 0u);
+    EXPECT_EQ(ExpectBody<WireDeviceAdd>(add).devices, std::vector{DeviceRecord(0, 1)});
     edge.Stop();
 }
 
@@ -188,11 +189,11 @@ TEST_F(Join, ARefusedRegistrationEndsIt) {
 
 TEST_F(Join, ListsAreReadOnlyAsFarAsTheyArrived) {
     // Both state more records than they carry; the router list ends in half a record.
-    WireBytes cut = RouterRecord(1, 0x2001, 4001);
-    WireBytes half = RouterRecord(3, 0x2003, 4003);
-    cut.insert(cut.end(), half.begin(), half.begin() + 10);
+    WireBytes cut =
+        EncodeWire(WireRouterList{{RouterRecord(1, 0x2001, 4001), RouterRecord(3, 0x2003, 4003)}});
+    cut.resize(30);
     router.AnswerWith(kGetRouter, cut, 0xFFFF);
-    router.AnswerWith(kGetDevice, DeviceRecord(Ip(192, 168, 15, 21), 2), 0xFFFF);
+    router.AnswerWith(kGetDevice, EncodeWire(DeviceRecord(Ip(192, 168, 15, 21), 2)), 0xFFFF);
     ASSERT_TRUE(edge.Start());
     {
         CTReadGuard guard(edge.sys.GetModelLock());
@@ -205,19 +206,17 @@ TEST_F(Join, ListsAreReadOnlyAsFarAsTheyArrived) {
 }
 
 TEST_F(Join, ATextThatClaimsALengthBelowAHeaderIsAnEmptyList) {
-    router.AnswerWith(kGetRouter, RouterRecord(1, 0x2001, 4001), 3);
+    router.AnswerWith(kGetRouter, EncodeWire(RouterRecord(1, 0x2001, 4001)), 3);
     ASSERT_TRUE(edge.Start());
     EXPECT_EQ(edge.sys.GetPeers().Count(), 0);
     edge.Stop();
 }
 
 TEST_F(Join, ALongListIsCutToTheBuffer) {
-    WireBytes many;
-    for (uint32_t i = 0; i < 40; ++i) {
-        WireBytes record = RouterRecord(i % 16, i, 4000);
-        many.insert(many.end(), record.begin(), record.end());
-    }
-    router.AnswerWith(kGetRouter, many);
+    WireRouterList many;
+    for (uint32_t i = 0; i < 40; ++i)
+        many.routers.push_back(RouterRecord(i % 16, i, 4000));
+    router.AnswerWith(kGetRouter, EncodeWire(many));
     ASSERT_TRUE(edge.Start());
     {
         CTReadGuard guard(edge.sys.GetModelLock());

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "tests/support/captured_output.h"
+#include "tests/support/expect_wire.h"
 #include "tests/support/live_central_router.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"
@@ -37,10 +38,7 @@ TEST_F(Running, CarriesPacketsBothWaysSplitAndWhole) {
         }
         EXPECT_EQ(carried, packet);
 
-        WireMessage arriving;
-        arriving.type = 5;
-        arriving.src = 1;
-        arriving.dst = 2;
+        WireMessage arriving{.type = 5, .src = 1, .dst = ScriptedRouter::kIdentifier};
         arriving.body = IPv4Packet(Ip(192, 168, 15, 21), ScriptedRouter::kAssignedIp, payload, 9);
         router.Send(arriving);
         EXPECT_EQ(*edge.host.Read(), arriving.body);
@@ -56,7 +54,8 @@ TEST_F(Running, KeepsItsSessionAliveWithHeartbeats) {
     WireMessage first = router.WaitFor([](const WireMessage& m) { return m.Is(1, 2); });
     WireMessage next =
         router.WaitFor([&](const WireMessage& m) { return m.Is(1, 2) && m.seq != first.seq; });
-    EXPECT_GE(At32(next.body, 0) - At32(first.body, 0), 2000u);  // answered: a whole interval
+    // Answered: a whole interval.
+    EXPECT_GE(ExpectBody<WireTick>(next).tick - ExpectBody<WireTick>(first).tick, 2000u);
     edge.Stop();
 }
 

@@ -5,8 +5,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "tests/support/wire_message.h"
-
 PacketEnd::PacketEnd() {
     int fds[2];
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, fds), 0);
@@ -44,15 +42,6 @@ bool PacketEnd::HasWaiting() {
 
 void PacketEnd::Close() {
     if (m_fd >= 0) close(std::exchange(m_fd, -1));
-}
-
-uint16_t ChecksumOf(const WireBytes& bytes, size_t from, size_t to) {
-    uint32_t sum = 0;
-    for (size_t i = from; i < to; i += 2)
-        sum += At8(bytes, i) << 8 | (i + 1 < to ? At8(bytes, i + 1) : 0);
-    while (sum > 0xFFFF)
-        sum = (sum & 0xFFFF) + (sum >> 16);
-    return static_cast<uint16_t>(~sum);
 }
 
 namespace {

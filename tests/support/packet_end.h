@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "tests/support/wire_bytes.h"
+#include "tests/support/wire_message.h"
 
 // The host's end of an interface that exists only in the test: one end of a pair of packet
 // sockets, the other of which an adapter adopts. One write is one packet is one read.
@@ -32,5 +32,3 @@ class PacketEnd {
 WireBytes IPv4Packet(uint32_t src, uint32_t dst, size_t payload, uint8_t fill = 0);
 // An ICMP echo request with right checksums.
 WireBytes PingPacket(uint32_t src, uint32_t dst, size_t data);
-// The Internet checksum as RFC 1071 words it, over bytes whose checksum field is 0.
-uint16_t ChecksumOf(const WireBytes& bytes, size_t from, size_t to);

@@ -6,6 +6,8 @@
 
 #include <chrono>
 
+#include "tests/support/expect_wire.h"
+
 namespace {
 
 constexpr int kWaitSeconds = 10;
@@ -31,21 +33,15 @@ void ScriptedRouter::Run() {
         std::lock_guard lock(m_mutex);
         std::optional<WireBytes> datagram = m_peer.ReceiveBytes();
         if (!datagram) continue;
-        WireMessage message = WireMessage::Decode(*datagram);
+        WireMessage message = ExpectMessage(*datagram, true);
         m_received.push_back(message);
-        if (message.type % 2 == 1 && message.type != 5 && !m_silent) Handle(message);
+        if (!message.IsReply() && !message.IsPacket() && !m_silent) Handle(message);
         m_arrived.notify_all();
     }
 }
 
 void ScriptedRouter::Handle(const WireMessage& request) {
-    WireMessage answer;
-    answer.type = static_cast<uint8_t>(request.type + 1);
-    answer.sub = request.sub;
-    answer.seq = request.seq;
-    answer.src = kWireCentral;
-    answer.dst = request.src;
-    answer.body = AnswerBody(request);
+    WireMessage answer = request.Reply(AnswerBody(request));
     Script& script = m_scripts[request.sub];
     if (script.drop > 0) {
         --script.drop;
@@ -75,49 +71,34 @@ void ScriptedRouter::Handle(const WireMessage& request) {
 }
 
 WireBytes ScriptedRouter::AnswerBody(const WireMessage& request) {
-    WireBytes body;
     if (request.type == 1) return request.body;
     switch (request.sub) {
-        case 3:
-            Put32(body, 0);
-            Put32(body, kIdentifier);
-            break;
-        case 5:
-            Put32(body, 0);
-            Put32(body, kGateway);
-            Put32(body, kMask);
-            Put32(body, kAssignedIp);
-            break;
-        case 6:
-            body = request.body;
-            Put32(body, kGateway);
-            Put32(body, kMask);
-            break;
-        case 10:
-            Put32(body, 0);
-            break;
-        case 14:
-            body = m_routers;
-            break;
-        case 18:
-            body = m_devices[At32(request.body, 0)];
-            break;
+        case wire_sub::kLogin:
+            return EncodeWire(WireLoginReply{.identifier = kIdentifier});
+        case wire_sub::kDhcp:
+            return EncodeWire(WireDhcpReply{0, kGateway, kMask, kAssignedIp});
+        case wire_sub::kSubnet:
+            return EncodeWire(
+                WireSubnetReply{ExpectBody<WireSubnet>(request).name, kGateway, kMask});
+        case wire_sub::kAddRouter:
+            return EncodeWire(WireRouterAddReply());
+        case wire_sub::kGetRouter:
+            return EncodeWire(m_routers);
+        case wire_sub::kGetDevice:
+            return EncodeWire(m_devices[ExpectBody<WireIdentifier>(request).identifier]);
         default:
-            break;
+            return {};
     }
-    return body;
 }
 
 void ScriptedRouter::AddRouter(uint32_t identifier, uint32_t serial, uint16_t udp_port) {
     std::lock_guard lock(m_mutex);
-    WireBytes record = RouterRecord(identifier, serial, udp_port);
-    m_routers.insert(m_routers.end(), record.begin(), record.end());
+    m_routers.routers.push_back(RouterRecord(identifier, serial, udp_port));
 }
 
 void ScriptedRouter::AddDevice(uint32_t identifier, uint32_t ip, uint8_t mac_end) {
     std::lock_guard lock(m_mutex);
-    WireBytes record = DeviceRecord(ip, mac_end);
-    m_devices[identifier].insert(m_devices[identifier].end(), record.begin(), record.end());
+    m_devices[identifier].devices.push_back(DeviceRecord(ip, mac_end));
 }
 
 void ScriptedRouter::Drop(uint8_t sub, int times) {
@@ -186,20 +167,10 @@ WireMessage ScriptedRouter::WaitFor(std::function<bool(const WireMessage&)> test
     return found;
 }
 
-WireBytes RouterRecord(uint32_t identifier, uint32_t serial, uint16_t udp_port) {
-    WireBytes record = Hex("0001 0002 03 00");
-    Put16(record, udp_port);
-    Put32(record, Ip(127, 0, 0, 1));
-    Put32(record, identifier);
-    Put32(record, serial);
-    return record;
+WireRouter RouterRecord(uint32_t identifier, uint32_t serial, uint16_t udp_port) {
+    return {.identifier = identifier, .serial = serial, .ip = Ip(127, 0, 0, 1), .port = udp_port};
 }
 
-WireBytes DeviceRecord(uint32_t ip, uint8_t mac_end) {
-    WireBytes record = Hex("0001 0001");
-    Put32(record, ip);
-    WireBytes mac = Hex("0200000000");
-    record.insert(record.end(), mac.begin(), mac.end());
-    Put8(record, mac_end);
-    return record;
+WireDevice DeviceRecord(uint32_t ip, uint8_t mac_end) {
+    return {.ip = ip, .mac = {2, 0, 0, 0, 0, mac_end}};
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/support/udp_peer.h"
+#include "tests/support/wire_bodies.h"
 
 // A central router that does what the test says. By default it answers everything that a joining
 // edge asks for; the verbs bend its next answer to a kind of request. It runs in a thread of its
@@ -68,13 +69,13 @@ class ScriptedRouter {
     std::condition_variable m_arrived;
     std::vector<WireMessage> m_received;
     std::map<uint8_t, Script> m_scripts;
-    std::map<uint8_t, WireMessage> m_held;    // late answers
-    WireBytes m_routers;                      // records of 20 bytes
-    std::map<uint32_t, WireBytes> m_devices;  // records of 14 bytes, by router
+    std::map<uint8_t, WireMessage> m_held;  // late answers
+    WireRouterList m_routers;
+    std::map<uint32_t, WireDeviceList> m_devices;  // by router
     bool m_silent = false;
     std::thread m_thread;
 };
 
-// Records as they stand in lists.
-WireBytes RouterRecord(uint32_t identifier, uint32_t serial, uint16_t udp_port);
-WireBytes DeviceRecord(uint32_t ip, uint8_t mac_end);
+// Records as they stand in lists: a router at a port of 127.0.0.1, a device.
+WireRouter RouterRecord(uint32_t identifier, uint32_t serial, uint16_t udp_port);
+WireDevice DeviceRecord(uint32_t ip, uint8_t mac_end);

@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/support/expect_wire.h"
+
 namespace {
 
 sockaddr_in Loopback(uint16_t port) {
@@ -46,7 +48,7 @@ std::optional<WireBytes> UdpPeer::ReceiveBytes(int wait_ms) {
 
 WireMessage UdpPeer::Receive() {
     std::optional<WireBytes> bytes = ReceiveBytes();
-    if (bytes) return WireMessage::Decode(*bytes);
+    if (bytes) return ExpectMessage(*bytes, false);
     ADD_FAILURE() << "no message came";
     return {};
 }

@@ -1,24 +1,80 @@
 #include "tests/support/wire_message.h"
 
-#include <gtest/gtest.h>
+namespace {
+
+constexpr size_t kHeaderSize = 16;
+
+struct Header {
+    WireMessage& message;
+    uint16_t length = 0;
+    void Walk(auto& fields) {
+        fields.Number(message.type, {1, 2, 3, 4, 5});
+        fields.Number(message.sub);
+        fields.Number(message.seq);
+        fields.Number(length);
+        fields.Number(message.frame_total, {0, 2});
+        fields.Number(message.frame_index, {0, 1});
+        fields.Number(message.src);
+        fields.Number(message.dst);
+    }
+};
+
+bool IsParty(uint32_t identifier) {
+    return identifier == kWireCentral || identifier % 256 < kWireSlots;
+}
+
+}  // namespace
+
+WireBytes WireMessage::Encode() const {
+    WireMessage copy = *this;
+    size_t length =
+        length_field < 0 ? kHeaderSize + body.size() : static_cast<size_t>(length_field);
+    WireBytes bytes = EncodeWire(Header{copy, static_cast<uint16_t>(length)});
+    bytes.insert(bytes.end(), body.begin(), body.end());
+    return bytes;
+}
+
+WireMessage WireMessage::Decode(const WireBytes& datagram, WireFaults& faults) {
+    WireMessage message;
+    Header header{message};
+    WireReader reader(datagram, faults);
+    header.Walk(reader);
+    if (datagram.size() < kHeaderSize) return {};
+    message.body.assign(datagram.begin() + kHeaderSize, datagram.end());
+    if (header.length != datagram.size()) faults.push_back("the length is not the datagram's");
+    if (message.frame_index != 0 && message.frame_total == 0)
+        faults.push_back("an index of no fragment");
+    if (message.frame_total != 0 && !message.IsPacket())
+        faults.push_back("a fragment of no packet");
+    if (!IsParty(message.src) || !IsParty(message.dst)) faults.push_back("an identifier of nobody");
+    return message;
+}
+
+WireMessage WireMessage::Reply(const WireBytes& reply_body) const {
+    WireMessage reply;
+    reply.type = static_cast<uint8_t>(type + 1);
+    reply.sub = sub;
+    reply.seq = seq;
+    reply.src = dst;
+    reply.dst = src;
+    reply.body = reply_body;
+    return reply;
+}
 
 void Put8(WireBytes& bytes, uint32_t value) {
     bytes.push_back(static_cast<uint8_t>(value));
 }
 
 void Put16(WireBytes& bytes, uint32_t value) {
-    Put8(bytes, value >> 8);
-    Put8(bytes, value);
+    WireWriter(bytes).Number(static_cast<uint16_t>(value));
 }
 
 void Put32(WireBytes& bytes, uint32_t value) {
-    Put16(bytes, value >> 16);
-    Put16(bytes, value);
+    WireWriter(bytes).Number(value);
 }
 
 void PutText(WireBytes& bytes, const std::string& text) {
-    for (size_t i = 0; i < 32; ++i)
-        Put8(bytes, i < text.size() ? static_cast<uint8_t>(text[i]) : 0);
+    WireWriter(bytes).Text(text);
 }
 
 uint32_t At8(const WireBytes& bytes, size_t offset) {
@@ -35,38 +91,16 @@ uint32_t At32(const WireBytes& bytes, size_t offset) {
 
 std::string TextAt(const WireBytes& bytes, size_t offset) {
     std::string text;
-    for (size_t i = offset; i < offset + 32 && At8(bytes, i) != 0; ++i)
+    for (size_t i = offset; i < offset + kWireTextSize && At8(bytes, i) != 0; ++i)
         text += static_cast<char>(bytes[i]);
     return text;
 }
 
-WireBytes WireMessage::Encode() const {
-    WireBytes bytes;
-    Put8(bytes, type);
-    Put8(bytes, sub);
-    Put16(bytes, seq);
-    Put16(bytes, length_field >= 0 ? static_cast<uint32_t>(length_field)
-                                   : static_cast<uint32_t>(16 + body.size()));
-    Put8(bytes, frame_total);
-    Put8(bytes, frame_index);
-    Put32(bytes, src);
-    Put32(bytes, dst);
-    bytes.insert(bytes.end(), body.begin(), body.end());
-    return bytes;
-}
-
-WireMessage WireMessage::Decode(const WireBytes& datagram) {
-    WireMessage message;
-    EXPECT_GE(datagram.size(), 16u);
-    if (datagram.size() < 16) return message;
-    message.type = datagram[0];
-    message.sub = datagram[1];
-    message.seq = static_cast<uint16_t>(At16(datagram, 2));
-    EXPECT_EQ(At16(datagram, 4), datagram.size());
-    message.frame_total = datagram[6];
-    message.frame_index = datagram[7];
-    message.src = At32(datagram, 8);
-    message.dst = At32(datagram, 12);
-    message.body.assign(datagram.begin() + 16, datagram.end());
-    return message;
+uint16_t ChecksumOf(const WireBytes& bytes, size_t from, size_t to) {
+    uint32_t sum = 0;
+    for (size_t i = from; i < to; i += 2)
+        sum += At8(bytes, i) << 8 | (i + 1 < to ? At8(bytes, i + 1) : 0);
+    while (sum > 0xFFFF)
+        sum = (sum & 0xFFFF) + (sum >> 16);
+    return static_cast<uint16_t>(~sum);
 }

@@ -162,13 +162,9 @@ TEST_F(Announcements, AListThatWasLostOnItsWayIsMadeUpFor) {
     EXPECT_TRUE(b.Sees(a));
     c.Login();
     c.Dhcp();
-    WireMessage routers = c.Exchange(14);  // this one it sees, but no device list
-    for (size_t at = 0; at < routers.body.size(); at += 20) {
-        WireBytes body;
-        Put32(body, At32(routers.body, at + 12));
-        c.others[At32(body, 0)].clear();
-        c.endpoints[At32(body, 0)] = At16(routers.body, at + 6);
-        c.Exchange(18, body);
+    for (const WireRouter& router : c.GetRouters()) {  // this one it sees, but no device list
+        c.Meet(router.identifier, router.port);
+        c.GetDevices(router.identifier);
     }
     c.Register();
     Settle({&a, &b, &c});

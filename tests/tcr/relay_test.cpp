@@ -18,13 +18,7 @@ class Relay : public testing::Test {
         }
     }
     WireMessage NetPacket(const SimulatedEdge& from, uint32_t dst, const WireBytes& body) {
-        WireMessage message;
-        message.type = 5;
-        message.seq = ++seq;
-        message.src = from.identifier;
-        message.dst = dst;
-        message.body = body;
-        return message;
+        return {.type = 5, .seq = ++seq, .src = from.identifier, .dst = dst, .body = body};
     }
     // The answer to a ping of that many bytes, put together if it came in two; empty for none.
     WireBytes Ping(size_t data, uint32_t dst = Ip(192, 168, 15, 5)) {

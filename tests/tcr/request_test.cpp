@@ -20,10 +20,10 @@ TEST_F(Requests, EchoIsAnsweredToAnybody) {
 }
 
 TEST_F(Requests, LoginsAreJudged) {
-    EXPECT_EQ(At32(a.AskLogin("nosuch").body, 0), 1003u);
-    EXPECT_EQ(At32(a.AskLogin("QWOP").body, 0), 1003u);
-    EXPECT_EQ(At32(a.AskLogin("qwop", "wrong").body, 0), 1002u);
-    EXPECT_EQ(At32(a.AskLogin("qwop", "qwop").body, 0), 0u);
+    EXPECT_EQ(a.AskLogin("nosuch").error, 1003u);
+    EXPECT_EQ(a.AskLogin("QWOP").error, 1003u);
+    EXPECT_EQ(a.AskLogin("qwop", "wrong").error, 1002u);
+    EXPECT_EQ(a.AskLogin("qwop", "qwop").error, 0u);
     EXPECT_EQ(rig.router.GetCounters().refused_logins, 3u);
     // Refusals are told once a second at most.
     int told = 0;
@@ -35,9 +35,9 @@ TEST_F(Requests, LoginsAreJudged) {
     strict.lowest_version = CTVersion(0, 1, 5);
     CentralRouterRig other(strict);
     SimulatedEdge c(other, 1003, 0xC);
-    EXPECT_EQ(At32(c.AskLogin("qwop", "qwop", 0x104).body, 0), 1001u);
-    EXPECT_EQ(At32(c.AskLogin("qwop", "qwop", 0x105).body, 0), 0u);
-    EXPECT_EQ(At32(c.AskLogin("qwop", "bad", 0x104).body, 0), 1002u);
+    EXPECT_EQ(c.AskLogin("qwop", "qwop", 0x104).error, 1001u);
+    EXPECT_EQ(c.AskLogin("qwop", "qwop", 0x105).error, 0u);
+    EXPECT_EQ(c.AskLogin("qwop", "bad", 0x104).error, 1002u);
 }
 
 TEST_F(Requests, TheSameEdgeGetsItsIdentifierAndAddressAgain) {
@@ -69,12 +69,12 @@ TEST_F(Requests, TheRequestedAddressIsGivenWhenFree) {
     // Never an address that no host can have, nor the gateway's.
     for (uint32_t bad : {Ip(192, 168, 15, 0), Ip(192, 168, 15, 255), Ip(192, 168, 15, 5),
                          Ip(10, 0, 0, 1), 0u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(At32(second.AskDhcp(bad).body, 12), second.ip);
+        EXPECT_EQ(second.AskDhcp(bad).ip, second.ip);
     }
-    WireMessage reply = second.AskDhcp(Ip(192, 168, 15, 78));  // a new wish is heeded
-    EXPECT_EQ(At32(reply.body, 4), Ip(192, 168, 15, 5));
-    EXPECT_EQ(At32(reply.body, 8), Ip(255, 255, 255, 0));
-    EXPECT_EQ(At32(reply.body, 12), Ip(192, 168, 15, 78));
+    WireDhcpReply reply = second.AskDhcp(Ip(192, 168, 15, 78));  // a new wish is heeded
+    EXPECT_EQ(reply.gateway, Ip(192, 168, 15, 5));
+    EXPECT_EQ(reply.mask, Ip(255, 255, 255, 0));
+    EXPECT_EQ(reply.ip, Ip(192, 168, 15, 78));
     first.Leave();
     SimulatedEdge third(rig, 3, 3, wanted);  // kept for the first one
     third.Join();
@@ -89,11 +89,11 @@ TEST_F(Requests, ATinySubnetIsUsedToItsLastAddress) {
     for (uint16_t i = 1; i <= 6; ++i) {
         SimulatedEdge edge(small, i, i);
         edge.Login();
-        WireMessage reply = edge.AskDhcp(0);
+        WireDhcpReply reply = edge.AskDhcp(0);
         if (i == 6) {
-            EXPECT_NE(At32(reply.body, 0), 0u);
+            EXPECT_NE(reply.error, 0u);
         } else {
-            given.push_back(At32(reply.body, 12));
+            given.push_back(reply.ip);
         }
     }
     std::sort(given.begin(), given.end());
@@ -108,7 +108,7 @@ TEST_F(Requests, AFullSubnetRefusesUntilAnEdgeIsGone) {
         edges.back()->Join();
         rig.sent.clear();
     }
-    EXPECT_EQ(At32(a.AskLogin().body, 0), 1003u);
+    EXPECT_EQ(a.AskLogin().error, 1003u);
     edges[3]->Leave();
     rig.Pass(100);
     edges[7]->Leave();
@@ -122,18 +122,16 @@ TEST_F(Requests, SubnetAndListsAreAnswered) {
     a.Join();
     b.Login();
     b.Dhcp();
-    WireBytes name;
-    PutText(name, "qwop");
-    WireMessage subnet = b.Exchange(6, name);
-    EXPECT_EQ(TextAt(subnet.body, 0), "qwop");
-    EXPECT_EQ(At32(subnet.body, 32), Ip(192, 168, 15, 5));
-    EXPECT_EQ(At32(subnet.body, 36), Ip(255, 255, 255, 0));
+    WireSubnetReply subnet = b.Exchange<WireSubnetReply>(6, EncodeWire(WireSubnet{"qwop"}));
+    EXPECT_EQ(subnet.name, "qwop");
+    EXPECT_EQ(subnet.gateway, Ip(192, 168, 15, 5));
+    EXPECT_EQ(subnet.mask, Ip(255, 255, 255, 0));
     // The others, not itself: stat, type, layer, where it was seen, identifier, serial.
     WireMessage routers = b.Exchange(14);
     EXPECT_EQ(routers.body, Hex("0001 0002 03 00 03E9 0A000001 00000000 0000000A"));
     b.FetchOthers();
     EXPECT_TRUE(b.Sees(a));
-    EXPECT_TRUE(a.Exchange(14).body.empty());
+    EXPECT_TRUE(a.GetRouters().empty());
 }
 
 TEST_F(Requests, ForeignWrongAndMalformedRequestsAreCountedAndDropped) {
@@ -149,9 +147,7 @@ TEST_F(Requests, ForeignWrongAndMalformedRequestsAreCountedAndDropped) {
     EXPECT_EQ(rig.router.GetCounters().foreign, 4u);
 
     a.Ask(99);
-    WireBytes other_subnet;
-    PutText(other_subnet, "other");
-    a.Ask(6, other_subnet);
+    a.Ask(6, EncodeWire(WireSubnet{"other"}));
     WireBytes not_its_own = a.DeviceBody();
     not_its_own[3] ^= 1;
     a.Ask(16, not_its_own);
@@ -178,16 +174,16 @@ TEST_F(Requests, AnotherEdgesAddressCannotBeRegistered) {
     b.Login();
     b.Dhcp();
     b.FetchOthers();
-    EXPECT_EQ(At32(b.Exchange(10, b.RegistrationBody()).body, 0), 0u);
+    EXPECT_EQ(b.Exchange<WireRouterAddReply>(10, b.RegistrationBody()).error, 0u);
     uint32_t own = b.ip;
     for (uint32_t bad : {a.ip, Ip(192, 168, 15, 5), Ip(10, 9, 9, 9)}) {
         b.ip = bad;
         b.Exchange(16, b.DeviceBody());
     }
     b.ip = own;
-    EXPECT_EQ(a.Exchange(18, Hex("00000001")).body.size(), 0u);
+    EXPECT_TRUE(a.GetDevices(1).empty());
     b.Exchange(16, b.DeviceBody());
-    EXPECT_EQ(a.Exchange(18, Hex("00000001")).body.size(), 14u);
+    EXPECT_EQ(a.GetDevices(1).size(), 1u);
 }
 
 TEST_F(Requests, ARepeatedRequestGetsTheSameReplyAndChangesNothing) {
@@ -214,14 +210,14 @@ TEST_F(Requests, ALoginRepeatedByTheNetworkDoesNotUndoTheJoin) {
     a.Register();
     rig.Pass(1000);
     rig.Receive(a.port, login);
-    EXPECT_EQ(At32(a.Next().body, 4), a.identifier);
+    EXPECT_EQ(ExpectBody<WireLoginReply>(a.Next()).identifier, a.identifier);
     b.Login();
     b.FetchOthers();
     EXPECT_EQ(b.others.size(), 1u);
     rig.Pass(10000);
     rig.Receive(a.port, login);  // so much later it is a new one
     b.FetchOthers();
-    EXPECT_EQ(b.Exchange(14).body.size(), 0u);
+    EXPECT_TRUE(b.GetRouters().empty());
 }
 
 TEST_F(Requests, TheTableShowsSubnetsEdgesAndDevices) {

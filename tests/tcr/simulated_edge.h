@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tcr/central_router.h"
-#include "tests/support/wire_message.h"
+#include "tests/support/expect_wire.h"
 
 // A central router without socket and clock: what it sends is kept by the port it goes to.
 class CentralRouterRig : public TcrLink {
@@ -17,7 +17,7 @@ class CentralRouterRig : public TcrLink {
 
     void Send(const CTSockAddr& to, const void* data, int length) override {
         const uint8_t* bytes = static_cast<const uint8_t*>(data);
-        sent[to.GetPort()].push_back(WireMessage::Decode(WireBytes(bytes, bytes + length)));
+        sent[to.GetPort()].push_back(ExpectMessage(WireBytes(bytes, bytes + length), true));
     }
     void Tell(const char* line) override { lines.push_back(line); }
 
@@ -67,92 +67,80 @@ class SimulatedEdge {
 
     // Sends a request without waiting; the next one takes the next number.
     WireMessage Ask(uint8_t sub, const WireBytes& body = {}) {
-        WireMessage request;
-        request.type = 3;
-        request.sub = sub;
-        request.seq = m_seq++;
-        request.src = identifier;
-        request.dst = kWireCentral;
-        request.body = body;
-        last = request;
-        m_rig.Receive(port, request);
-        return request;
+        last = {.type = 3,
+                .sub = sub,
+                .seq = m_seq++,
+                .src = identifier,
+                .dst = kWireCentral,
+                .body = body};
+        m_rig.Receive(port, last);
+        return last;
     }
     // A request and its reply, which must fit it.
     WireMessage Exchange(uint8_t sub, const WireBytes& body = {}) {
-        WireMessage request = Ask(sub, body);
+        WireMessage want = Ask(sub, body).Reply();
         WireMessage reply = Next();
-        EXPECT_EQ(reply.type, 4) << "no reply to " << int{sub};
-        EXPECT_EQ(reply.sub, sub);
-        EXPECT_EQ(reply.seq, request.seq);
-        EXPECT_EQ(reply.src, kWireCentral);
-        EXPECT_EQ(reply.dst, request.src);
+        want.body = reply.body;
+        EXPECT_EQ(reply.Encode(), want.Encode()) << "no reply to " << int{sub};
         return reply;
     }
-    WireMessage AskLogin(const std::string& subnet = "qwop", const std::string& password = "qwop",
-                         uint32_t version = 0x105) {
-        WireBytes body;
-        PutText(body, subnet);
-        PutText(body, "user");
-        PutText(body, password);
-        Put32(body, m_serial);
-        Put32(body, version);
-        return Exchange(3, body);
+    template <typename Reply>
+    Reply Exchange(uint8_t sub, const WireBytes& body = {}) {
+        return ExpectBody<Reply>(Exchange(sub, body));
+    }
+    WireLoginReply AskLogin(const std::string& subnet = "qwop",
+                            const std::string& password = "qwop", uint32_t version = 0x105) {
+        return Exchange<WireLoginReply>(
+            wire_sub::kLogin, EncodeWire(WireLogin{subnet, "user", password, m_serial, version}));
     }
     void Login() {
-        WireMessage reply = AskLogin();
-        ASSERT_EQ(At32(reply.body, 0), 0u);
-        identifier = At32(reply.body, 4);
+        WireLoginReply reply = AskLogin();
+        ASSERT_EQ(reply.error, 0u);
+        identifier = reply.identifier;
     }
-    WireMessage AskDhcp(uint32_t wanted) {
-        WireBytes body;
-        Put32(body, wanted);
-        WireBytes mac = Mac();
-        body.insert(body.end(), mac.begin(), mac.end());
-        Put16(body, 0);
-        return Exchange(5, body);
+    WireDhcpReply AskDhcp(uint32_t wanted) {
+        return Exchange<WireDhcpReply>(wire_sub::kDhcp, EncodeWire(WireDhcp{wanted, Device().mac}));
     }
     void Dhcp() {
-        WireMessage reply = AskDhcp(m_wanted_ip);
-        ASSERT_EQ(At32(reply.body, 0), 0u);
-        ip = At32(reply.body, 12);
+        WireDhcpReply reply = AskDhcp(m_wanted_ip);
+        ASSERT_EQ(reply.error, 0u);
+        ip = reply.ip;
+    }
+    std::vector<WireRouter> GetRouters() {
+        return Exchange<WireRouterList>(wire_sub::kGetRouter).routers;
+    }
+    std::vector<WireDevice> GetDevices(uint32_t router) {
+        return Exchange<WireDeviceList>(wire_sub::kGetDevice, EncodeWire(WireIdentifier{router}))
+            .devices;
     }
     // Fetches the lists as a joining edge does.
     void FetchOthers() {
-        WireMessage routers = Exchange(14);
-        for (size_t at = 0; at + 20 <= routers.body.size(); at += 20) {
-            uint32_t id = At32(routers.body, at + 12);
-            others[id].clear();
-            endpoints[id] = At16(routers.body, at + 6);
-            WireBytes body;
-            Put32(body, id);
-            WireMessage devices = Exchange(18, body);
-            for (size_t d = 0; d + 14 <= devices.body.size(); d += 14)
-                others[id].push_back(At32(devices.body, d + 4));
+        for (const WireRouter& router : GetRouters()) {
+            Meet(router.identifier, router.port);
+            for (const WireDevice& device : GetDevices(router.identifier))
+                others[router.identifier].push_back(device.ip);
         }
     }
+    // A router of which no device is known yet.
+    void Meet(uint32_t router, uint16_t its_port) {
+        others[router].clear();
+        endpoints[router] = its_port;
+    }
+    WireDevice Device() const {
+        WireDevice device{.ip = ip, .mac = {2, 0}};
+        for (size_t i = 0; i < 4; ++i)
+            device.mac[2 + i] = static_cast<uint8_t>(m_serial >> (24 - 8 * i));
+        return device;
+    }
     WireBytes RegistrationBody() const {
-        WireBytes body = Hex("0002 03 00");
-        Put32(body, identifier);
-        Put32(body, m_serial);
-        Put32(body, 0);
-        Put32(body, 0);
-        PutText(body, "edge " + std::to_string(m_serial));
-        return body;
+        return EncodeWire(WireRouterAdd{.identifier = identifier,
+                                        .serial = m_serial,
+                                        .label = "edge " + std::to_string(m_serial)});
     }
-    WireBytes DeviceBody() const {
-        WireBytes body;
-        Put32(body, identifier);
-        Put16(body, 1);
-        Put16(body, 1);
-        Put32(body, ip);
-        WireBytes mac = Mac();
-        body.insert(body.end(), mac.begin(), mac.end());
-        return body;
-    }
+    WireBytes DeviceBody() const { return EncodeWire(WireDeviceAdd{identifier, {Device()}}); }
     void Register() {
-        EXPECT_EQ(At32(Exchange(10, RegistrationBody()).body, 0), 0u);
-        Exchange(16, DeviceBody());
+        EXPECT_EQ(Exchange<WireRouterAddReply>(wire_sub::kAddRouter, RegistrationBody()).error, 0u);
+        Exchange(wire_sub::kAddDevice, DeviceBody());
     }
     void Join() {
         Login();
@@ -161,21 +149,16 @@ class SimulatedEdge {
         Register();
     }
     void HeartBeat() {
-        WireMessage heartbeat;
-        heartbeat.type = 1;
-        heartbeat.sub = 2;
-        heartbeat.seq = m_seq++;
-        heartbeat.src = identifier;
-        heartbeat.dst = kWireCentral;
-        heartbeat.body = Hex("11223344");
-        m_rig.Receive(port, heartbeat);
+        m_rig.Receive(port, {.type = 1,
+                             .sub = wire_sub::kHeartbeat,
+                             .seq = m_seq++,
+                             .src = identifier,
+                             .dst = kWireCentral,
+                             .body = EncodeWire(WireTick{0x11223344})});
     }
     void Leave() {
-        WireBytes body;
-        Put32(body, identifier);
-        Put32(body, ip);
-        Exchange(17, body);
-        Exchange(4);
+        Exchange(wire_sub::kDelDevice, EncodeWire(WireDeviceDel{identifier, {{ip}}}));
+        Exchange(wire_sub::kLogout);
     }
     // Carries out and acknowledges one announcement; false when there is none.
     bool ObeyOne() {
@@ -190,39 +173,37 @@ class SimulatedEdge {
         }
     }
     void Acknowledge(const WireMessage& command, uint32_t error = 0) {
-        WireMessage ack;
-        ack.type = 4;
-        ack.sub = command.sub;
-        ack.seq = command.seq;
-        ack.src = identifier;
-        ack.dst = command.src;
-        if (command.sub == 10) Put32(ack.body, error);
+        bool tells_error = command.sub == wire_sub::kAddRouter;
+        WireMessage ack = command.Reply();
+        if (tells_error) ack.body = EncodeWire(WireRouterAddReply{error});
         m_rig.Receive(port, ack);
     }
     void Apply(const WireMessage& command) {
         EXPECT_EQ(command.dst, identifier);
-        uint32_t about = At32(command.body, command.sub == 10 ? 4 : 0);
         switch (command.sub) {
-            case 10:
-                others[about].clear();
-                endpoints[about] = At16(command.body, 14);
+            case wire_sub::kAddRouter: {
+                WireRouterAdd add = ExpectBody<WireRouterAdd>(command);
+                Meet(add.identifier, add.port);
                 break;
-            case 12:
-                others.erase(about);
+            }
+            case wire_sub::kDelRouter:
+                others.erase(ExpectBody<WireIdentifier>(command).identifier);
                 break;
-            case 16:
-                if (others.count(about) == 0) return;  // an edge puts devices behind routers only
-                for (size_t d = 4; d + 14 <= command.body.size(); d += 14) {
-                    std::vector<uint32_t>& known = others[about];
-                    uint32_t addr = At32(command.body, d + 4);
-                    if (std::find(known.begin(), known.end(), addr) == known.end())
-                        known.push_back(addr);
+            case wire_sub::kAddDevice: {
+                WireDeviceAdd add = ExpectBody<WireDeviceAdd>(command);
+                auto router = others.find(add.identifier);
+                if (router == others.end()) return;  // an edge puts devices behind routers only
+                std::vector<uint32_t>& known = router->second;
+                for (const WireDevice& device : add.devices) {
+                    if (std::find(known.begin(), known.end(), device.ip) == known.end())
+                        known.push_back(device.ip);
                 }
                 break;
-            case 17:
-                for (size_t d = 4; d + 4 <= command.body.size(); d += 4) {
+            }
+            case wire_sub::kDelDevice:
+                for (WireAddress gone : ExpectBody<WireDeviceDel>(command).addresses) {
                     for (auto& [id, devices] : others)
-                        std::erase(devices, At32(command.body, d));
+                        std::erase(devices, gone.ip);
                 }
                 break;
             default:
@@ -237,11 +218,6 @@ class SimulatedEdge {
     }
     bool SeesNothingOf(const SimulatedEdge& other) const {
         return others.count(other.identifier) == 0;
-    }
-    WireBytes Mac() const {
-        WireBytes mac = Hex("0200");
-        Put32(mac, m_serial);
-        return mac;
     }
 
   private:

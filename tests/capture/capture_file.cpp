@@ -1,0 +1,54 @@
+#include "tests/capture/capture_file.h"
+
+#include <pcap/pcap.h>
+
+#include "tests/support/wire_message.h"
+
+namespace {
+
+constexpr size_t kEthernetHeader = 14;
+constexpr size_t kUdpHeader = 8;
+constexpr uint32_t kTypeIp = 0x0800;
+constexpr uint32_t kProtocolUdp = 17;
+constexpr uint32_t kInPieces = 0x3FFF;  // offset and "more fragments"
+
+// Whether the frame is whole as far as it matters; fills in what is a UDP datagram.
+bool Parse(const WireBytes& frame, Datagram& datagram) {
+    size_t ip = kEthernetHeader;
+    if (At16(frame, 12) != kTypeIp || At8(frame, ip + 9) != kProtocolUdp) return true;
+    size_t udp = ip + (At8(frame, ip) & 0x0F) * 4;
+    size_t data = udp + kUdpHeader;
+    size_t end = udp + At16(frame, udp + 4);
+    if ((At16(frame, ip + 6) & kInPieces) != 0 || end < data || end > frame.size()) return false;
+    datagram.from = {At32(frame, ip + 12), static_cast<uint16_t>(At16(frame, udp))};
+    datagram.to = {At32(frame, ip + 16), static_cast<uint16_t>(At16(frame, udp + 2))};
+    datagram.bytes.assign(frame.begin() + static_cast<std::ptrdiff_t>(data),
+                          frame.begin() + static_cast<std::ptrdiff_t>(end));
+    return true;
+}
+
+}  // namespace
+
+std::string ReadCapture(const char* path, const std::function<void(const Datagram&)>& take) {
+    char error[PCAP_ERRBUF_SIZE];
+    pcap_t* file = pcap_open_offline(path, error);
+    if (!file) return error;
+    std::string wrong = pcap_datalink(file) == DLT_EN10MB ? "" : "not of an Ethernet interface";
+    pcap_pkthdr* header;
+    const uint8_t* bytes;
+    int status = 1;
+    for (size_t frame = 1; wrong.empty(); ++frame) {
+        status = pcap_next_ex(file, &header, &bytes);
+        if (status != 1) break;
+        Datagram datagram;
+        datagram.frame = frame;
+        datagram.at = int64_t{header->ts.tv_sec} * 1000 + header->ts.tv_usec / 1000;
+        if (!Parse(WireBytes(bytes, bytes + header->caplen), datagram))
+            wrong = "frame " + std::to_string(frame) + ": a datagram in pieces";
+        else if (datagram.to.port != 0)
+            take(datagram);
+    }
+    if (status == PCAP_ERROR) wrong = pcap_geterr(file);
+    pcap_close(file);
+    return wrong;
+}
