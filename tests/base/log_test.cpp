@@ -43,18 +43,17 @@ TEST(Log, WritesMessagesAsTheyAreAndOnlyWhileOpen) {
 TEST(Filelog, CutsAt2047CharactersAndSkipsEmptyTexts) {
     ScratchDir dir;
     std::string path = dir.File("second.log");
-    std::string too_long(3000, 'c');
+    std::string fits(2047, 'c');
     EXPECT_EQ(pvu_flog_print("lost %d", 1), 0);
     ASSERT_TRUE(pvu_flog_Open(path.c_str()));
     EXPECT_EQ(pvu_flog_print("%s", ""), 0);
     EXPECT_GE(pvu_flog_print("%d%%\n", 5), 0);
     // Null changes nothing: the log stays open.
     EXPECT_FALSE(pvu_flog_Open(nullptr));
-    EXPECT_GE(CTFilelog::GetInstance()->Print("%s\n"), 0);
-    EXPECT_GE(pvu_flog_print("%s", too_long.c_str()), 0);
+    EXPECT_GE(pvu_flog_print("%sd", fits.c_str()), 0);
     pvu_flog_close();
     EXPECT_EQ(pvu_flog_print("lost %d", 2), 0);
-    EXPECT_EQ(ReadWholeFile(path), "5%\n%s\n" + too_long.substr(0, 2047));
+    EXPECT_EQ(ReadWholeFile(path), "5%\n" + fits);
 }
 
 TEST(Debug, ATitleHas256CharactersAtMost) {

@@ -43,40 +43,27 @@ TEST(LinkedList, FollowsAStandardListThroughRandomOperations) {
         SCOPED_TRACE(step);
         CTLinkedNode* node = &nodes[random() % std::size(nodes)];
         auto at = std::find(expected.begin(), expected.end(), node);
-        bool linked = at != expected.end();
-        if (!linked)
-            at = std::next(expected.begin(), static_cast<long>(random() % 7) %
-                                                 static_cast<long>(expected.size() + 1));
-        switch (random() % 3 + (linked ? 3 : 0)) {
-            case 0:
-                EXPECT_EQ(list.push_front(node), node);
-                expected.push_front(node);
-                break;
-            case 1:
-                EXPECT_EQ(list.push_back(node), node);
-                expected.push_back(node);
-                break;
-            case 2:
-                EXPECT_EQ(list.insert(following(at), node), node);
-                expected.insert(at, node);
-                break;
-            case 3:
-                EXPECT_EQ(list.pop_front(), expected.front());
-                expected.pop_front();
-                break;
-            case 4:
-                EXPECT_EQ(list.pop_back(), expected.back());
-                expected.pop_back();
-                break;
-            default:
-                at = expected.erase(at);
-                EXPECT_EQ(list.erase(node), following(at));
+        bool back = random() % 2 != 0;
+        bool ends = random() % 3 != 0;
+        if (at == expected.end()) {
+            if (!expected.empty() && !ends) at = std::next(expected.begin());
+            CTLinkedNode* pos = following(at);
+            EXPECT_EQ(!ends  ? list.insert(pos, node)
+                      : back ? list.push_back(node)
+                             : list.push_front(node),
+                      node);
+            expected.insert(ends && !back ? expected.begin() : at, node);
+        } else if (ends) {
+            at = back ? std::prev(expected.end()) : expected.begin();
+            EXPECT_EQ(back ? list.pop_back() : list.pop_front(), *at);
+            expected.erase(at);
+        } else {
+            at = expected.erase(at);
+            EXPECT_EQ(list.erase(node), following(at));
         }
         ASSERT_NO_FATAL_FAILURE(ExpectSame(list, expected));
         if (!expected.empty()) continue;
-        EXPECT_EQ(list.pop_front(), nullptr);
-        EXPECT_EQ(list.pop_back(), nullptr);
-        EXPECT_EQ(list.count(), 0);
+        ASSERT_EQ(back ? list.pop_back() : list.pop_front(), nullptr);
     }
 }
 
@@ -88,7 +75,6 @@ TEST(LinkedList, WithoutASentinelBehavesAsEmpty) {
     list.push_back(&b);
     list.Init();  // changes nothing: there is one
     EXPECT_EQ(list.insert(nullptr, &b), nullptr);
-    EXPECT_EQ(list.insert(&a, nullptr), nullptr);
     EXPECT_EQ(list.erase(nullptr), nullptr);
     EXPECT_EQ(list.count(), 2);
     list.erase(&a);
@@ -100,12 +86,10 @@ TEST(LinkedList, WithoutASentinelBehavesAsEmpty) {
     EXPECT_EQ(list.pop_back(), nullptr);
     list.Init();
     EXPECT_EQ(list.push_back(&a), &a);
-    EXPECT_EQ(list.count(), 1);
 }
 
 TEST(Memory, ResizeToNothingFreesOnceAndKeepsTheFields) {
     CTMemory memory;
-    EXPECT_EQ(memory.GetSize(), 512);
     memset(memory.GetPtr(), 'a', 512);
     EXPECT_EQ(memory.Resize(1000), 1000);
     EXPECT_EQ(static_cast<char*>(memory.GetPtr())[511], 'a');
@@ -120,15 +104,11 @@ TEST(Memory, ResizeToNothingFreesOnceAndKeepsTheFields) {
     memory.Destroy();
     EXPECT_EQ(memory.GetSize(), 0);
     EXPECT_EQ(memory.Create(-1), 0);
-    EXPECT_EQ(memory.Create(100), 100);
 
-    EXPECT_EQ(CTMemory::Calloc(0, 5), nullptr);
     void* p = CTMemory::Calloc(2, 2);
-    EXPECT_EQ(memcmp(p, "\0\0\0\0", 4), 0);
     CTMemory::Free(&p);
     EXPECT_EQ(p, nullptr);
     CTMemory::Free(&p);
-    CTMemory::Free(nullptr);
 }
 
 TEST(MemBlock, CutsReadsAndWritesAtItsEnd) {
@@ -136,54 +116,41 @@ TEST(MemBlock, CutsReadsAndWritesAtItsEnd) {
     struct {
         int offset;
         int n;
-        int count;
-    } cases[] = {{0, 512, 512}, {0, 600, 512}, {510, 10, 2}, {512, 10, 0},
-                 {513, 1, 0},   {600, 10, 0},  {5, 0, 0},    {5, -1, 0}};
+        size_t count;
+    } cases[] = {{0, 600, 512}, {510, 10, 2}, {512, 10, 0}, {513, 1, 0}, {5, 0, 0}, {5, -1, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.offset << ", " << c.n);
         std::string bytes(600, 'w');
         EXPECT_EQ(block.Clear(), 512);
-        EXPECT_EQ(block.Write(c.offset, bytes.data(), c.n), c.count);
+        EXPECT_EQ(block.Write(c.offset, bytes.data(), c.n), static_cast<int>(c.count));
         bytes.assign(600, '#');
-        EXPECT_EQ(block.Read(c.offset, bytes.data(), c.n), c.count);
-        size_t count = static_cast<size_t>(c.count);
-        EXPECT_EQ(bytes, std::string(count, 'w') + std::string(600 - count, '#'));
+        EXPECT_EQ(block.Read(c.offset, bytes.data(), c.n), static_cast<int>(c.count));
+        EXPECT_EQ(bytes, std::string(c.count, 'w') + std::string(600 - c.count, '#'));
     }
     char byte;
     EXPECT_EQ(block.Read(-1, &byte, 1), 0);
-    EXPECT_EQ(block.Read(nullptr, 1), 0);
-    EXPECT_EQ(block.Write(nullptr, 1), 0);
+    EXPECT_EQ(block.Read(nullptr, 1) + block.Write(nullptr, 1), 0);
 }
 
-TEST(MemBlock, CreatesOnceAndKeepsItsContentWhenResized) {
+TEST(MemBlock, KeepsItsContentWhenResizedAndCopiesItIntoTheArgument) {
     CTMemBlock block(10);
     block.Write("0123456789", 10);
     EXPECT_EQ(block.Create(100), 10);
     EXPECT_EQ(block.ReSize(0), 0);
-    EXPECT_EQ(block.ReSize(5000), 5000);
-    EXPECT_EQ(memcmp(block.GetPtr(), "0123456789", 10), 0);
-    EXPECT_EQ(block.ReSize(4), 4);
+    CTMemBlock larger(5000);
+    block.Copy(larger);
+    EXPECT_EQ(block.GetSize(), 5000);
+    EXPECT_EQ(memcmp(larger.GetPtr(), "0123456789", 10), 0);
+    CTMemBlock smaller(4);
+    block.Copy(smaller);
     // A text that fills the block is still terminated, by the byte past its end.
-    EXPECT_STREQ(static_cast<char*>(block.GetPtr()), "0123");
+    EXPECT_STREQ(static_cast<char*>(smaller.GetPtr()), "0123");
+    EXPECT_EQ(block.ReSize(6), 6);
+    EXPECT_STREQ(static_cast<char*>(block.GetPtr()), "012345");
     block.Destroy();
     EXPECT_EQ(block.Clear(), 0);
     EXPECT_EQ(block.Write("a", 1), 0);
     EXPECT_EQ(block.ReSize(3), 3);
-}
-
-TEST(MemBlock, CopyRunsFromTheObjectIntoTheArgument) {
-    CTMemBlock from(8);
-    CTMemBlock to(4);
-    from.Write("ABCDEFGH", 8);
-    to.Write("1234", 4);
-    from.Copy(to);
-    EXPECT_STREQ(static_cast<char*>(to.GetPtr()), "ABCD");
-    EXPECT_EQ(to.GetSize(), 4);
-
-    CTMemBlock larger(6);
-    to.Copy(larger);
-    EXPECT_EQ(to.GetSize(), 6);
-    EXPECT_EQ(memcmp(larger.GetPtr(), "ABCD", 4), 0);
 }
 
 TEST(Buffer, CompactsBeforeItGrows) {
@@ -211,43 +178,23 @@ TEST(Buffer, CompactsBeforeItGrows) {
     }
 }
 
-TEST(Buffer, IsAByteQueueThatGivesUpItsLastByteOnlyToSkip) {
-    std::mt19937 random(7);
-    CTBuffer buffer(32);
-    std::string expected;
-    unsigned char next = 0;
-    for (int step = 0; step < 20000; ++step) {
-        int n = static_cast<int>(random() % 40) - 1;
-        size_t count = n > 0 ? static_cast<size_t>(n) : 0;
-        std::string bytes(count, '\0');
-        switch (random() % 3) {
-            case 0:
-                for (char& byte : bytes)
-                    byte = static_cast<char>(next++);
-                ASSERT_EQ(buffer.Write(bytes.data(), n), static_cast<int>(count));
-                expected += bytes;
-                break;
-            case 1: {
-                bool gives = count > 0 && expected.size() > count;
-                ASSERT_EQ(buffer.Read(bytes.data(), n), gives ? n : 0);
-                if (!gives) break;
-                ASSERT_EQ(bytes, expected.substr(0, count));
-                expected.erase(0, count);
-                break;
-            }
-            default:
-                ASSERT_EQ(buffer.Skip(n), n);
-                expected.erase(0, count);
-        }
-        ASSERT_EQ(buffer.GetLength(), static_cast<int>(expected.size()));
-        ASSERT_EQ(buffer.IsEmpty(), expected.empty());
-        ASSERT_EQ(memcmp(buffer.GetPtr(), expected.data(), expected.size()), 0);
-    }
-    buffer.Write("ab", 2);
-    EXPECT_EQ(buffer.Write(nullptr, 1) + buffer.Read(nullptr, 1), 0);
-    // Emptied, it starts at the front again.
-    buffer.Skip(buffer.GetLength());
+TEST(Buffer, GivesUpItsLastByteOnlyToSkip) {
+    CTBuffer buffer;
+    char out[16] = {};
+    EXPECT_EQ(buffer.Write("0123456789", 10), 10);
+    EXPECT_EQ(buffer.Write(nullptr, 1) + buffer.Write(out, 0), 0);
+    EXPECT_EQ(buffer.Read(out, 10) + buffer.Read(nullptr, 1) + buffer.Read(out, 0), 0);
+    EXPECT_EQ(buffer.Read(out, 4), 4);
+    EXPECT_EQ(buffer.Skip(-3), -3);
+    EXPECT_EQ(buffer.Skip(2), 2);
+    EXPECT_EQ(buffer.Read(out + 4, 3), 3);
+    EXPECT_STREQ(out, "0123678");
+    EXPECT_EQ(buffer.GetLength(), 1);
+    EXPECT_EQ(buffer.Skip(1), 1);
+    EXPECT_TRUE(buffer.IsEmpty());
     EXPECT_EQ(buffer.GetPtr(), buffer.CTMemBlock::GetPtr());
+    EXPECT_EQ(buffer.Skip(5), 5);
+    EXPECT_TRUE(buffer.IsEmpty());
 }
 
 TEST(TextField, HoldsThirtyTwoBytesWithoutTerminator) {

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +16,8 @@
 #include "tests/support/scratch_dir.h"
 
 namespace {
+
+using Names = std::set<std::string>;
 
 class ReplaceFile : public testing::Test {
   protected:
@@ -30,8 +34,8 @@ class ReplaceFile : public testing::Test {
     }
     static mode_t ModeOf(const std::string& path) { return StatusOf(path).st_mode & 07777; }
     // Every name in the scratch folder: a temporary file left behind would show.
-    std::set<std::string> Names() const {
-        std::set<std::string> names;
+    Names Left() const {
+        Names names;
         for (const auto& entry : std::filesystem::directory_iterator(dir.Path()))
             names.insert(entry.path().filename());
         return names;
@@ -43,36 +47,30 @@ class ReplaceFile : public testing::Test {
 };
 
 TEST_F(ReplaceFile, ANewFileIsItsOwnersAlone) {
-    EXPECT_EQ(Replace(path, "{}\n"), 1);
-    EXPECT_EQ(ReadWholeFile(path), "{}\n");
-    EXPECT_EQ(ModeOf(path), 0600U);
-    umask(0777);
-    EXPECT_EQ(Replace(dir.File("other"), ""), 1);
-    EXPECT_EQ(ModeOf(dir.File("other")), 0600U);
-    EXPECT_EQ(Names(), (std::set<std::string>{"config.json", "other"}));
+    for (mode_t mask : {0U, 0777U}) {
+        umask(mask);
+        EXPECT_EQ(Replace(path, "{}\n"), 1);
+        EXPECT_EQ(ReadWholeFile(path), "{}\n");
+        EXPECT_EQ(ModeOf(path), 0600U);
+        EXPECT_EQ(Left(), Names{"config.json"});
+        unlink(path.c_str());
+    }
 }
 
-TEST_F(ReplaceFile, AnOldFileIsReplacedAsAWhole) {
+TEST_F(ReplaceFile, AnOldFileIsReplacedAsAWholeAndKeepsItsOwner) {
     WriteWholeFile(path, "the old content, longer");
-    ino_t old_inode = StatusOf(path).st_ino;
+    // Only root may give a file away; to others it stays their own.
+    EXPECT_EQ(chown(path.c_str(), 12345, 23456), geteuid() == 0 ? 0 : -1);
+    struct stat old = StatusOf(path);
     std::ifstream reader(path);
     EXPECT_EQ(Replace(path, "new"), 1);
     EXPECT_EQ(ReadWholeFile(path), "new");
-    EXPECT_NE(StatusOf(path).st_ino, old_inode);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "the old content, longer");
+    EXPECT_NE(StatusOf(path).st_ino, old.st_ino);
+    EXPECT_EQ(StatusOf(path).st_uid, old.st_uid);
+    EXPECT_EQ(StatusOf(path).st_gid, old.st_gid);
     EXPECT_EQ(ModeOf(path), 0600U);
-    std::string still_old(std::istreambuf_iterator<char>(reader), {});
-    EXPECT_EQ(still_old, "the old content, longer");
-    EXPECT_EQ(Names(), std::set<std::string>{"config.json"});
-}
-
-TEST_F(ReplaceFile, KeepsTheOwner) {
-    if (geteuid() != 0) GTEST_SKIP() << "only root may give a file away";
-    WriteWholeFile(path, "old");
-    ASSERT_EQ(chown(path.c_str(), 12345, 23456), 0);
-    EXPECT_EQ(Replace(path, "new"), 1);
-    EXPECT_EQ(StatusOf(path).st_uid, 12345U);
-    EXPECT_EQ(StatusOf(path).st_gid, 23456U);
-    EXPECT_EQ(ModeOf(path), 0600U);
+    EXPECT_EQ(Left(), Names{"config.json"});
 }
 
 TEST_F(ReplaceFile, FollowsLinksAlsoToWhatIsNotThereYet) {
@@ -85,21 +83,19 @@ TEST_F(ReplaceFile, FollowsLinksAlsoToWhatIsNotThereYet) {
         EXPECT_TRUE(std::filesystem::is_symlink(path));
         EXPECT_TRUE(std::filesystem::is_symlink(dir.File("relative")));
     }
-    EXPECT_EQ(ModeOf(dir.File("real/config.json")), 0600U);
-    EXPECT_EQ(Names(), (std::set<std::string>{"config.json", "real", "relative"}));
+    EXPECT_EQ(Left(), (Names{"config.json", "real", "relative"}));
 }
 
 TEST_F(ReplaceFile, WritesInPlaceWhereNoFileFitsBesideIt) {
     // The longest name that a folder takes leaves no room for a suffix.
     std::string long_name(255, 'n');
     std::string long_path = dir.File(long_name);
+    umask(0777);
     EXPECT_EQ(Replace(long_path, "the first content"), 1);
     EXPECT_EQ(ModeOf(long_path), 0600U);
-    ino_t inode = StatusOf(long_path).st_ino;
     EXPECT_EQ(Replace(long_path, "second"), 1);
     EXPECT_EQ(ReadWholeFile(long_path), "second");
-    EXPECT_EQ(StatusOf(long_path).st_ino, inode);
-    EXPECT_EQ(Names(), std::set<std::string>{long_name});
+    EXPECT_EQ(Left(), Names{long_name});
 }
 
 TEST_F(ReplaceFile, APipeIsWrittenToAndNotReplaced) {
@@ -111,11 +107,23 @@ TEST_F(ReplaceFile, APipeIsWrittenToAndNotReplaced) {
     EXPECT_EQ(read(reader, buf, sizeof buf), 7);
     EXPECT_STREQ(buf, "through");
     close(reader);
-    EXPECT_TRUE(std::filesystem::is_fifo(path));
-    EXPECT_EQ(ModeOf(path), 0644U);
-    EXPECT_EQ(Replace("/dev/null", "gone"), 1);
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
-    EXPECT_EQ(Names(), std::set<std::string>{"config.json"});
+    EXPECT_EQ(StatusOf(path).st_mode, S_IFIFO | 0644U);
+    EXPECT_EQ(Left(), Names{"config.json"});
+}
+
+TEST_F(ReplaceFile, AFullDiskLeavesTheOldContent) {
+    WriteWholeFile(path, "old");
+    rlimit old_limit;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+    auto old_action = signal(SIGXFSZ, SIG_IGN);
+    rlimit four_bytes = {4, old_limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &four_bytes);
+    int result = Replace(path, "no room for this");
+    setrlimit(RLIMIT_FSIZE, &old_limit);
+    signal(SIGXFSZ, old_action);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ReadWholeFile(path), "old");
+    EXPECT_EQ(Left(), Names{"config.json"});
 }
 
 TEST_F(ReplaceFile, AFailureLeavesNothingBehind) {
@@ -124,7 +132,7 @@ TEST_F(ReplaceFile, AFailureLeavesNothingBehind) {
     EXPECT_EQ(Replace(path, "x"), 0);
     EXPECT_EQ(pvu_replace_file(nullptr, "x", 1), 0);
     EXPECT_EQ(pvu_replace_file(dir.File("f").c_str(), nullptr, 1), 0);
-    EXPECT_EQ(Names(), std::set<std::string>{"config.json"});
+    EXPECT_EQ(Left(), Names{"config.json"});
     EXPECT_TRUE(std::filesystem::is_empty(path));
 }
 

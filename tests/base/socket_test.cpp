@@ -4,11 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
-#include <array>
 #include <bit>
-#include <cerrno>
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -20,11 +18,10 @@
 
 namespace {
 
-using Bytes = std::array<unsigned char, 16>;
-
 // 10.0.0.1:5000: port and address as they travel, after the family in the machine's order.
 sockaddr_in Wire() {
-    auto addr = std::bit_cast<sockaddr_in>(Bytes{0, 0, 0x13, 0x88, 10, 0, 0, 1});
+    constexpr unsigned char kBytes[16] = {0, 0, 0x13, 0x88, 10, 0, 0, 1};
+    auto addr = std::bit_cast<sockaddr_in>(kBytes);
     addr.sin_family = AF_INET;
     return addr;
 }
@@ -49,7 +46,7 @@ TEST(SockAddr, ConvertsAndComparesPortAndAddress) {
     const sockaddr_in wire = Wire();
     const char* no_text = nullptr;
     CTSockAddr addr(0x0A000001, 5000);
-    EXPECT_EQ(std::bit_cast<Bytes>(*addr.GetSockAddrin()), std::bit_cast<Bytes>(wire));
+    EXPECT_EQ(memcmp(addr.GetSockAddrin(), &wire, sizeof wire), 0);
     CTSockAddr raw(reinterpret_cast<const sockaddr*>(&wire));
     EXPECT_EQ(raw.GetIPv4(), 0x0A000001U);
     EXPECT_EQ(raw.GetPort(), 5000);
@@ -71,20 +68,17 @@ TEST(SockAddr, ConvertsAndComparesPortAndAddress) {
 }
 
 TEST(SockAddr, EditsAttachedBytesAndCopiesIntoItsOwn) {
-    sockaddr_in outside = Wire();
+    const sockaddr_in wire = Wire();
+    sockaddr_in outside = wire;
     CTSockAddr view;
     EXPECT_FALSE(view.Attach(static_cast<sockaddr_in*>(nullptr)));
     ASSERT_TRUE(view.Attach(&outside));
-    EXPECT_EQ(view.GetPort(), 5000);
     view.SetPort(6000);
-    EXPECT_EQ(outside.sin_port, htons(6000));
-
     CTSockAddr copy(view);
     copy.SetPort(1);
     EXPECT_EQ(outside.sin_port, htons(6000));
     view = copy;
     EXPECT_EQ(outside.sin_port, htons(1));
-    const sockaddr_in wire = Wire();
     view = &wire;
     view = static_cast<const sockaddr_in*>(nullptr);
     EXPECT_EQ(outside.sin_port, htons(5000));
@@ -106,7 +100,6 @@ TEST(SockAddr, PrintsAddressAndPort) {
 TEST(SockAddrDeath, ConstructionFromNullAborts) {
     EXPECT_DEATH(CTSockAddr(static_cast<const sockaddr_in*>(nullptr)),
                  "base/pvu_sockaddr:.*sockaddr_in\\*.*`addr != NULL'");
-    EXPECT_DEATH(CTSockAddr(static_cast<const sockaddr*>(nullptr)), "`addr != NULL'");
 }
 
 TEST(Socket, CreationReportsSuccessEvenWhenItFailed) {
@@ -132,23 +125,22 @@ TEST(Socket, RefusesWhatWouldReachPastTheBuffer) {
     const sockaddr_in wire = Wire();
     const auto* addr = reinterpret_cast<const sockaddr*>(&wire);
     char four[] = "abc";
-    ASSERT_EQ(one.Send(std::string(64, 'x').data(), 64), 64);
-    for (int len : {-1, INT32_MIN}) {
-        EXPECT_EQ(one.Send(four, len), -1);
-        EXPECT_EQ(one.Sendto(four, len, addr, sizeof wire), -1);
-        EXPECT_EQ(other.Recv(four, len), -1);
-        EXPECT_EQ(other.Recvfrom(four, len, nullptr, nullptr), -1);
-        EXPECT_EQ(one.Write(four, len), 1);
-        EXPECT_EQ(other.Read(four, len), 1);
+    ASSERT_EQ(one.Send("0123456789", 10), 10);
+    struct {
+        char* buf;
+        int len;
+    } cases[] = {{four, -1}, {four, INT_MIN}, {nullptr, 4}, {nullptr, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.len);
+        EXPECT_EQ(one.Send(c.buf, c.len), -1);
+        EXPECT_EQ(one.Sendto(c.buf, c.len, addr, sizeof wire), -1);
+        EXPECT_EQ(other.Recv(c.buf, c.len), -1);
+        EXPECT_EQ(other.Recvfrom(c.buf, c.len, nullptr, nullptr), -1);
+        EXPECT_EQ(one.Write(c.buf, c.len), 1);
+        EXPECT_EQ(other.Read(c.buf, c.len), 1);
     }
-    EXPECT_EQ(one.Send(nullptr, 0), -1);
-    EXPECT_EQ(one.Sendto(nullptr, 4, addr, sizeof wire), -1);
     EXPECT_EQ(one.Sendto(four, 4, nullptr, sizeof wire), -1);
-    EXPECT_EQ(other.Recv(nullptr, 4), -1);
-    EXPECT_EQ(other.Recvfrom(nullptr, 4, nullptr, nullptr), -1);
-    EXPECT_EQ(one.Write(nullptr, 4), 1);
-    EXPECT_EQ(one.Write(four, 0), 1);
-    EXPECT_EQ(other.HowDataArrive(), 64);
+    EXPECT_EQ(other.HowDataArrive(), 10);
     EXPECT_STREQ(four, "abc");
     one.DisConnect();
     other.DisConnect();
@@ -164,20 +156,18 @@ TEST(Socket, OptionsTakeKilobytesAndMilliseconds) {
     EXPECT_TRUE(socket.SetSendBufSize(32));
     EXPECT_EQ(Option<int>(socket, SO_SNDBUF), 2 * 32768);
     EXPECT_TRUE(socket.SetRecvTimeout(1500));
+    EXPECT_TRUE(socket.SetSendTimeout(40));
     EXPECT_EQ(Option<timeval>(socket, SO_RCVTIMEO).tv_sec, 1);
     EXPECT_EQ(Option<timeval>(socket, SO_RCVTIMEO).tv_usec, 500000);
-    EXPECT_TRUE(socket.SetSendTimeout(2040));
     EXPECT_EQ(Option<timeval>(socket, SO_SNDTIMEO).tv_usec, 40000);
     EXPECT_TRUE(socket.SetBroadcast(true));
     EXPECT_EQ(Option<int>(socket, SO_BROADCAST), 1);
 
-    // A missing interface is reported and still true.
+    // A missing interface is reported and still true, however long its name.
     EXPECT_FALSE(socket.SetNetInterface(nullptr));
-    for (const std::string& name : {std::string("no-such-if0"), std::string(300, 'n')}) {
-        testing::internal::CaptureStderr();
-        EXPECT_TRUE(socket.SetNetInterface(name.c_str()));
-        EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("SO_BINDTODEVICE failed: ", 0), 0U);
-    }
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(socket.SetNetInterface(std::string(300, 'n').c_str()));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "SO_BINDTODEVICE failed: No such device\n");
     socket.Close();
 }
 
@@ -213,19 +203,17 @@ TEST(Udp, ReadsOneDatagramAndCutsItToTheBuffer) {
 TEST(Udp, ReadGivesUpAfterItsTime) {
     CTUdp udp;
     ASSERT_TRUE(udp.Open(0));
-    EXPECT_EQ(CapturedOutput([&] { udp.SetRecvTimeout(120); }), "CTUdp set rect timeout: 120\n");
-    sockaddr_in from;
+    CTSockAddr self("127.0.0.1", LocalPort(udp));
     char byte;
+    EXPECT_EQ(CapturedOutput([&] { udp.SetRecvTimeout(120); }), "CTUdp set rect timeout: 120\n");
     int64_t before = CTTime::GetCurrentMS();
-    EXPECT_EQ(udp.Read(&from, &byte, 1), -1);
+    EXPECT_EQ(udp.Read(nullptr, &byte, 1), -1);
     EXPECT_GE(CTTime::GetCurrentMS() - before, 119);
-
     // Without time it looks once.
     CapturedOutput([&] { udp.SetRecvTimeout(0); });
-    EXPECT_EQ(udp.Read(&from, &byte, 1), -1);
-    CTSockAddr self("127.0.0.1", LocalPort(udp));
+    EXPECT_EQ(udp.Read(nullptr, &byte, 1), -1);
     ASSERT_EQ(udp.Write(self.GetSockAddrin(), "z", 1), 1);
-    EXPECT_EQ(udp.Read(&from, &byte, 1), 1);
+    EXPECT_EQ(udp.Read(nullptr, &byte, 1), 1);
     EXPECT_EQ(byte, 'z');
     udp.Close();
 }
@@ -240,11 +228,12 @@ TEST(Tcp, ConnectsCarriesBytesAndSeesTheEnd) {
     ASSERT_EQ(listener.Listen(1), 0);
 
     CTTcpConnect client;
-    EXPECT_EQ(client.Connect(static_cast<const char*>(nullptr), 1), -1);
-    ASSERT_EQ(client.Connect("127.0.0.1", LocalPort(listener)), 0);
+    CTTcpConnect server;
+    int port = LocalPort(listener);
+    EXPECT_EQ(client.Connect(static_cast<const char*>(nullptr), port), -1);
+    ASSERT_EQ(client.Connect("127.0.0.1", port), 0);
     sockaddr_in peer = {};
     int size = sizeof peer;
-    CTTcpConnect server;
     server.Attach(listener.Accept(reinterpret_cast<sockaddr*>(&peer), &size), nullptr);
     EXPECT_EQ(size, 16);
     EXPECT_EQ(peer.sin_port, htons(LocalPort(client)));
@@ -253,20 +242,13 @@ TEST(Tcp, ConnectsCarriesBytesAndSeesTheEnd) {
     EXPECT_EQ(client.Write("ping", 4), 4);
     EXPECT_EQ(server.Read(buf, 4), 4);
     EXPECT_STREQ(buf, "ping");
-    EXPECT_TRUE(client.SetRecvTimeout(20));
-    EXPECT_EQ(client.Read(buf, 4), -1);
-    EXPECT_EQ(errno, EAGAIN);
     EXPECT_EQ(server.Shutdown(), 0);
-    EXPECT_TRUE(client.SetRecvTimeout(60000));
     EXPECT_EQ(client.Read(buf, 4), 0);
-    int port = LocalPort(listener);
     client.DisConnect();
     server.DisConnect();
     listener.Close();
-
-    CTTcpConnect refused;
-    EXPECT_EQ(refused.Connect("127.0.0.1", port), -1);
-    refused.DisConnect();
+    EXPECT_EQ(client.Connect("127.0.0.1", port), -1);
+    client.DisConnect();
 }
 
 }  // namespace

@@ -28,61 +28,67 @@ int64_t MillisOf(const std::function<void()>& action) {
     return (CTTime::GetCurrentUS() - before) / 1000;
 }
 
-// What the operation gives in another thread than the caller's.
-int Elsewhere(const std::function<int()>& operation) {
-    int result = -100;
-    std::thread([&] { result = operation(); }).join();
+// Operations are called through pointers: the lock analysis follows whole functions only.
+template <typename Lock>
+using Operation = int (Lock::*)();
+template <typename Lock>
+constexpr Operation<Lock> kRelease = &Lock::UnLock;
+
+// What the operation gives in another thread than the caller's; a lock taken is released there.
+template <typename Lock>
+int Elsewhere(Lock& lock, Operation<Lock> operation) {
+    int result = -1;
+    std::thread([&] {
+        result = (lock.*operation)();
+        if (result == 0) result = (lock.*kRelease<Lock>)();
+    }).join();
     return result;
 }
 
-// The locks' operations one by one, out of sight of the analysis, which follows whole functions.
-#define OPERATION(lock, call) \
-    [&lock]() PVU_ATTRIBUTE(no_thread_safety_analysis) { return (lock).call(); }
-
+// While one thread holds what it took, the other's operation gives the result; then it is free.
 template <typename Lock>
-void ExpectExclusive(Lock& lock) {
-    auto take = OPERATION(lock, Lock);
-    auto take_at_once = OPERATION(lock, TryLock);
-    auto release = OPERATION(lock, UnLock);
-    for (const auto& way : {std::function<int()>(take), std::function<int()>(take_at_once)}) {
-        EXPECT_EQ(way(), 0);
-        EXPECT_EQ(Elsewhere(take_at_once), EBUSY);
-        EXPECT_EQ(release(), 0);
-    }
+void ExpectWhileHeld(Lock& lock, Operation<Lock> take, Operation<Lock> other, int result) {
+    EXPECT_EQ((lock.*take)(), 0);
+    EXPECT_EQ(Elsewhere(lock, other), result);
+    EXPECT_EQ((lock.*kRelease<Lock>)(), 0);
+    EXPECT_EQ(Elsewhere(lock, other), 0);
 }
 
-TEST(Locks, MutexAndSpinLockAdmitOne) {
+TEST(Locks, AdmitOneAloneOrReadersTogether) {
     CTMutex mutex;
-    ExpectExclusive(mutex);
-    {
-        CTMutexGuard guard(mutex);
-        EXPECT_EQ(Elsewhere(OPERATION(mutex, TryLock)), EBUSY);
-    }
+    ExpectWhileHeld(mutex, &CTMutex::Lock, &CTMutex::TryLock, EBUSY);
+    ExpectWhileHeld(mutex, &CTMutex::TryLock, &CTMutex::TryLock, EBUSY);
     CTSpinLock spin;
     EXPECT_EQ(spin.Init(), 1);
-    ExpectExclusive(spin);
+    ExpectWhileHeld(spin, &CTSpinLock::Lock, &CTSpinLock::TryLock, EBUSY);
+    ExpectWhileHeld(spin, &CTSpinLock::TryLock, &CTSpinLock::TryLock, EBUSY);
     EXPECT_EQ(spin.DeInit(), 0);
+
+    using RW = CTReadWriteLock;
+    RW lock;
+    EXPECT_EQ(lock.Init(), 1);
+    for (auto read : {&RW::ReadLock, &RW::TryReadLock}) {
+        ExpectWhileHeld(lock, read, &RW::TryReadLock, 0);
+        ExpectWhileHeld(lock, read, &RW::TryWriteLock, EBUSY);
+    }
+    for (auto write : {&RW::WriteLock, &RW::TryWriteLock})
+        ExpectWhileHeld(lock, write, &RW::TryReadLock, EBUSY);
+    EXPECT_EQ(lock.DeInit(), 0);
 }
 
-TEST(Locks, ReadersShareAndWritersDoNot) {
-    CTReadWriteLock lock;
-    EXPECT_EQ(lock.Init(), 1);
-    auto read_at_once = OPERATION(lock, TryReadLock);
-    auto write_at_once = OPERATION(lock, TryWriteLock);
-    auto release = OPERATION(lock, UnLock);
+TEST(Locks, GuardsHoldForTheirLife) {
+    using RW = CTReadWriteLock;
+    CTMutex mutex;
+    RW lock;
     {
-        CTReadGuard guard(lock);
-        EXPECT_EQ(Elsewhere([&] { return read_at_once() == 0 ? release() : -1; }), 0);
-        EXPECT_EQ(Elsewhere(write_at_once), EBUSY);
+        CTMutexGuard guard(mutex);
+        CTReadGuard reader(lock);
+        EXPECT_EQ(Elsewhere(mutex, &CTMutex::TryLock), EBUSY);
+        EXPECT_EQ(Elsewhere(lock, &RW::TryWriteLock), EBUSY);
     }
-    {
-        CTWriteGuard guard(lock);
-        EXPECT_EQ(Elsewhere(read_at_once), EBUSY);
-    }
-    EXPECT_EQ(write_at_once(), 0);
-    EXPECT_EQ(Elsewhere(read_at_once), EBUSY);
-    EXPECT_EQ(release(), 0);
-    EXPECT_EQ(lock.DeInit(), 0);
+    EXPECT_EQ(Elsewhere(mutex, &CTMutex::TryLock), 0);
+    CTWriteGuard writer(lock);
+    EXPECT_EQ(Elsewhere(lock, &RW::TryReadLock), EBUSY);
 }
 
 TEST(Semaphore, CountsAndItsCreateAloneIsInverted) {
@@ -128,23 +134,20 @@ TEST(CondWait, ForgetsSignalsAndWrapsLongWaitsToShortOnes) {
         EXPECT_EQ(condition.TimeWait(ms), ETIMEDOUT) << ms;
 }
 
-TEST(CondWait, SignalWakesOneAfterTheOtherAndBroadcastAll) {
+TEST(CondWait, SignalAndBroadcastWake) {
     CTCondWait condition;
     for (auto wake : {&CTCondWait::Signal, &CTCondWait::Broadcast}) {
-        std::atomic<int> awake{0};
-        auto wait = [&] {
+        std::atomic<bool> awake{false};
+        std::thread waiter([&] {
             EXPECT_EQ(condition.Wait(), 0);
-            ++awake;
-        };
-        std::thread first(wait);
-        std::thread second(wait);
+            awake = true;
+        });
         // Again and again: a wake-up is lost on a thread that does not wait yet.
-        while (awake < 2) {
+        while (!awake) {
             EXPECT_EQ((condition.*wake)(), 0);
             std::this_thread::yield();
         }
-        first.join();
-        second.join();
+        waiter.join();
     }
 }
 
@@ -179,7 +182,6 @@ class Worker : public CTThreadWorker {
   private:
     void ThreadBody() override {
         id = GetID();
-        EXPECT_TRUE(CheckIdEquals(id));
         started.Post();
         may_end.Wait();
     }
@@ -190,6 +192,7 @@ TEST(ThreadWorker, RunsItsBodyInAThreadOfItsOwn) {
     ASSERT_TRUE(worker.Start());
     ASSERT_EQ(worker.started.Wait(kLongWaitMs), 0);
     EXPECT_FALSE(CTThreadWorker::CheckIdEquals(worker.id));
+    EXPECT_TRUE(CTThreadWorker::CheckIdEquals(worker.GetID()));
     EXPECT_EQ(worker.SetPriority(0), 0);
     EXPECT_EQ(worker.SetPriority(5), EINVAL);
     worker.may_end.Post();
@@ -197,28 +200,23 @@ TEST(ThreadWorker, RunsItsBodyInAThreadOfItsOwn) {
     EXPECT_EQ(CTThreadWorker::pvu_thread_func_wrapper(nullptr), nullptr);
 }
 
-TEST(Sleep, EachLastsItsTimeInItsUnit) {
+TEST(Sleep, LastsItsTimeInItsUnit) {
     EXPECT_GE(MillisOf([] { pvu_msleep(30); }), 30);
     EXPECT_GE(MillisOf([] { CTThread::Sleep(30); }), 30);
     EXPECT_GE(MillisOf([] { CTTime::Sleep(1); }), 1000);
     EXPECT_GE(MillisOf([] { CTTime::SleepMs(1020); }), 1020);
     EXPECT_GE(MillisOf([] { CTTime::SleepUs(20000); }), 20);
     EXPECT_GE(MillisOf([] { CTTime::SleepNs(20000000); }), 20);
-}
-
-TEST(Sleep, ASignalDoesNotShortenTheMicrosecondSleep) {
+    // A signal does not shorten the microsecond sleep.
     static std::atomic<int> alarms{0};
-    struct sigaction old_action;
-    struct sigaction action = {};
-    action.sa_handler = [](int) { ++alarms; };
-    ASSERT_EQ(sigaction(SIGALRM, &action, &old_action), 0);
+    auto old_action = signal(SIGALRM, [](int) { ++alarms; });
     itimerval every = {{0, 30000}, {0, 30000}};
     setitimer(ITIMER_REAL, &every, nullptr);
     EXPECT_GE(MillisOf([] { pvu_usleep(1100000); }), 1100);
     EXPECT_GE(MillisOf([] { CTThread::SleepUs(70000); }), 70);
     itimerval off = {};
     setitimer(ITIMER_REAL, &off, nullptr);
-    sigaction(SIGALRM, &old_action, nullptr);
+    signal(SIGALRM, old_action);
     EXPECT_GT(alarms, 2);
 }
 
