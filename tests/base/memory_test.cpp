@@ -192,8 +192,9 @@ TEST(Buffer, GivesUpItsLastByteOnlyToSkip) {
     EXPECT_EQ(buffer.GetLength(), 1);
     EXPECT_EQ(buffer.Skip(1), 1);
     EXPECT_TRUE(buffer.IsEmpty());
-    EXPECT_EQ(buffer.Skip(5), 5);
     EXPECT_EQ(buffer.GetPtr(), buffer.CTMemBlock::GetPtr());
+    EXPECT_EQ(buffer.Skip(5), 5);
+    EXPECT_TRUE(buffer.IsEmpty());
 }
 
 TEST(TextField, HoldsThirtyTwoBytesWithoutTerminator) {
