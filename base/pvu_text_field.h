@@ -10,6 +10,10 @@
 
 constexpr size_t kTextFieldSize = 32;
 
+// A field in memory, with a hidden zero byte behind it so that a full one can be read as text.
+// Precondition of its users: it started as all zero.
+using CTTextField = char[kTextFieldSize + 1];
+
 // Copies at most 32 bytes of text into the field at dst; a null text changes nothing.
 inline void pvu_text_field_set(char* dst, const char* text) {
     if (!text) return;

@@ -10,10 +10,6 @@
 // How the value of a key gets into a field and back, alike for every section. Reading, an absent
 // key and a value that the field cannot take leave the field as it was.
 
-// A text field with a hidden zero byte behind it, so that a full field can still be read as text.
-// Precondition of its users: it started as all zero.
-using CfgText = char[kTextFieldSize + 1];
-
 // Owned by the tree; null when the key is absent or its value is not a string.
 inline const char* cfg_get_text(const CTJsonObject& section, const char* key) {
     char* text = nullptr;
@@ -21,7 +17,7 @@ inline const char* cfg_get_text(const CTJsonObject& section, const char* key) {
     return text;
 }
 
-inline void cfg_read_text(const CTJsonObject& section, const char* key, CfgText& field) {
+inline void cfg_read_text(const CTJsonObject& section, const char* key, CTTextField& field) {
     pvu_text_field_set(field, cfg_get_text(section, key));
 }
 

@@ -25,7 +25,7 @@ class CTLocalRouterCfg {
     void Print() const { cfg_print(*this); }
 
     uint32_t m_serial_number;
-    CfgText m_label = {};
+    CTTextField m_label = {};
     uint16_t m_type;
     uint8_t m_layer;
 };

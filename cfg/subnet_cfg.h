@@ -20,7 +20,7 @@ class CTSubnetCfg {
     void Print(CTString& text) const;
     void Print() const { cfg_print(*this); }
 
-    CfgText m_net_name = {};
-    CfgText m_user_name = {};
-    CfgText m_user_pwd = {};
+    CTTextField m_net_name = {};
+    CTTextField m_user_name = {};
+    CTTextField m_user_pwd = {};
 };

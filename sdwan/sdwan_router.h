@@ -83,18 +83,15 @@ class CTSdwanRouter {
     int Print() const;
 
   private:
-    // A hidden zero byte stands behind each field.
-    using TextField = char[kTextFieldSize + 1];
-
     uint16_t m_status;
     uint16_t m_type;
     uint8_t m_net_layer;
     int32_t m_index;
     uint32_t m_identifier;
-    TextField m_user_name = {};
-    TextField m_user_pwd = {};
+    CTTextField m_user_name = {};
+    CTTextField m_user_pwd = {};
     uint32_t m_serial;
-    TextField m_label = {};
+    CTTextField m_label = {};
     CTSockAddr m_sstp_addr;
     CTSdwanDeviceList m_devices;
 };

@@ -117,9 +117,6 @@ class CTSdwanSubnet {
   private:
     static constexpr unsigned int kIndexShift = 8;
 
-    // A hidden zero byte stands behind each field.
-    using TextField = char[kTextFieldSize + 1];
-
     CTSdwanDevice* AddDevice(CTSdwanRouter* router, unsigned short slot, unsigned int ip,
                              const unsigned char* mac);
     const CTSdwanDevice* FindHolder(unsigned int ip) const;
@@ -128,8 +125,8 @@ class CTSdwanSubnet {
 
     int32_t m_index;
     uint32_t m_identifier;
-    TextField m_name = {};
-    TextField m_password = {};
+    CTTextField m_name = {};
+    CTTextField m_password = {};
     uint32_t m_gateway;
     uint32_t m_mask;
     CTSdwanRouterList m_routers;

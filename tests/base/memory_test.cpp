@@ -198,7 +198,7 @@ TEST(Buffer, GivesUpItsLastByteOnlyToSkip) {
 }
 
 TEST(TextField, HoldsThirtyTwoBytesWithoutTerminator) {
-    char field[kTextFieldSize + 1];
+    CTTextField field;
     memset(field, '#', sizeof field);
     std::string text(40, 'x');
     pvu_text_field_set(field, text.c_str());

@@ -20,6 +20,7 @@ inline WireBytes Hex(const std::string& digits) {
         bytes.push_back(static_cast<uint8_t>(std::stoi(pair, nullptr, 16)));
         pair.clear();
     }
+    bytes.shrink_to_fit();
     return bytes;
 }
 
