@@ -7,7 +7,9 @@
 
 #include "base/pvu_assert.h"
 
-#define SSTP_ASSERT_MESSAGE() PVU_ASSERT(m_ptr, "((m_ptr != __null))", "sstp/sstp_pkt", __LINE__)
+#define SSTP_ASSERT_MESSAGE_IN(function) \
+    PVU_ASSERT_IN(m_ptr, "((m_ptr != __null))", "sstp/sstp_pkt", __LINE__, function)
+#define SSTP_ASSERT_MESSAGE() SSTP_ASSERT_MESSAGE_IN(__PRETTY_FUNCTION__)
 
 bool CTSstpMessage::Create(int body) {
     if (m_buf) return true;
@@ -144,8 +146,9 @@ void CTSstpMessage::SetDst(uint32_t dst) {
     m_hdr.SetDstRouter(dst);
 }
 
+// The signature is given as text: const bytes can be written too, but "const" does not stand in it.
 int CTSstpMessage::Write(const void* data, int len) {
-    SSTP_ASSERT_MESSAGE();
+    SSTP_ASSERT_MESSAGE_IN("int CTSstpMessage::Write(void*, int)");
     int length = std::max<int>(m_hdr.GetLength(), kSstpHeaderSize);
     if (!data || len < 0 || m_bufsize - length <= len) return 0;
     memcpy(m_ptr + length, data, static_cast<size_t>(len));

@@ -30,30 +30,29 @@ class P2P : public testing::Test {
     void ExpectHeartbeatAfter(uint64_t ms) {
         int before = pool.GetLoans();
         clock.Advance(ms - 1);
-        connect.HeartBeat(port);
+        EXPECT_EQ(connect.HeartBeat(port), 0);
         EXPECT_EQ(pool.GetLoans(), before) << "too early";
         clock.Advance(1);
         connect.HeartBeat(port);
         connect.HeartBeat(port);
         EXPECT_EQ(pool.GetLoans(), before + 1);
     }
-    void ExpectSilence() {
+    // Five heartbeats, 200 ms apart, and then none.
+    void ExpectProbing(int sent = 0) {
+        for (int i = sent; i < 5; ++i)
+            ExpectHeartbeatAfter(200);
         int before = pool.GetLoans();
-        for (int i = 0; i < 1000; ++i) {
+        for (int i = 0; i < 100; ++i) {
             clock.Advance(1000);
             connect.HeartBeat(port);
         }
         EXPECT_EQ(pool.GetLoans(), before);
+        EXPECT_EQ(connect.GetStat(), CTP2PConnect::kOff);
     }
     void Acknowledge() {
         CTXmitPkt ack(100);
         connect.HeartBeatAckDone(ack);
-    }
-    void ExpectProbing() {
-        for (int i = 0; i < 5; ++i)
-            ExpectHeartbeatAfter(200);
-        ExpectSilence();
-        EXPECT_EQ(connect.GetStat(), CTP2PConnect::kOff);
+        EXPECT_TRUE(connect.IsConnect());
     }
 
     MovedClock clock{0xFFFFF000};  // the 32-bit tick wraps while the test runs
@@ -67,38 +66,39 @@ class P2P : public testing::Test {
 TEST_F(P2P, ProbesFiveTimesAndAgainAtANewAddress) {
     connect.HeartBeat(port);
     EXPECT_EQ(pool.GetLoans(), 1);  // the first one at once
-    for (int i = 0; i < 4; ++i)
-        ExpectHeartbeatAfter(200);
-    ExpectSilence();
+    ExpectProbing(1);
     connect.SetEndpointAddr(kEndpoint);  // the same: nothing changes
-    ExpectSilence();
+    ExpectProbing(5);
     connect.SetEndpointAddr(kElsewhere);
     connect.HeartBeat(port);
-    for (int i = 0; i < 4; ++i)
-        ExpectHeartbeatAfter(200);
-    ExpectSilence();
+    ExpectProbing(1);
 }
 
 TEST_F(P2P, AnUnansweredPathGoesOnPendingOffAndIsProbedAgain) {
     connect.HeartBeat(port);
     Acknowledge();
-    EXPECT_TRUE(connect.IsConnect());
     ExpectHeartbeatAfter(20000);
     Acknowledge();
     ExpectHeartbeatAfter(20000);
-    EXPECT_TRUE(connect.IsConnect());
-    ExpectHeartbeatAfter(500);
-    EXPECT_EQ(connect.GetStat(), CTP2PConnect::kPending);
-    for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(connect.GetStat(), CTP2PConnect::kOn);
+    for (int i = 2; i <= 5; ++i) {
         ExpectHeartbeatAfter(500);
-    EXPECT_EQ(connect.GetStat(), CTP2PConnect::kPending);
+        EXPECT_EQ(connect.GetStat(), CTP2PConnect::kPending) << i;
+    }
     ExpectHeartbeatAfter(500);
-    EXPECT_EQ(connect.GetStat(), CTP2PConnect::kOff);
     ExpectProbing();
     Acknowledge();  // however late
-    EXPECT_TRUE(connect.IsConnect());
     connect.SetEndpointAddr(kElsewhere);
     EXPECT_FALSE(connect.IsConnect());
+}
+
+TEST_F(P2P, AHeartbeatThatCannotBeQueuedCountsAsSent) {
+    CTSstpPort never_opened;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(connect.HeartBeat(never_opened), 0);
+        clock.Advance(200);
+    }
+    ExpectProbing(5);
 }
 
 TEST_F(P2P, TheHeartbeatGoesToTheEndpointWithIdentifierAndTick) {
@@ -107,46 +107,44 @@ TEST_F(P2P, TheHeartbeatGoesToTheEndpointWithIdentifierAndTick) {
     connect.HeartBeat(port);
     CapturedOutput([&] {
         port.Open(pool, conn);  // sends what is queued
-        WireMessage heartbeat = peer.Receive();
-        EXPECT_TRUE(heartbeat.Is(3, 8));
-        EXPECT_EQ(heartbeat.dst, 0x107u);
-        EXPECT_EQ(heartbeat.body, Hex("21222324"));
+        EXPECT_EQ(peer.Receive().Encode(), Hex("03 08 0000 0014 0000 ffffffff 00000107 21222324"));
         port.Close();
     });
 }
 
-TEST_F(P2P, PrintsItsStateAndAddress) {
-    std::string line = "ident: 0x00000107, stat: OFF, p2p addr: 127.0.0.1:4000\n";
-    EXPECT_EQ(CapturedOutput([&] { EXPECT_EQ(connect.Print(), static_cast<int>(line.size())); }),
-              line);
-    EXPECT_STREQ(CTP2PConnect::GetStatString(1), "Pending");
-    EXPECT_STREQ(CTP2PConnect::GetStatString(2), "ON");
-    EXPECT_STREQ(CTP2PConnect::GetStatString(7), "UnKnow");
-}
-
 TEST(P2PList, GrowsAsFarAsTheIndexNeedsUpToSixteen) {
-    CTP2pConnectList list;
-    EXPECT_EQ(list.Capacity(), 4);
-    ASSERT_NE(list.Insert(0x305, kEndpoint), nullptr);
-    EXPECT_EQ(list.Capacity(), 12);
-    EXPECT_EQ(list.Count(), 6);
-    EXPECT_EQ(list.FindIdle(), 0);
-    EXPECT_EQ(list.GetConnect(0x905), list.At(5));
-    EXPECT_EQ(list.At(6), nullptr);
-
-    CTP2pConnectList equal;
-    ASSERT_NE(equal.Insert(4, kEndpoint), nullptr);
-    EXPECT_EQ(equal.Capacity(), 8);
-    CTP2pConnectList far;  // one growth step would end right at the index
-    ASSERT_NE(far.Insert(12, kEndpoint), nullptr);
-    EXPECT_EQ(far.Capacity(), 16);
-    for (uint32_t index : {16u, 17u, 255u})
-        EXPECT_EQ(far.Insert(index, kEndpoint), nullptr);
-    EXPECT_EQ(CTP2pConnectList().Insert(16, kEndpoint), nullptr);
-
-    far.Destroy();
-    ASSERT_NE(far.Insert(0, kEndpoint), nullptr);
-    EXPECT_EQ(far.Capacity(), 8);
+    struct Growth {
+        uint32_t identifier;
+        int capacity, count;
+    };
+    // From 4 slots by whole steps of 8, and by 4 where the index lies right at the capacity; one
+    // step to index 12 would end right at it.
+    for (auto [identifier, capacity, count] : {Growth{0x303, 4, 4},
+                                               {0x304, 8, 5},
+                                               {0x305, 12, 6},
+                                               {0x30b, 12, 12},
+                                               {0x30c, 16, 13},
+                                               {0x30f, 16, 16}}) {
+        SCOPED_TRACE(identifier);
+        CTP2pConnectList list;
+        EXPECT_EQ(list.Capacity(), 4);
+        CTP2PConnect* connect = list.Insert(identifier, kEndpoint);
+        ASSERT_NE(connect, nullptr);
+        EXPECT_EQ(list.Capacity(), capacity);
+        EXPECT_EQ(list.Count(), count);
+        EXPECT_EQ(list.IsFull(), count == capacity);
+        EXPECT_EQ(list.GetConnect(identifier + 0x100), connect) << "the slot alone counts";
+        EXPECT_EQ(list.At(count), nullptr);
+        for (uint32_t index : {16u, 17u, 255u, 0xFFFFFFFFu})
+            EXPECT_EQ(list.Insert(index, kEndpoint), nullptr);
+        EXPECT_EQ(list.Count(), count);
+        EXPECT_EQ(list.Resize(20), capacity < 16 ? 1 : 0);
+        EXPECT_EQ(list.Capacity(), 16);
+        list.Destroy();
+        EXPECT_EQ(list.Count(), 0);
+        ASSERT_NE(list.Insert(0x301, kEndpoint), nullptr);
+        EXPECT_EQ(list.Capacity(), 8);
+    }
 }
 
 TEST(P2PList, InsertingAgainKeepsTheConnectionAndRemovingTrims) {
@@ -156,21 +154,27 @@ TEST(P2PList, InsertingAgainKeepsTheConnectionAndRemovingTrims) {
     connect->HeartBeatAckDone(ack);
     EXPECT_EQ(list.Insert(0x203, kEndpoint), connect);
     EXPECT_TRUE(connect->IsConnect());
-    EXPECT_EQ(connect->GetIdentifier(), 0x203u);
-    list.Insert(0x203, kElsewhere);
+    EXPECT_EQ(list.Insert(0x203, kElsewhere), connect);
     EXPECT_FALSE(connect->IsConnect());
+    connect->HeartBeatAckDone(ack);
 
     list.Insert(1, kEndpoint);
-    list.Remove(0);
-    list.Remove(200);
+    EXPECT_EQ(list.FindIdle(), 0);
+    EXPECT_EQ(CapturedOutput([&] { list.Print(); }),
+              "P2P connects:\n    1. NULL\n"
+              "    2. ident: 0x00000001, stat: OFF, p2p addr: 127.0.0.1:4000\n    3. NULL\n"
+              "    4. ident: 0x00000203, stat: ON, p2p addr: 127.0.0.1:4001\n");
+    EXPECT_STREQ(CTP2PConnect::GetStatString(1), "Pending");
+    EXPECT_STREQ(CTP2PConnect::GetStatString(7), "UnKnow");
+    for (uint32_t index : {0u, 4u, 200u, 0xFFFFFFFFu})
+        list.Remove(index);
     EXPECT_EQ(list.Count(), 4);
     list.Remove(3);
     EXPECT_EQ(list.Count(), 2);
-    EXPECT_EQ(CapturedOutput([&] { list.Print(); }),
-              "P2P connects:\n    1. NULL\n"
-              "    2. ident: 0x00000001, stat: OFF, p2p addr: 127.0.0.1:4000\n");
+    list.Insert(0, kEndpoint);
+    EXPECT_EQ(list.FindIdle(), -1);
     list.Remove(1);
-    EXPECT_EQ(list.Count(), 0);
+    EXPECT_EQ(list.Count(), 1);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 #include "tests/support/captured_output.h"
 #include "tests/support/moved_clock.h"
@@ -11,15 +11,22 @@
 
 namespace {
 
-WireMessage NetPacket(size_t payload, uint32_t src = 1, uint16_t seq = 1) {
+constexpr int kQueueLimit = 4096;  // network packets in one queue
+
+WireMessage Message(uint8_t type, uint8_t sub, size_t payload, uint32_t src = 1, uint16_t seq = 1) {
     WireMessage message;
-    message.type = 5;
+    message.type = type;
+    message.sub = sub;
     message.seq = seq;
     message.src = src;
     message.dst = 2;
     for (size_t i = 0; i < payload; ++i)
         Put8(message.body, static_cast<uint32_t>(i * 7));
     return message;
+}
+
+WireMessage NetPacket(size_t payload, uint32_t src = 1, uint16_t seq = 1) {
+    return Message(5, 0, payload, src, seq);
 }
 
 // The two fragments of a message longer than 1400 bytes.
@@ -41,22 +48,36 @@ class Port : public testing::Test {
         conn.SetRecvTimeout(20);
         conn.SetIdentify(0x105);
     }
-    void Open() { ASSERT_TRUE(port.Open(pool, conn)); }
-    // Both threads ran and ended: the port knows pool and connection, and the test can take the
-    // place of its threads.
-    void OpenAndClose() {
-        Open();
+    // Every descriptor goes back to the pool, whatever the test did.
+    void TearDown() override {
         port.Close();
+        port.ClearRxFifo();
+        port.ClearTxFifo();
+        EXPECT_EQ(pool.GetLoans(), 0);
     }
-    // The edge's socket has no port before it sends: a heartbeat through the transmit thread.
-    void TellPort() {
+    // The edge's socket has no port before it sends: the peer learns it from a first message.
+    void Open() {
+        ASSERT_TRUE(port.Open(pool, conn));
         CTSstpMessage hello(0);
         hello.SetType(1);
         hello.SetSeq(500);
-        port.Write(hello, central);
+        EXPECT_EQ(port.Write(hello, central), 0);
         peer.Receive();
     }
+    // Both threads ran and ended: the port knows pool and connection, and the test can take the
+    // place of its threads. Output is no longer captured.
+    void OpenAndClose() {
+        Open();
+        port.Close();
+        output.Take();
+    }
     void Send(const WireMessage& message) { peer.Reply(message); }
+    CTXmitPkt* Packet(const WireMessage& message) {
+        CTXmitPkt* pkt = pool.Alloc();
+        WireBytes bytes = message.Encode();
+        pkt->Write(bytes.data(), static_cast<int>(bytes.size()));
+        return pkt;
+    }
     // The next message of the receive queue, as it would go on the wire; released.
     WireBytes ReadBytes() {
         for (int i = 0; i < 50; ++i) {
@@ -64,8 +85,7 @@ class Port : public testing::Test {
             if (!pkt) continue;
             WireBytes bytes(pkt->GetSkb()->GetData(),
                             pkt->GetSkb()->GetData() + pkt->GetSkb()->GetDataLength());
-            source = pkt->GetSource();
-            from_port = pkt->GetRecvAddr()->GetPort();
+            EXPECT_EQ(pkt->GetSource(), kXmitFromTunnel);
             pkt->Release();
             return bytes;
         }
@@ -73,14 +93,9 @@ class Port : public testing::Test {
         return {};
     }
     // What was sent before this marker has been dealt with once the marker comes out.
-    WireBytes ReadMarker() {
-        WireMessage marker;
-        marker.type = 3;
-        marker.sub = 99;
-        Send(marker);
-        WireBytes bytes = ReadBytes();
-        EXPECT_EQ(bytes, marker.Encode());
-        return bytes;
+    void ReadMarker() {
+        Send(Message(3, 99, 0));
+        EXPECT_EQ(ReadBytes(), Message(3, 99, 0).Encode());
     }
 
     OutputCapture output;
@@ -89,172 +104,88 @@ class Port : public testing::Test {
     CTXmitPktPool pool{2048, 128};
     CTSstpConnect conn;
     CTSstpPort port;
-    uint8_t source = 99;
-    uint16_t from_port = 0;
 };
 
-TEST_F(Port, DeliversWhatArrivesWithItsSource) {
+TEST_F(Port, DeliversMessagesAndNothingElse) {
     Open();
-    TellPort();
-    WireMessage command = NetPacket(4);
-    command.type = 3;
-    Send(command);
-    EXPECT_EQ(ReadBytes(), command.Encode());
-    EXPECT_EQ(source, kXmitFromTunnel);
-    EXPECT_EQ(from_port, peer.Port());
-    Send(NetPacket(60));
-    EXPECT_EQ(ReadBytes(), NetPacket(60).Encode());
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
-}
-
-TEST_F(Port, DropsDatagramsWhoseLengthIsNoMessages) {
-    Open();
-    TellPort();
+    WireMessage padded = Message(3, 2, 4);
+    padded.length_field = 18;  // more arrived than is stated: taken
+    // An interior acknowledgement that is no heartbeat's goes on, a heartbeat's ends here.
+    for (const WireMessage& message :
+         {padded, Message(2, 12, 4), Message(7, 0, 0), NetPacket(60)}) {
+        Send(Message(2, 2, 4));
+        Send(message);
+        EXPECT_EQ(ReadBytes(), message.Encode());
+    }
     peer.SendBytes(WireBytes(15, 3), peer.LastPort());
     for (int length : {0, 15, 21, 0xFFFF}) {
-        WireMessage lying = NetPacket(4);
-        lying.type = 3;
+        WireMessage lying = Message(3, 2, 4);
         lying.length_field = length;
         Send(lying);
     }
-    WireMessage padded = NetPacket(4);  // more arrived than is stated: taken
-    padded.type = 3;
-    padded.length_field = 18;
-    Send(padded);
-    EXPECT_EQ(ReadBytes(), padded.Encode());
+    ReadMarker();
     EXPECT_EQ(port.GetCounters().malformed.Get(), 5u);
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
+    Send(NetPacket(2048 - 16));
+    EXPECT_EQ(ReadBytes().size(), 2048u);
 }
 
-TEST_F(Port, ReassemblesInEitherOrder) {
+TEST_F(Port, JoinsTheTwoFragmentsOfOneSourceAndNumber) {
     Open();
-    TellPort();
-    WireMessage whole = NetPacket(1500);
-    auto [first, second] = Fragments(whole);
-    Send(second);
-    Send(first);
-    EXPECT_EQ(ReadBytes(), whole.Encode());
-
-    Send(first);
-    Send(second);
-    WireBytes shifted = ReadBytes();
-    WireBytes expected = whole.Encode();
-    ASSERT_EQ(shifted.size(), expected.size());
-    EXPECT_TRUE(std::equal(shifted.begin(), shifted.begin() + 1400, expected.begin()));
-    EXPECT_TRUE(std::equal(shifted.begin() + 1416, shifted.end(), expected.begin() + 1400));
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
-}
-
-TEST_F(Port, FragmentsMeetOnlyTheirOwnPartner) {
-    Open();
-    TellPort();
     auto [first, second] = Fragments(NetPacket(1500, 1, 1));
     auto [other_first, other_second] = Fragments(NetPacket(1450, 2, 1));
     auto [next_first, next_second] = Fragments(NetPacket(1460, 1, 2));
-    Send(second);
-    Send(other_second);
-    Send(next_second);
-    ReadMarker();
-    Send(next_first);
+    WireMessage outdated = second;
+    outdated.body[0] ^= 0xFF;
+    for (const WireMessage& message : {outdated, other_second, next_second, second, next_first})
+        Send(message);
     EXPECT_EQ(ReadBytes(), NetPacket(1460, 1, 2).Encode());
     Send(first);
     EXPECT_EQ(ReadBytes(), NetPacket(1500, 1, 1).Encode());
     Send(other_first);
     EXPECT_EQ(ReadBytes(), NetPacket(1450, 2, 1).Encode());
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
-}
 
-TEST_F(Port, ARepeatedFragmentReplacesTheStoredOne) {
-    Open();
-    TellPort();
-    auto [first, second] = Fragments(NetPacket(1500));
-    Send(second);
-    Send(second);
+    // The other way about, what the second one brings lies 16 bytes too far to the back.
     Send(first);
-    EXPECT_EQ(ReadBytes(), NetPacket(1500).Encode());
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
-    std::string printed = output.Take();
-    EXPECT_NE(printed.find("Recv same frame, src: 1, ft: 2, fi: 1\n"), std::string::npos);
-}
+    Send(second);
+    WireBytes shifted = ReadBytes();
+    WireBytes expected = NetPacket(1500).Encode();
+    ASSERT_EQ(shifted.size(), expected.size());
+    EXPECT_TRUE(std::equal(shifted.begin(), shifted.begin() + 1400, expected.begin()));
+    EXPECT_TRUE(std::equal(shifted.begin() + 1416, shifted.end(), expected.begin() + 1400));
 
-TEST_F(Port, APairTooLargeTogetherIsDropped) {
-    Open();
-    TellPort();
-    WireMessage second = NetPacket(1500);
-    second.frame_total = 2;
-    second.frame_index = 1;
-    WireMessage first = second;
-    first.frame_index = 0;
-    Send(second);
-    Send(first);
+    // What does not fit a buffer together goes as a whole.
+    other_second.body.resize(1500);
+    Send(other_second);
+    Send(other_first);
     ReadMarker();
     EXPECT_LE(pool.GetLoans(), 1);  // the descriptor that the receive thread reads into
     port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
+    std::string printed = output.Take();
+    std::string line = "Recv same frame, src: 1, ft: 2, fi: 1\n";
+    EXPECT_NE(printed.find(line), std::string::npos);
+    EXPECT_EQ(printed.find(line), printed.rfind(line)) << "once";
 }
 
-TEST_F(Port, ManyUnpairedFragmentsStayBounded) {
+TEST_F(Port, SendsNetworkPacketsToTheCentralRouterInAtMostTwoPieces) {
     Open();
-    TellPort();
-    for (uint16_t seq = 0; seq < 1000; ++seq) {
-        Send(Fragments(NetPacket(1390, 1, seq)).second);
-        if (seq % 100 == 99) ReadMarker();
-    }
-    EXPECT_LE(pool.GetLoans(), CTNetPktFragLinker::kMaxWaiting + 1);
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
-}
-
-TEST_F(Port, SplitsWhatIsLongerThanTheMtuAndSendsTheSecondFragmentFirst) {
-    Open();
-    for (size_t payload : {1384u, 1385u}) {
-        CTXmitPkt* pkt = pool.Alloc();
-        WireBytes bytes = NetPacket(payload, 0, 0).Encode();
-        pkt->Write(bytes.data(), static_cast<int>(bytes.size()));
-        pkt->SetSendAddr(CTSockAddr("127.0.0.9", 9));  // network packets go to the central router
+    UdpPeer elsewhere;
+    for (const WireMessage& message : {Message(3, 2, 1385), NetPacket(1384), NetPacket(1385)}) {
+        WireMessage unnumbered = message;
+        unnumbered.seq = 0;
+        CTXmitPkt* pkt = Packet(unnumbered);
+        pkt->SetSendAddr(CTSockAddr("127.0.0.1", elsewhere.Port()));
         EXPECT_EQ(port.Write(pkt), 0);
     }
-    WireMessage whole = peer.Receive();
-    EXPECT_EQ(whole.body.size(), 1384u);
-    EXPECT_EQ(whole.frame_total, 0);
-    EXPECT_EQ(whole.src, 0x105u);
-    WireMessage second = peer.Receive();
-    EXPECT_EQ(second.body.size(), 1u);
-    EXPECT_EQ(second.frame_index, 1);
-    WireMessage first = peer.Receive();
-    EXPECT_EQ(first.body.size(), 1384u);
-    EXPECT_EQ(first.frame_index, 0);
-    EXPECT_EQ(first.frame_total, 2);
-    EXPECT_EQ(second.seq, 1);
-    EXPECT_EQ(first.seq, 1);
-    first.body.insert(first.body.end(), second.body.begin(), second.body.end());
-    EXPECT_EQ(first.body, NetPacket(1385).body);
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
+    EXPECT_EQ(elsewhere.Receive().body.size(), 1385u) << "a command is neither split nor diverted";
+    EXPECT_EQ(peer.Receive().Encode(), NetPacket(1384, 0x105, 0).Encode());
+    auto [first, second] = Fragments(NetPacket(1385, 0x105, 1));
+    EXPECT_EQ(peer.Receive().Encode(), second.Encode()) << "the second one first";
+    EXPECT_EQ(peer.Receive().Encode(), first.Encode());
+    EXPECT_FALSE(elsewhere.HasWaiting());
 }
 
-TEST_F(Port, HeartbeatAcknowledgementsEndHereOtherInteriorOnesGoOn) {
-    Open();
-    TellPort();
-    WireMessage ack = NetPacket(4);
-    ack.type = 2;
-    ack.sub = 2;
-    Send(ack);
-    ack.sub = 12;
-    Send(ack);
-    EXPECT_EQ(ReadBytes(), ack.Encode());
-    port.Close();
-    EXPECT_EQ(pool.GetLoans(), 0);
-}
-
-TEST_F(Port, TheHeartbeatLadderProbesFasterAndFasterUntilAnAcknowledgement) {
+TEST_F(Port, HeartbeatsComeFasterWhileUnansweredAndSixReportTheDropOff) {
     MovedClock clock;
-    port.SetHeartBeatInterval(30);
     OpenAndClose();
     // Queued heartbeats are descriptors on loan: nothing sends them while the port is closed.
     auto sends_after = [&](uint64_t ms) {
@@ -264,99 +195,100 @@ TEST_F(Port, TheHeartbeatLadderProbesFasterAndFasterUntilAnAcknowledgement) {
         EXPECT_EQ(pool.GetLoans(), before) << "too early";
         clock.Advance(1);
         EXPECT_EQ(port.SendHeartBeat(), 0);
-        return pool.GetLoans() - before;
+        EXPECT_EQ(pool.GetLoans(), before + 1);
     };
-    EXPECT_EQ(sends_after(30000), 1);
-    EXPECT_EQ(sends_after(2000), 1);
-    for (int i = 3; i <= 7; ++i)
-        EXPECT_EQ(sends_after(1000), 1);
-    CTXmitPkt ack(100);
-    port.InterCommandHeartBeatAckDone(ack);
-    EXPECT_EQ(sends_after(30000), 1);
-    EXPECT_EQ(sends_after(2000), 1);
-    port.ClearTxFifo();
-    EXPECT_EQ(pool.GetLoans(), 0);
-    std::string printed = output.Take();
-    EXPECT_NE(printed.find("txloop stop\nsstp drop off, count = 6\nsstp drop off, count = 7\n"),
-              std::string::npos)
-        << printed;
-}
-
-TEST_F(Port, TheHeartbeatIntervalIsAtLeastTwoSeconds) {
-    MovedClock clock;
-    for (int seconds : {1, -7}) {
+    sends_after(5000);
+    // Any interval below two seconds counts as two seconds.
+    for (auto [seconds, interval] : {std::pair(30, 30000u), {2, 2000u}, {1, 2000u}, {-7, 2000u}}) {
+        std::string printed = CapturedOutput([&] {
+            sends_after(2000);
+            for (int i = 3; i <= 7; ++i)
+                sends_after(1000);
+        });
+        EXPECT_EQ(printed, "sstp drop off, count = 6\nsstp drop off, count = 7\n");
+        CTXmitPkt* ack = Packet(Message(2, 2, 4));
+        port.RecvXmitPacketHandle(*ack);
+        port.RecvXmitPacketFinish(*ack);
         port.SetHeartBeatInterval(seconds);
-        OpenAndClose();
-        clock.Advance(1999);
-        port.SendHeartBeat();
-        EXPECT_EQ(pool.GetLoans(), 0);
-        clock.Advance(1);
-        port.SendHeartBeat();
-        EXPECT_EQ(pool.GetLoans(), 1);
-        CTXmitPkt ack(100);
-        port.InterCommandHeartBeatAckDone(ack);
-        port.ClearTxFifo();
+        sends_after(interval);
     }
 }
 
 TEST_F(Port, TheHeartbeatCarriesTheTickToTheCentralRouter) {
     MovedClock clock(0x11223344);
     Open();
-    TellPort();
     ReadMarker();  // the receive thread has begun and taken its first tick
-    clock.Advance(CTSstpPort::kDefaultHeartBeatMs);
+    clock.Advance(5000);
     WireMessage heartbeat = peer.Receive();
-    EXPECT_TRUE(heartbeat.Is(1, 2));
-    EXPECT_EQ(At32(heartbeat.body, 0), 0x11223344u + 5000);
-    EXPECT_EQ(heartbeat.src, 0x105u);
-    EXPECT_EQ(heartbeat.dst, kWireCentral);
-    port.Close();
+    heartbeat.seq = 0;
+    EXPECT_EQ(heartbeat.Encode(), Hex("01 02 0000 0014 0000 00000105 ffffffff 112246cc"));
 }
 
-TEST_F(Port, NetworkPacketsBeyondTheQueuesLimitAreDroppedCommandsAreNot) {
-    OpenAndClose();  // nobody takes anything from the queue
-    auto write = [&](uint8_t type) {
-        CTXmitPkt* pkt = pool.Alloc();
-        WireMessage message = NetPacket(20);
-        message.type = type;
-        WireBytes bytes = message.Encode();
-        pkt->Write(bytes.data(), static_cast<int>(bytes.size()));
-        return port.Write(pkt);
+TEST_F(Port, AFullQueueTakesNoNetworkPacketAndAFullPortLeavesDatagramsToTheSocket) {
+    OpenAndClose();  // nobody takes anything from the queues
+    auto receive = [&](uint8_t type) {
+        CTXmitPkt* pkt = Packet(Message(type, 0, 20));
+        pkt->SetStatus(kXmitDeliver);
+        port.RecvXmitPacketFinish(*pkt);
     };
-    for (int i = 0; i < CTXmitPktMtFifo::kMaxNetPackets; ++i)
-        ASSERT_EQ(write(5), 0);
-    EXPECT_EQ(write(5), 1);
-    EXPECT_EQ(write(5), 1);
-    EXPECT_EQ(write(4), 0);
-    EXPECT_EQ(write(1), 0);
-    EXPECT_EQ(port.GetCounters().tx_queue_full.Get(), 2u);
-    EXPECT_EQ(pool.GetLoans(), CTXmitPktMtFifo::kMaxNetPackets + 2);
+    for (int i = 0; i < kQueueLimit; ++i) {
+        ASSERT_EQ(port.Write(Packet(NetPacket(20))), 0);
+        receive(5);
+    }
+    EXPECT_EQ(port.Write(Packet(NetPacket(20))), 1);
+    receive(5);
+    EXPECT_EQ(port.GetCounters().tx_queue_full.Get(), 1u);
+    EXPECT_EQ(port.GetCounters().rx_queue_full.Get(), 1u);
+    EXPECT_EQ(port.Write(Packet(Message(4, 0, 20))), 0);
+    while (pool.GetLoans() < 3 * kQueueLimit)
+        receive(3);
+    EXPECT_EQ(port.GetCounters().rx_queue_full.Get(), 1u);
+    Send(NetPacket(20));
+    EXPECT_EQ(port.DoRecvXmitPacket(), 1);
+    EXPECT_EQ(pool.GetLoans(), 3 * kQueueLimit);
+    port.ClearRxFifo();
+    EXPECT_EQ(port.DoRecvXmitPacket(), 0) << "it waited in the socket";
+}
+
+TEST_F(Port, RefusesWhatItCannotQueue) {
+    CTSstpMessage msg(4);
+    EXPECT_EQ(port.Write(msg, central), 1) << "never opened";
+    CTXmitPktPool tiny{16, 1};
+    ASSERT_TRUE(port.Open(tiny, conn));
     EXPECT_EQ(port.Write(static_cast<CTXmitPkt*>(nullptr)), 1);
-}
-
-TEST_F(Port, ClosedItReadsNothingAndOpenIdleNeither) {
-    EXPECT_EQ(port.Read(), nullptr);
-    Open();
-    EXPECT_EQ(port.Read(), nullptr);
+    msg.SetDataLength(4);
+    EXPECT_EQ(port.Write(msg, central), 1);
     port.Close();
-    EXPECT_EQ(port.Read(), nullptr);
+    EXPECT_EQ(tiny.GetLoans(), 0);
 }
 
-TEST_F(Port, OpensAgainAfterAClose) {
+TEST_F(Port, ClosingReleasesWhatIsQueuedUnsentAndThePortOpensAgain) {
     for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(port.Read(), nullptr);
         Open();
-        TellPort();
         ReadMarker();
         port.Close();
-        EXPECT_EQ(pool.GetLoans(), 0);
     }
-    std::string printed = output.Take();
-    size_t stops = 0;
-    for (size_t at = 0;
-         (at = printed.find("pkt is null\nlinker is empty, count = 0\n", at)) != std::string::npos;
-         ++at)
-        ++stops;
-    EXPECT_GE(stops, 3u);
+    // The transmit thread was woken for the stop and found its queue empty.
+    EXPECT_NE(output.Take().find("pkt is null\nlinker is empty, count = 0\n"), std::string::npos);
+    CTSstpMessage msg(0);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(port.Write(msg, central), 0);
+    // Each thread's function finds the port closed.
+    std::string printed = CapturedOutput([&] {
+        CTSstpPort::rx_thread_process(&port);
+        CTSstpPort::tx_thread_process(&port);
+        CTSstpPort::rx_thread_process(nullptr);
+        CTSstpPort::tx_thread_process(nullptr);
+        CTSstpPort never_opened;
+        CTSstpPort::rx_thread_process(&never_opened);
+        CTSstpPort::tx_thread_process(&never_opened);
+    });
+    EXPECT_EQ(printed,
+              "sstp port rxloop start\nsstp port rxloop stop\n"
+              "sstp port txloop start\nsstp port txloop stop\n");
+    EXPECT_EQ(pool.GetLoans(), 0);
+    EXPECT_FALSE(peer.HasWaiting());
 }
 
 }  // namespace
