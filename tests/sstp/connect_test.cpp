@@ -181,7 +181,7 @@ TEST_F(Connect, NumbersPacketsApartFromEverythingElse) {
         uint16_t seq, number;
     };
     for (const Sent& sent :
-         {Sent{3, 0, 0}, {5, 0, 0}, {1, 0, 1}, {5, 0, 1}, {4, 77, 77}, {6, 0, 2}}) {
+         {Sent{3, 0, 0}, {5, 0, 0}, {1, 0, 1}, {5, 0, 1}, {4, 77, 77}, {2, 0, 2}}) {
         CTSstpMessage msg(0);
         msg.GetHeader().Fill(sent.type, 9, sent.seq, 16, 0, 0, 5, 6);
         EXPECT_EQ(conn.Write(central, msg), 16);
