@@ -79,5 +79,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     edge.GetConfig().SetCentralRouterPort(answerer->Port());
     edge.SstpConnect();
     edge.SstpDisConnect();
+    answerer->SetReplies(FuzzInput(nullptr, 0));  // the bytes end with this call
     return 0;
 }
