@@ -9,8 +9,8 @@ constexpr int kCentralAsks = 4;  // one and three repetitions
 // The central router's patience, after a registration and before a repetition.
 constexpr int64_t kQuietMs = 500;
 constexpr int64_t kIntervalMs = 2000;  // of heartbeats in the lab
-constexpr int64_t kLeastBeatMs = 1000;
-constexpr int64_t kLeastPeerBeatMs = 200;
+constexpr uint32_t kLeastBeatMs = 1000;
+constexpr uint32_t kLeastPeerBeatMs = 200;
 constexpr int64_t kClockSlackMs = 10000;  // far below what a wrong unit or byte order gives
 constexpr int64_t kRoundingMs = 2;
 
@@ -74,6 +74,8 @@ void Conversation::FollowPacket(const WireMessage& message, WireWay way) {
     } else {
         Want(target == &edge, "dst is another edge");
         Want(from_central || m_packets.IsHandedOn(datagram), "is not what an edge has sent");
+        Want(from_central || datagram.at - edge.registered_at >= kQuietMs - kRoundingMs,
+             "a packet too soon after the join");
     }
     if (from_central) NumberPacket(m_next_packet, message);
     if (way == WireWay::kToCentral) NumberPacket(edge.next_packet, message);
@@ -159,19 +161,18 @@ void Conversation::Command(Edge& edge, const WireMessage& command) {
 
 void Conversation::HeartBeat(Edge& edge, const WireMessage& request) {
     bool central = request.type == 1;
-    int64_t least = central ? kLeastBeatMs : kLeastPeerBeatMs;
+    uint32_t least = central ? kLeastBeatMs : kLeastPeerBeatMs;
     Want(edge.phase == Phase::kJoined, "a heartbeat of an edge that has not joined");
-    Beat beat{m_datagram->at, At32(request.body, 0)};
-    auto [last, is_first] = edge.beats.emplace(m_datagram->to, beat);
-    if (is_first) {
-        Want(!central || beat.at - edge.joined_at >= kIntervalMs - kRoundingMs, "too soon");
-        return;
-    }
-    int64_t ticks = static_cast<int32_t>(beat.tick - last->second.tick);
-    int64_t passed = beat.at - last->second.at;
-    Want(ticks >= least, "only " + std::to_string(ticks) + " ms after the last one");
+    uint32_t tick = At32(request.body, 0);
+    auto [last, is_first] = edge.beats.emplace(m_datagram->to, tick);
+    if (is_first && central)
+        Want(m_datagram->at - edge.joined_at >= kIntervalMs - kRoundingMs, "too soon");
+    Want(is_first || tick - last->second >= least, "too soon after the last one");
+    last->second = tick;
+    if (!edge.clock) edge.clock = {m_datagram->at, tick};
+    int64_t ticks = static_cast<int32_t>(tick - edge.clock->tick);
+    int64_t passed = m_datagram->at - edge.clock->at;
     Want(std::abs(ticks - passed) < kClockSlackMs, "its tick is no clock in milliseconds");
-    last->second = beat;
 }
 
 void Conversation::FollowReply(const WireMessage& message) {
@@ -192,32 +193,30 @@ void Conversation::FollowReply(const WireMessage& message) {
     }
     exchange.reply = datagram.bytes;
     Want(message.body == ReplyBody(edge, exchange, message), "its content is not as planned");
-    Answered(edge, exchange, by_central);
+    if (IsHeartbeat(exchange.request)) return;
+    by_central ? FinishStep(edge, exchange.request, message) : Acknowledged(edge, exchange.request);
 }
 
-// The consequences of a first reply.
-void Conversation::Answered(Edge& edge, const Exchange& exchange, bool by_central) {
-    uint8_t sub = exchange.request.sub;
-    uint32_t about = At32(exchange.request.body, 0);
-    if (IsHeartbeat(exchange.request)) return;
-    if (!by_central) {
-        if (sub == kAddRouter) edge.known[At32(exchange.request.body, 4)] = false;
-        if (sub == kAddDevice) edge.known[about] = true;
-        if (sub == kDelRouter) edge.known.erase(about);
-        return;
-    }
+void Conversation::Acknowledged(Edge& edge, const WireMessage& command) {
+    uint32_t about = At32(command.body, 0);
+    if (command.sub == kAddRouter) edge.known[At32(command.body, 4)] = false;
+    if (command.sub == kAddDevice) edge.known[about] = true;
+    if (command.sub == kDelRouter) edge.known.erase(about);
+}
+
+void Conversation::FinishStep(Edge& edge, const WireMessage& request, const WireMessage& reply) {
+    uint8_t sub = request.sub;
     if (edge.steps.empty() || edge.steps.front().sub != sub) return;
     edge.steps.pop_front();
     edge.open.reset();
     WireFaults faults;
-    WireBytes body(exchange.reply.begin() + 16, exchange.reply.end());
-    if (sub == kLogin) edge.identifier = DecodeWire<WireLoginReply>(body, faults).identifier;
+    if (sub == kLogin) edge.identifier = DecodeWire<WireLoginReply>(reply.body, faults).identifier;
     if (sub == kGetRouter) {
-        std::vector<WireRouter> routers = DecodeWire<WireRouterList>(body, faults).routers;
+        std::vector<WireRouter> routers = DecodeWire<WireRouterList>(reply.body, faults).routers;
         for (auto router = routers.rbegin(); router != routers.rend(); ++router)
             edge.steps.push_front({kGetDevice, router->identifier});
     }
-    if (sub == kGetDevice) edge.known[about] = true;
+    if (sub == kGetDevice) edge.known[At32(request.body, 0)] = true;
     if (sub == kAddRouter || sub == kAddDevice) edge.registered_at = m_datagram->at;
     if (!edge.steps.empty()) return;
     edge.phase = edge.phase == Phase::kJoining ? Phase::kJoined : Phase::kGone;

@@ -44,8 +44,9 @@ class Conversation {
         int64_t registered_at = 0;
         int64_t joined_at = 0;
         uint16_t next_packet = 0, next_other = 0;
-        std::map<uint32_t, bool> known;  // routers, and whether with devices
-        std::map<Endpoint, Beat> beats;  // the last one sent to each
+        std::map<uint32_t, bool> known;      // routers, and whether with devices
+        std::map<Endpoint, uint32_t> beats;  // the last tick sent to each
+        std::optional<Beat> clock;           // its first heartbeat
     };
     // A request under one number, with all its copies.
     struct Exchange {
@@ -69,7 +70,8 @@ class Conversation {
     void Ask(Edge& edge, const WireMessage& request);
     void Command(Edge& edge, const WireMessage& command);
     void HeartBeat(Edge& edge, const WireMessage& request);
-    void Answered(Edge& edge, const Exchange& exchange, bool by_central);
+    void Acknowledged(Edge& edge, const WireMessage& command);
+    void FinishStep(Edge& edge, const WireMessage& request, const WireMessage& reply);
     void Leave(Edge& edge);
     WireBytes RequestBody(const Edge& edge, const WireMessage& request, bool from_central);
     WireBytes ReplyBody(const Edge& edge, const Exchange& exchange, const WireMessage& reply);
