@@ -10,6 +10,7 @@
 #include "sstp/sstp_error.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/udp_peer.h"
+#include "tests/support/whole_edge.h"
 
 namespace {
 
@@ -138,7 +139,8 @@ TEST_F(Connect, EachCommandFailsAfterThreeUnansweredSends) {
     CTSstpError::SetLastError(1);
     for (const Step& step : Steps()) {
         SCOPED_TRACE(step.request);
-        CapturedOutput([&] { EXPECT_EQ(step.run(conn), 1); });
+        std::string printed = CapturedOutput([&] { EXPECT_EQ(step.run(conn), 1); });
+        EXPECT_EQ(printed.find(" Ack: "), std::string::npos) << "no reply to print";
         for (int i = 0; i < 3; ++i)
             EXPECT_EQ(peer.Receive().sub, Hex(step.request)[1]);
         EXPECT_FALSE(peer.HasWaiting());
@@ -207,6 +209,7 @@ TEST_F(Connect, NumbersPacketsApartFromEverythingElse) {
 
 // Loss, strays and late replies; the first send on a counter is renumbered, later ones are not.
 TEST_F(Connect, WhateverComesInsteadOfTheReplyCostsAnAttempt) {
+    conn.SetIdentify(0x100);
     CTSstpMessage request(0);
     request.SetType(3);
     CTSstpMessage reply(32);
@@ -214,7 +217,9 @@ TEST_F(Connect, WhateverComesInsteadOfTheReplyCostsAnAttempt) {
     int received = 0;
     auto router = [&] {
         WireMessage first = peer.Receive();
-        peer.SendBytes(WireBytes(15, 0xEE), peer.LastPort());
+        WireBytes cut = ReplyTo(first).Encode();  // right but for its last byte, a zero
+        cut.pop_back();
+        peer.SendBytes(cut, peer.LastPort());
         WireMessage second = peer.Receive();
         EXPECT_EQ(second.seq, first.seq + 1);
         peer.Reply(ReplyTo(first));
@@ -237,6 +242,15 @@ TEST_F(Connect, WhateverComesInsteadOfTheReplyCostsAnAttempt) {
     EXPECT_EQ(WireBytes(reply.GetDataPtr(), reply.GetDataPtr() + 32), body);
     EXPECT_EQ(conn.WriteAndWaitReply(central, request, reply, 0), 1);
     EXPECT_FALSE(peer.HasWaiting());
+}
+
+TEST_F(Connect, SendsNoMoreThanTheBufferHoldsAndOpensAgain) {
+    CTSstpMessage lying(0);
+    lying.SetLength(17);
+    EXPECT_EQ(conn.Write(central, lying), 16);
+    int descriptors = CountDescriptors();
+    CapturedOutput([&] { EXPECT_TRUE(conn.Open(central)); });
+    EXPECT_EQ(CountDescriptors(), descriptors);
 }
 
 TEST_F(Connect, ASendErrorEndsTheExchangeAtOnce) {

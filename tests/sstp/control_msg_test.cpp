@@ -21,12 +21,8 @@ TEST(ControlMessages, EchoAndLogoutAreHeadersAlone) {
     ExpectFresh<CTSstpEchoMsg>("03 02 0000 0010 0000 00000000 ffffffff", "");
     // The reply starts with the addresses of a request.
     ExpectFresh<CTSstpEchoAck>("04 02 0000 0010 0000 00000000 ffffffff", "");
-    ExpectFresh<CTSstpLogoutMsg>(
-        "03 04 0000 0010 0000 00000000 ffffffff",
-        "\nLogout: mt=cmm(3), st=logout(4), seq=0, len=16(0,0), src=0, dst=4294967295\n");
-    ExpectFresh<CTSstpLogoutAck>(
-        "04 04 0000 0010 0000 ffffffff 00000000",
-        "\nLogout Ack: mt=cmm ack(4), st=logout(4), seq=0, len=16(0,0), src=4294967295, dst=0\n");
+    ExpectFresh<CTSstpLogoutMsg>("03 04 0000 0010 0000 00000000 ffffffff", "\nLogout: ");
+    ExpectFresh<CTSstpLogoutAck>("04 04 0000 0010 0000 ffffffff 00000000", "\nLogout Ack: ");
 }
 
 TEST(ControlMessages, Login) {
@@ -40,8 +36,7 @@ TEST(ControlMessages, Login) {
             to.SetSerialNumber(from.GetSerialNumber());
             to.SetVersion(from.GetVersion());
         },
-        "Login Message:\n"
-        "mt=cmm(3), st=login(3), seq=0, len=120(0,0), src=0, dst=4294967295\n"
+        "Login Message:\n",
         "    subnet: office\n"
         "    user name: %s%n\n"
         "    user password: abcdefghijklmnopqrstuvwxyzABCDEF\n"
@@ -53,7 +48,7 @@ TEST(ControlMessages, Login) {
             to.SetError(from.GetError());
             to.SetIdentifier(from.GetIdentifier());
         },
-        "\nLogin ACK: mt=cmm ack(4), st=login(3), seq=0, len=24(0,0), src=4294967295, dst=0\n"
+        "\nLogin ACK: ",
         "    err: 4294966296\n"
         "    identifier: 0x00000A05\n");
 }
@@ -82,7 +77,7 @@ TEST(ControlMessages, Dhcp) {
             to.SetIPAddr(from.GetIPAddr());
             to.SetEtherAddr(from.GetEtherAddr());
         },
-        "\nDhcp msg: mt=cmm(3), st=dhcp(5), seq=0, len=28(0,0), src=0, dst=4294967295\n"
+        "\nDhcp msg: ",
         " MAC: 02:11:22:33:44:FF\n"
         " IP: 10.1.2.3\n");
     ExpectWire<CTSstpDhcpAck>(
@@ -93,7 +88,7 @@ TEST(ControlMessages, Dhcp) {
             to.SetMask(from.GetMask());
             to.SetIP(from.GetIP());
         },
-        "\nDhcp Ack: mt=cmm ack(4), st=dhcp(5), seq=0, len=32(0,0), src=4294967295, dst=0\n"
+        "\nDhcp Ack: ",
         " err: -1\n"
         " IP:10.1.2.3\n"
         " Gateway: 10.1.0.1\n"
@@ -106,8 +101,7 @@ TEST(ControlMessages, Subnet) {
         [](CTSstpSubnetMsg& to, const CTSstpSubnetMsg& from) {
             to.SetSubnetName(from.GetSubnetName());
         },
-        "\nSubnet: mt=cmm(3), st=subnet(6), seq=0, len=48(0,0), src=0, dst=4294967295\n"
-        " subnet name: abcdefghijklmnopqrstuvwxyzABCDEF\n");
+        "\nSubnet: ", " subnet name: abcdefghijklmnopqrstuvwxyzABCDEF\n");
     ExpectWire<CTSstpSubnetAck>(
         std::string("04 06 0000 0038 0000 ffffffff 00000000") + kFull + "0a010001 ffff0000",
         [](CTSstpSubnetAck& to, const CTSstpSubnetAck& from) {
@@ -115,7 +109,7 @@ TEST(ControlMessages, Subnet) {
             to.SetGateway(from.GetGateway());
             to.SetNetMask(from.GetNetMask());
         },
-        "\nSubnet Ack: mt=cmm ack(4), st=subnet(6), seq=0, len=56(0,0), src=4294967295, dst=0\n"
+        "\nSubnet Ack: ",
         " Subnet: abcdefghijklmnopqrstuvwxyzABCDEF\n"
         " gateway: 10.1.0.1\n"
         " network mask:255.255.0.0\n"
@@ -124,14 +118,10 @@ TEST(ControlMessages, Subnet) {
 
 TEST(ControlMessages, HeartBeat) {
     auto copy = [](auto& to, const auto& from) { to.SetTick(from.GetTick()); };
-    ExpectWire<CTSstpHeartBeatMsg>(
-        "01 02 0000 0014 0000 00000000 ffffffff 80000001", copy,
-        "\nHeartBeat: mt=inter cmm(1), st=heart beat(2), seq=0, len=20(0,0), src=0, "
-        "dst=4294967295\n tick: -2147483647\n");
-    ExpectWire<CTSstpHeartBeatAck>(
-        "02 02 0000 0014 0000 ffffffff 00000000 01020304", copy,
-        "\nHeartBeat Ack: mt=inter ack(2), st=heart beat(2), seq=0, len=20(0,0), "
-        "src=4294967295, dst=0\n tick: 16909060\n");
+    ExpectWire<CTSstpHeartBeatMsg>("01 02 0000 0014 0000 00000000 ffffffff 80000001", copy,
+                                   "\nHeartBeat: ", " tick: -2147483647\n");
+    ExpectWire<CTSstpHeartBeatAck>("02 02 0000 0014 0000 ffffffff 00000000 01020304", copy,
+                                   "\nHeartBeat Ack: ", " tick: 16909060\n");
 }
 
 }  // namespace

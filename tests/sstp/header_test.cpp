@@ -53,6 +53,7 @@ TEST(SstpHeader, AttachedViewWritesInPlaceAndACopyHasBytesOfItsOwn) {
     EXPECT_EQ(bytes, Hex(kReset));
     view = copy.GetPtr();
     view = static_cast<const sstp_msg_hdr*>(nullptr);
+    view = view.GetPtr();
     EXPECT_EQ(bytes, Hex(kWire));
 }
 

@@ -142,8 +142,11 @@ TEST(P2PList, GrowsAsFarAsTheIndexNeedsUpToSixteen) {
         EXPECT_EQ(list.Capacity(), 16);
         list.Destroy();
         EXPECT_EQ(list.Count(), 0);
-        ASSERT_NE(list.Insert(0x301, kEndpoint), nullptr);
+        ASSERT_NE(list.Insert(0x300, kEndpoint), nullptr);
         EXPECT_EQ(list.Capacity(), 8);
+        EXPECT_EQ(list.Create(99), 1);
+        EXPECT_EQ(list.Capacity(), 16);
+        EXPECT_EQ(list.Count(), 0);
     }
 }
 

@@ -86,6 +86,8 @@ class Port : public testing::Test {
             WireBytes bytes(pkt->GetSkb()->GetData(),
                             pkt->GetSkb()->GetData() + pkt->GetSkb()->GetDataLength());
             EXPECT_EQ(pkt->GetSource(), kXmitFromTunnel);
+            EXPECT_EQ(pkt->GetRecvAddr()->GetPort(), peer.Port());
+            received = pkt->GetRecvLength();
             pkt->Release();
             return bytes;
         }
@@ -104,6 +106,7 @@ class Port : public testing::Test {
     CTXmitPktPool pool{2048, 128};
     CTSstpConnect conn;
     CTSstpPort port;
+    int received = 0;  // length of the datagram that ReadBytes saw
 };
 
 TEST_F(Port, DeliversMessagesAndNothingElse) {
@@ -116,6 +119,7 @@ TEST_F(Port, DeliversMessagesAndNothingElse) {
         Send(Message(2, 2, 4));
         Send(message);
         EXPECT_EQ(ReadBytes(), message.Encode());
+        EXPECT_EQ(received, static_cast<int>(message.Encode().size()));
     }
     peer.SendBytes(WireBytes(15, 3), peer.LastPort());
     for (int length : {0, 15, 21, 0xFFFF}) {
@@ -181,6 +185,14 @@ TEST_F(Port, SendsNetworkPacketsToTheCentralRouterInAtMostTwoPieces) {
     auto [first, second] = Fragments(NetPacket(1385, 0x105, 1));
     EXPECT_EQ(peer.Receive().Encode(), second.Encode()) << "the second one first";
     EXPECT_EQ(peer.Receive().Encode(), first.Encode());
+    // A length that the buffer does not hold: nothing goes, not even the last fragment again.
+    WireMessage lying = NetPacket(4);
+    lying.length_field = 3000;
+    EXPECT_EQ(port.Write(Packet(lying)), 0);
+    CTSstpMessage marker(0);
+    marker.SetType(5);
+    EXPECT_EQ(port.Write(marker, central), 0);
+    EXPECT_EQ(peer.Receive().body.size(), 0u);
     EXPECT_FALSE(elsewhere.HasWaiting());
 }
 
@@ -251,6 +263,7 @@ TEST_F(Port, AFullQueueTakesNoNetworkPacketAndAFullPortLeavesDatagramsToTheSocke
 }
 
 TEST_F(Port, RefusesWhatItCannotQueue) {
+    MovedClock clock;
     CTSstpMessage msg(4);
     EXPECT_EQ(port.Write(msg, central), 1) << "never opened";
     CTXmitPktPool tiny{16, 1};
@@ -259,12 +272,14 @@ TEST_F(Port, RefusesWhatItCannotQueue) {
     msg.SetDataLength(4);
     EXPECT_EQ(port.Write(msg, central), 1);
     port.Close();
+    clock.Advance(5000);
+    EXPECT_EQ(port.SendHeartBeat(), 1);
+    EXPECT_EQ(port.SendHeartBeat(), 1) << "still due";
     EXPECT_EQ(tiny.GetLoans(), 0);
 }
 
 TEST_F(Port, ClosingReleasesWhatIsQueuedUnsentAndThePortOpensAgain) {
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(port.Read(), nullptr);
         Open();
         ReadMarker();
         port.Close();
@@ -274,6 +289,13 @@ TEST_F(Port, ClosingReleasesWhatIsQueuedUnsentAndThePortOpensAgain) {
     CTSstpMessage msg(0);
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(port.Write(msg, central), 0);
+    for (const WireMessage& message : {Message(3, 2, 4), Fragments(NetPacket(1500)).first}) {
+        CTXmitPkt* pkt = Packet(message);
+        port.RecvXmitPacketHandle(*pkt);
+        port.RecvXmitPacketFinish(*pkt);
+    }
+    EXPECT_EQ(port.Read(), nullptr) << "closed";
+    EXPECT_EQ(pool.GetLoans(), 5);
     // Each thread's function finds the port closed.
     std::string printed = CapturedOutput([&] {
         CTSstpPort::rx_thread_process(&port);

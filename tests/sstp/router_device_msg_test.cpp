@@ -17,11 +17,10 @@ namespace {
 
 // A fresh message whose type and sub type are given, without a record in its length.
 template <typename Msg>
-void ExpectEmpty(const std::string& types, const std::string& head, const std::string& tail = "") {
-    bool reply = types.starts_with("04");
-    ExpectFresh<Msg>(types + "0000 0010 0000" + (reply ? "ffffffff 00000000" : "00000000 ffffffff"),
-                     head + ", seq=0, len=16(0,0), " +
-                         (reply ? "src=4294967295, dst=0\n" : "src=0, dst=4294967295\n") + tail);
+void ExpectEmpty(const std::string& types, const std::string& title,
+                 const std::string& lines = "") {
+    const char* ends = types.starts_with("04") ? "ffffffff 00000000" : "00000000 ffffffff";
+    ExpectFresh<Msg>(types + "0000 0010 0000" + ends, title, lines);
 }
 
 TEST(RouterMessages, AddRouter) {
@@ -38,7 +37,7 @@ TEST(RouterMessages, AddRouter) {
             to.SetSerialNumber(from.GetSerialNumber());
             to.SetRouterLabel(from.GetRouterLabel());
         },
-        "\nAdd Router: mt=cmm(3), st=router add(10), seq=0, len=68(0,0), src=0, dst=4294967295\n"
+        "\nAdd Router: ",
         " label: lab 1\n"
         " Serial Number: 0x1a2b3c4d\n"
         " type: 258\n"
@@ -46,47 +45,36 @@ TEST(RouterMessages, AddRouter) {
     ExpectWire<CTSstpAddRouterAck>(
         "04 0a 0000 0014 0000 ffffffff 00000000 ffffffff",
         [](auto& to, const auto& from) { to.SetError(from.GetError()); },
-        "\nAdd Router Ack: mt=cmm ack(4), st=router add(10), seq=0, len=20(0,0), "
-        "src=4294967295, dst=0\n result: -1\n");
+        "\nAdd Router Ack: ", " result: -1\n");
 }
 
 TEST(RouterMessages, DelRouterAndGetDeviceNameARouter) {
     auto copy = [](auto& to, const auto& from) { to.SetIdentifier(from.GetIdentifier()); };
-    ExpectWire<CTSstpDelRouterMsg>(
-        "03 0c 0000 0014 0000 00000000 ffffffff 00000a05", copy,
-        "\nDel Router: mt=cmm(3), st=router del(12), seq=0, len=20(0,0), src=0, dst=4294967295\n"
-        " identifier: 0x00000A05\n");
-    ExpectWire<CTSstpGetDeviceMsg>(
-        "03 12 0000 0014 0000 00000000 ffffffff 00000a05", copy,
-        "\nGet Device: mt=cmm(3), st=get device(18), seq=0, len=20(0,0), src=0, dst=4294967295\n"
-        " Ident: 0x00000A05\n");
+    ExpectWire<CTSstpDelRouterMsg>("03 0c 0000 0014 0000 00000000 ffffffff 00000a05", copy,
+                                   "\nDel Router: ", " identifier: 0x00000A05\n");
+    ExpectWire<CTSstpGetDeviceMsg>("03 12 0000 0014 0000 00000000 ffffffff 00000a05", copy,
+                                   "\nGet Device: ", " Ident: 0x00000A05\n");
 }
 
 TEST(RouterMessages, PeerHeartbeat) {
     auto copy = [](auto& to, const auto& from) { to.SetTick(from.GetTick()); };
-    ExpectWire<CTSstpP2PHeartbeatMsg>(
-        "03 08 0000 0014 0000 00000000 ffffffff 01020304", copy,
-        "\np2p heartbeat: mt=cmm(3), st=p2p heartbeat(8), seq=0, len=20(0,0), src=0, "
-        "dst=4294967295\n tick: 16909060\n");
+    ExpectWire<CTSstpP2PHeartbeatMsg>("03 08 0000 0014 0000 00000000 ffffffff 01020304", copy,
+                                      "\np2p heartbeat: ", " tick: 16909060\n");
     // The reply starts with the addresses of a request.
-    ExpectWire<CTSstpP2PHeartbeatAck>(
-        "04 08 0000 0014 0000 00000000 ffffffff ffffffff", copy,
-        "\np2p heartbeat ack: mt=cmm ack(4), st=p2p heartbeat(8), seq=0, len=20(0,0), src=0, "
-        "dst=4294967295\n tick: -1\n");
+    ExpectWire<CTSstpP2PHeartbeatAck>("04 08 0000 0014 0000 00000000 ffffffff ffffffff", copy,
+                                      "\np2p heartbeat ack: ", " tick: -1\n");
 }
 
 TEST(RouterMessages, FreshOnesWithoutARecordAreHeadersAlone) {
-    ExpectEmpty<CTSstpDelRouterAck>("040c", "\nDel Router Ack: mt=cmm ack(4), st=router del(12)");
-    ExpectEmpty<CTSstpGetRouterMsg>("030e", "\nGet Router: mt=cmm(3), st=router get(14)");
-    ExpectEmpty<CTSstpGetRouterAck>("040e", "\nGet Router Ack: mt=cmm ack(4), st=router get(14)");
-    ExpectEmpty<CTSstpAddDeviceAck>("0410", "\nAdd Device Ack: mt=cmm ack(4), st=add device(16)");
-    ExpectEmpty<CTSstpDelDeviceAck>("0411", "\nDel Device Ack: mt=cmm ack(4), st=del device(17)");
-    ExpectEmpty<CTSstpGetDeviceAck>("0412", "\nGet Device Ack: mt=cmm ack(4), st=get device(18)");
+    ExpectEmpty<CTSstpDelRouterAck>("040c", "\nDel Router Ack: ");
+    ExpectEmpty<CTSstpGetRouterMsg>("030e", "\nGet Router: ");
+    ExpectEmpty<CTSstpGetRouterAck>("040e", "\nGet Router Ack: ");
+    ExpectEmpty<CTSstpAddDeviceAck>("0410", "\nAdd Device Ack: ");
+    ExpectEmpty<CTSstpDelDeviceAck>("0411", "\nDel Device Ack: ");
+    ExpectEmpty<CTSstpGetDeviceAck>("0412", "\nGet Device Ack: ");
     // Until their list is filled, these two leave out their identifier too.
-    ExpectEmpty<CTSstpAddDeviceMsg>("0310", "\nAdd Device: mt=cmm(3), st=add device(16)",
-                                    " Ident: 0x00000000\n");
-    ExpectEmpty<CTSstpDelDeviceMsg>("0311", "\nDel Device: mt=cmm(3), st=del device(17)",
-                                    " Ident: 0x00000000\n");
+    ExpectEmpty<CTSstpAddDeviceMsg>("0310", "\nAdd Device: ", " Ident: 0x00000000\n");
+    ExpectEmpty<CTSstpDelDeviceMsg>("0311", "\nDel Device: ", " Ident: 0x00000000\n");
 }
 
 constexpr char kDelDevice[] = "03 11 0000 001c 0000 00000000 ffffffff 00000a05 0a010203 c0a86364";
@@ -103,10 +91,8 @@ TEST(DeviceMessages, ListLengthIsWhatTheBufferHolds) {
         EXPECT_EQ(msg.GetParamListLength(), std::clamp(capacity - 20, 0, 8));
         std::string addrs = capacity >= 24 ? " 0. 10.1.2.3\n" : "";
         if (capacity >= 28) addrs += " 1. 192.168.99.100\n";
-        EXPECT_EQ(PrintOut(msg),
-                  "\nDel Device: mt=cmm(3), st=del device(17), seq=0, len=28(0,0), src=0, "
-                  "dst=4294967295\n Ident: 0x0000" +
-                      std::string(capacity >= 20 ? "0A05\n" : "0000\n") + addrs);
+        EXPECT_EQ(PrintOut(msg), "\nDel Device: " + HeadOf(Hex(kDelDevice)) + " Ident: 0x0000" +
+                                     (capacity >= 20 ? "0A05\n" : "0000\n") + addrs);
         // A length field below header and identifier, and one that the buffer does not hold.
         msg.SetLength(3);
         EXPECT_EQ(msg.GetParamListLength(), 0);
