@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <climits>
 #include <functional>
+#include <initializer_list>
 #include <thread>
+#include <vector>
 
 #include "base/pvu_condwait.h"
 #include "base/pvu_mutex.h"
@@ -28,67 +30,48 @@ int64_t MillisOf(const std::function<void()>& action) {
     return (CTTime::GetCurrentUS() - before) / 1000;
 }
 
-// Operations are called through pointers: the lock analysis follows whole functions only.
-template <typename Lock>
-using Operation = int (Lock::*)();
-template <typename Lock>
-constexpr Operation<Lock> kRelease = &Lock::UnLock;
+using Results = std::vector<int>;
 
-// What the operation gives in another thread than the caller's; a lock taken is released there.
+// What the operations give one after another, in one thread: none of these locks minds whose it is.
+// Through pointers, as the lock analysis follows whole functions only.
 template <typename Lock>
-int Elsewhere(Lock& lock, Operation<Lock> operation) {
-    int result = -1;
-    std::thread([&] {
-        result = (lock.*operation)();
-        if (result == 0) result = (lock.*kRelease<Lock>)();
-    }).join();
-    return result;
-}
-
-// While one thread holds what it took, the other's operation gives the result; then it is free.
-template <typename Lock>
-void ExpectWhileHeld(Lock& lock, Operation<Lock> take, Operation<Lock> other, int result) {
-    EXPECT_EQ((lock.*take)(), 0);
-    EXPECT_EQ(Elsewhere(lock, other), result);
-    EXPECT_EQ((lock.*kRelease<Lock>)(), 0);
-    EXPECT_EQ(Elsewhere(lock, other), 0);
+Results Do(Lock& lock, std::initializer_list<int (Lock::*)()> operations) {
+    Results results;
+    for (auto operation : operations)
+        results.push_back((lock.*operation)());
+    return results;
 }
 
 TEST(Locks, AdmitOneAloneOrReadersTogether) {
-    CTMutex mutex;
-    ExpectWhileHeld(mutex, &CTMutex::Lock, &CTMutex::TryLock, EBUSY);
-    ExpectWhileHeld(mutex, &CTMutex::TryLock, &CTMutex::TryLock, EBUSY);
-    CTSpinLock spin;
-    EXPECT_EQ(spin.Init(), 1);
-    ExpectWhileHeld(spin, &CTSpinLock::Lock, &CTSpinLock::TryLock, EBUSY);
-    ExpectWhileHeld(spin, &CTSpinLock::TryLock, &CTSpinLock::TryLock, EBUSY);
-    EXPECT_EQ(spin.DeInit(), 0);
-
+    using M = CTMutex;
+    M mutex;
+    EXPECT_EQ(Do(mutex, {&M::Lock, &M::TryLock, &M::UnLock, &M::TryLock, &M::TryLock, &M::UnLock}),
+              Results({0, EBUSY, 0, 0, EBUSY, 0}));
+    using S = CTSpinLock;
+    S spin;
+    EXPECT_EQ(Do(spin, {&S::Init, &S::Lock, &S::TryLock, &S::UnLock, &S::TryLock, &S::TryLock,
+                        &S::UnLock, &S::DeInit}),
+              Results({1, 0, EBUSY, 0, 0, EBUSY, 0, 0}));
     using RW = CTReadWriteLock;
     RW lock;
-    EXPECT_EQ(lock.Init(), 1);
-    for (auto read : {&RW::ReadLock, &RW::TryReadLock}) {
-        ExpectWhileHeld(lock, read, &RW::TryReadLock, 0);
-        ExpectWhileHeld(lock, read, &RW::TryWriteLock, EBUSY);
-    }
-    for (auto write : {&RW::WriteLock, &RW::TryWriteLock})
-        ExpectWhileHeld(lock, write, &RW::TryReadLock, EBUSY);
-    EXPECT_EQ(lock.DeInit(), 0);
+    EXPECT_EQ(Do(lock, {&RW::Init, &RW::ReadLock, &RW::TryReadLock, &RW::TryWriteLock, &RW::UnLock,
+                        &RW::TryWriteLock, &RW::UnLock, &RW::TryWriteLock, &RW::TryReadLock,
+                        &RW::UnLock, &RW::WriteLock, &RW::TryReadLock, &RW::UnLock, &RW::DeInit}),
+              Results({1, 0, 0, EBUSY, 0, EBUSY, 0, 0, EBUSY, 0, 0, EBUSY, 0, 0}));
 }
 
 TEST(Locks, GuardsHoldForTheirLife) {
-    using RW = CTReadWriteLock;
     CTMutex mutex;
-    RW lock;
+    CTReadWriteLock lock;
     {
         CTMutexGuard guard(mutex);
         CTReadGuard reader(lock);
-        EXPECT_EQ(Elsewhere(mutex, &CTMutex::TryLock), EBUSY);
-        EXPECT_EQ(Elsewhere(lock, &RW::TryWriteLock), EBUSY);
+        EXPECT_EQ(Do(mutex, {&CTMutex::TryLock}), Results({EBUSY}));
+        EXPECT_EQ(Do(lock, {&CTReadWriteLock::TryWriteLock}), Results({EBUSY}));
     }
-    EXPECT_EQ(Elsewhere(mutex, &CTMutex::TryLock), 0);
+    EXPECT_EQ(Do(mutex, {&CTMutex::TryLock, &CTMutex::UnLock}), Results({0, 0}));
     CTWriteGuard writer(lock);
-    EXPECT_EQ(Elsewhere(lock, &RW::TryReadLock), EBUSY);
+    EXPECT_EQ(Do(lock, {&CTReadWriteLock::TryReadLock}), Results({EBUSY}));
 }
 
 TEST(Semaphore, CountsAndItsCreateAloneIsInverted) {
