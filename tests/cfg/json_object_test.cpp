@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/captured_output.h"
+#include "tests/cfg/unformatted.h"
 #include "tests/support/scratch_dir.h"
 
 namespace {
@@ -47,16 +47,15 @@ TEST(JsonObject, WithoutKeyTextOrNodeTheAnswerIsFalseZeroOrNull) {
     EXPECT_TRUE(!empty.GetString() && !empty.SetString("x") && !empty.Print());
     EXPECT_FALSE(empty.Parse(nullptr));
     char buf[8];
-    EXPECT_EQ(CTJsonObject::ReadFile(nullptr, buf, 8), 0);
-    EXPECT_EQ(CTJsonObject::ReadFile("/etc/passwd", nullptr, 8), 0);
-    EXPECT_EQ(CTJsonObject::ReadFile("/etc/passwd", buf, 0), 0);
-    EXPECT_EQ(CTJsonObject::ReadFile(nullptr), nullptr);
-    EXPECT_EQ(CTJsonObject::WriteFile(nullptr, "x"), 0);
-    EXPECT_EQ(CTJsonObject::WriteFile("/dev/null", no_text), 0);
-    EXPECT_EQ(CTJsonObject::WriteFile("/dev/null", no_node), 0);
+    using J = CTJsonObject;
+    EXPECT_EQ(J::ReadFile(nullptr), nullptr);
+    EXPECT_EQ(J::ReadFile(nullptr, buf, 8) + J::ReadFile("/etc/passwd", nullptr, 8) +
+                  J::ReadFile("/etc/passwd", buf, 0) + J::WriteFile(nullptr, "x") +
+                  J::WriteFile("/dev/null", no_text) + J::WriteFile("/dev/null", no_node),
+              0);
 }
 
-TEST(JsonObject, BuildsAndPrintsEveryKindOfMember) {
+TEST(JsonObject, BuildsEveryKindOfMember) {
     CTJsonObject json;
     ASSERT_TRUE(json.Create());
     json.AddNull("null");
@@ -75,31 +74,22 @@ TEST(JsonObject, BuildsAndPrintsEveryKindOfMember) {
         EXPECT_TRUE(json.AddItem("item", item));
     json.DeleteItemCaseSensitive("FALSE");
     json.DeleteItem("NULL");
-    for (int times = 0; times < 2; ++times) {
-        EXPECT_STREQ(json.Print(),
-                     "{\n\t\"true\":\ttrue,\n\t\"false\":\tfalse,\n\t\"bool\":\ttrue,\n"
-                     "\t\"int\":\t-2147483648,\n\t\"double\":\t0.5,\n\t\"string\":\t\"%s\\n\",\n"
-                     "\t\"raw\":\t[ 1 ],\n\t\"object\":\t{\n\t},\n\t\"array\":\t[],\n"
-                     "\t\"item\":\t\"text\",\n\t\"item\":\ttrue,\n\t\"item\":\t5,\n"
-                     "\t\"item\":\t0.25\n}");
-    }
-    json.Free();
-    EXPECT_TRUE(json.IsEmpty());
+    EXPECT_EQ(Unformatted(json.GetHandle()),
+              R"({"true":true,"false":false,"bool":true,"int":-2147483648,"double":0.5,)"
+              R"("string":"%s\n","raw":[ 1 ],"object":{},"array":[],)"
+              R"("item":"text","item":true,"item":5,"item":0.25})");
 }
 
 TEST(JsonObject, AnIntegerIsTruncatedAndCutToItsLow32Bits) {
-    for (auto [text, expected] : {std::pair("1.9", 1),
-                                  {"-1.9", -1},
-                                  {"2147483648", INT_MIN},
-                                  {"4294967297", 1},
-                                  {"-4294967299", -3},
-                                  {"9223372036854774784", -1024},
-                                  {"-9223372036854775808", 0},
-                                  {"9223372036854775808", INT_MIN},
-                                  {"-1e300", INT_MIN},
-                                  {"1e999", INT_MIN},
-                                  {"\"12\"", INT_MIN},
-                                  {"true", INT_MIN}}) {
+    const std::pair<const char*, int> cases[] = {{"-1.9", -1},
+                                                 {"4294967297", 1},
+                                                 {"-4294967299", -3},
+                                                 {"9223372036854774784", -1024},
+                                                 {"-9223372036854775808", 0},
+                                                 {"9223372036854775808", INT_MIN},
+                                                 {"-1e300", INT_MIN},
+                                                 {"\"12\"", INT_MIN}};
+    for (auto [text, expected] : cases) {
         CTJsonObject json;
         ASSERT_TRUE(json.Parse(text));
         EXPECT_EQ(json.GetInt(), expected) << text;
@@ -110,8 +100,7 @@ TEST(JsonObject, AnIntegerIsTruncatedAndCutToItsLow32Bits) {
 TEST(JsonObject, ValuesAreReadAndChangedByType) {
     CTJsonObject json;
     ASSERT_TRUE(json.Parse(R"({"n":1,"s":"short","b":false})"));
-    EXPECT_NE(json.GetItem("N"), nullptr);
-    EXPECT_EQ(json.GetItemCaseSensitive("N"), nullptr);
+    EXPECT_TRUE(json.GetItem("N") && !json.GetItemCaseSensitive("N"));
     int integer = 0;
     double number = 0;
     char* text = nullptr;
@@ -127,15 +116,12 @@ TEST(JsonObject, ValuesAreReadAndChangedByType) {
     EXPECT_TRUE(json.GetItemValue("n", number) && number == 0.5);
     EXPECT_TRUE(json.SetItemValue("n", -3));
     EXPECT_EQ(json.GetItem("n")->valueint, -3);
-    EXPECT_EQ(json.GetItem("n")->valuedouble, -3);
     EXPECT_TRUE(json.SetItemValue("s", "a longer text"));
-    EXPECT_TRUE(json.GetItemValue("s", &text));
-    EXPECT_STREQ(text, "a longer text");
     json.GetItem("b")->type |= cJSON_IsReference;
     EXPECT_TRUE(json.SetItemValue("b", true));
     EXPECT_EQ(json.GetItem("b")->type, cJSON_True | cJSON_IsReference);
     EXPECT_TRUE(json.GetItemValue("b", flag) && flag);
-    json.Free();
+    EXPECT_EQ(Unformatted(json.GetHandle()), R"({"n":-3,"s":"a longer text","b":true})");
 }
 
 TEST(JsonObject, HandlesShareATreeAndOnlyFreeDeletesIt) {
@@ -146,6 +132,7 @@ TEST(JsonObject, HandlesShareATreeAndOnlyFreeDeletesIt) {
         CTJsonObject other;
         other = &owner;
         other.AddInt("n", 1);
+        other.Print();
         const char* text = other.Print();
         other = static_cast<cJSON*>(nullptr);
         EXPECT_TRUE(other.IsEmpty());
@@ -156,11 +143,10 @@ TEST(JsonObject, HandlesShareATreeAndOnlyFreeDeletesIt) {
         EXPECT_TRUE(other.Create());
         other.Free();
     }
-    EXPECT_FALSE(owner.Parse("{\"n\":"));
-    EXPECT_TRUE(owner.IsEmpty());
-    EXPECT_TRUE(owner.Attach(tree));
-    EXPECT_TRUE(owner.HasItem("n"));
+    EXPECT_FALSE(owner.Parse("{\"n\":") || !owner.IsEmpty());
+    EXPECT_TRUE(owner.Attach(tree) && owner.HasItem("n"));
     CTJsonObject::Free(owner);
+    EXPECT_TRUE(owner.IsEmpty());
 }
 
 TEST(JsonObject, AFileIsReadInWholePiecesThatStayBelowTheSize) {
@@ -185,9 +171,8 @@ TEST(JsonObject, AFileIsReadInWholePiecesThatStayBelowTheSize) {
 TEST(JsonObject, AFileIsParsedWholeUpToTheLargestSize) {
     ScratchDir dir;
     std::string path = dir.File("large.json");
-    OutputCapture sizes;
     size_t limit = CTJsonObject::kMaxFileSize;
-    for (size_t size : {size_t{10000}, limit, limit + 1}) {
+    for (size_t size : {limit, limit + 1}) {
         WriteWholeFile(path, "{\"text\":\"" + std::string(size - 11, 'x') + "\"}");
         CTJsonObject json;
         json = CTJsonObject::ReadFile(path.c_str());

@@ -58,9 +58,8 @@ TEST(SectionCfg, ATextIsCutToItsFieldAndOnlyAStringIsTaken) {
               "Subnet:\n\tSubnet: " + longest + "\n\tUser name: %s%n\n\tUser password: qwop\n");
     EXPECT_EQ(Unformatted(subnet.GenerateJson()),
               R"({"net name":")" + longest + R"(","user name":"%s%n","user password":"qwop"})");
-    // Not an object: nothing to take.
-    for (const char* json : {"5", "\"net name\"", "[\"x\",{\"net name\":\"y\"}]"})
-        Read(subnet, json);
+    for (const char* no_object : {"5", "\"net name\"", "[\"x\",{\"net name\":\"y\"}]"})
+        Read(subnet, no_object);
     EXPECT_EQ(subnet.ParseJson(nullptr), 0);
     EXPECT_EQ(subnet.m_net_name, longest);
     subnet.SetUserPwd((longest + "p").c_str());
@@ -69,44 +68,30 @@ TEST(SectionCfg, ATextIsCutToItsFieldAndOnlyAStringIsTaken) {
 }
 
 TEST(SectionCfg, TypeAndLayerAreReadByRulesThatDifferFromWriting) {
-    const struct {
-        const char* json;
-        int type;
-        int layer;
-    } rows[] = {
-        {R"({"type":"HW","layer":"L0"})", 0, 3},
-        {R"({"type":"TAP","layer":"L1"})", 1, 3},
-        {R"({"type":"TUN","layer":"L2"})", 2, 3},
-        {R"({"type":"BRIDGE","layer":"L3"})", 3, 3},
-        {R"({"type":"ECHO","layer":"L4"})", 4, 4},
-        {R"({"type":"bridge","layer":"L9"})", 0, 3},
-        {R"({"type":"","layer":""})", 0, 3},
-        {R"({"type":1,"layer":4,"label":5})", 9, 7},
-        {R"({})", 9, 7},
-    };
     CTLocalRouterCfg router;
     router.m_serial_number = 0x80000000;
-    for (const auto& row : rows) {
-        router.m_type = 9;
-        router.m_layer = 7;
-        Read(router, row.json);
-        EXPECT_EQ(router.m_type, row.type) << row.json;
-        EXPECT_EQ(router.m_layer, row.layer) << row.json;
-    }
     const char* types[] = {"HW", "TAP", "TUN", "BRIDGE", "ECHO", "TUN"};
     const char* layers[] = {"L0", "L1", "L2", "L3", "L4", "L3"};
     for (uint8_t i = 0; i < 6; ++i) {
         router.m_type = i;
         router.m_layer = i;
-        EXPECT_EQ(Unformatted(router.GenerateJson()),
-                  std::string(R"({"label":"tap-1","serial number":-2147483648,"type":")")
-                      .append(types[i])
-                      .append(R"(","layer":")")
-                      .append(layers[i])
-                      .append("\"}"));
+        Read(router, R"({"type":1,"layer":4,"label":5})");  // nothing to take
+        std::string json = Unformatted(router.GenerateJson());
+        EXPECT_EQ(json, std::string(R"({"label":"tap-1","serial number":-2147483648,"type":")") +
+                            types[i] + R"(","layer":")" + layers[i] + "\"}");
+        router.m_serial_number = 0;
+        router.m_type = 9;
+        Read(router, json);
+        EXPECT_EQ(router.m_serial_number, 0x80000000);
+        EXPECT_EQ(router.m_type, i == 5 ? 2 : i);
+        EXPECT_EQ(router.m_layer, i == 4 ? 4 : 3);
     }
-    Read(router, R"({"serial number":-2147483647})");
-    EXPECT_EQ(router.m_serial_number, 0x80000001);
+    for (const char* no_name : {R"({"type":"bridge","layer":"L9"})", R"({"type":"","layer":""})"}) {
+        router.m_type = 9;
+        router.m_layer = 7;
+        Read(router, no_name);
+        EXPECT_TRUE(router.m_type == 0 && router.m_layer == 3) << no_name;
+    }
 }
 
 TEST(SectionCfg, AnAddressThatDoesNotParseLeavesItsField) {
@@ -116,10 +101,8 @@ TEST(SectionCfg, AnAddressThatDoesNotParseLeavesItsField) {
     Read(host, good);
     for (const char* bad : {"\"\"", "\"1.2.3\"", "\"1.2.3.4444\"", "\"1.2.3.4 \"",
                             "\"11:22:33:44:55\"", "\"11:22:33:44:55:6x\"", "5", "null", "[]"}) {
-        std::string json = R"({"ip":@,"mac":@,"gateway":@,"netmask":@})";
-        for (size_t at = json.find('@'); at != std::string::npos; at = json.find('@'))
-            json.replace(at, 1, bad);
-        Read(host, json);
+        Read(host, std::string(R"({"ip":)") + bad + R"(,"mac":)" + bad + R"(,"gateway":)" + bad +
+                       R"(,"netmask":)" + bad + "}");
         EXPECT_EQ(Unformatted(host.GenerateJson()), good) << bad;
     }
     host.SetEtherAddr(nullptr);
@@ -132,20 +115,18 @@ TEST(SectionCfg, AnAddressThatDoesNotParseLeavesItsField) {
 TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndAFlagIsTrueForTheLiteralTrueOnly) {
     CTCentralRouterCfg central;
     CTSstpCfg sstp;
-    for (auto [json, port, timeout] : {std::tuple("80.9", 80, 80),
-                                       {"65537", 1, 65537},
+    for (auto [json, port, timeout] : {std::tuple("65537.9", 1, 65537),
                                        {"-1", 65535, -1},
                                        {"\"true\"", 0, INT_MIN},
-                                       {"1e300", 0, INT_MIN},
                                        {"true", 0, INT_MIN}}) {
         Read(central, std::string(R"({"ip":"no address","port":)") + json + "}");
-        EXPECT_EQ(Printed(central),
-                  "TCR: \n\tIP: 127.0.0.1\n\tPort: " + std::to_string(port) + "\n");
+        EXPECT_EQ(central.m_port, port) << json;
         sstp.m_p2p_enable = true;
         Read(sstp, std::string(R"({"recv timeout":)") + json + R"(,"p2p eanble":)" + json + "}");
         EXPECT_EQ(sstp.m_recv_timeout, timeout) << json;
         EXPECT_EQ(sstp.m_p2p_enable, json == std::string("true")) << json;
     }
+    EXPECT_EQ(Printed(central), "TCR: \n\tIP: 127.0.0.1\n\tPort: 0\n");
     // The spelling of a fresh file.
     Read(sstp, R"({"recv timeout":200,"p2p enable":false,"mtuj":9})");
     EXPECT_EQ(Unformatted(sstp.GenerateJson()),
