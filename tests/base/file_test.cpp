@@ -38,7 +38,7 @@ TEST(File, CountsElementsAndSeeks) {
     char buf[16] = {};
     EXPECT_EQ(CTFile::WriteFile(missing.c_str(), "?", 1), 0);
     EXPECT_EQ(CTFile::ReadFile(missing.c_str(), buf, 1), 0);
-    EXPECT_FALSE(CTFile::IsFileExist(path.c_str()));
+    EXPECT_FALSE(CTFile::IsFileExist(path.c_str()) || CTFileOp::FileExist(nullptr));
     EXPECT_EQ(CTFile::WriteFile(path.c_str(), "overwritten by what follows", 27), 27);
     CTFile file;
     ASSERT_TRUE(file.Open(path.c_str(), "w+"));

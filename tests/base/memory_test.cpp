@@ -43,17 +43,16 @@ TEST(LinkedList, FollowsAModelThroughRandomOperations) {
         auto at = std::find(ring.begin(), ring.end(), node);
         bool back = random() % 2 != 0;
         bool ends = random() % 3 != 0;
+        auto pop = back ? &CTLinkedList::pop_back : &CTLinkedList::pop_front;
         if (at == ring.end()) {
-            at = ends && !back ? ring.begin() : ring.end() - 1;
-            if (!ends && ring.size() > 1) at = ring.begin() + 1;
-            EXPECT_EQ(!ends  ? list.insert(*at, node)
-                      : back ? list.push_back(node)
-                             : list.push_front(node),
-                      node);
+            at = back ? ring.end() - 1 : ring.begin();
+            if (!ends) at = ring.begin() + std::ssize(ring) / 2;
+            auto push = back ? &CTLinkedList::push_back : &CTLinkedList::push_front;
+            EXPECT_EQ(ends ? (list.*push)(node) : list.insert(*at, node), node);
             ring.insert(at, node);
         } else if (ends) {
             at = back ? ring.end() - 2 : ring.begin();
-            EXPECT_EQ(back ? list.pop_back() : list.pop_front(), *at);
+            EXPECT_EQ((list.*pop)(), *at);
             ring.erase(at);
         } else {
             at = ring.erase(at);
@@ -62,7 +61,7 @@ TEST(LinkedList, FollowsAModelThroughRandomOperations) {
         }
         ASSERT_NO_FATAL_FAILURE(ExpectRing(list, ring));
         if (ring.size() > 1) continue;
-        ASSERT_EQ(back ? list.pop_back() : list.pop_front(), nullptr);
+        ASSERT_EQ((list.*pop)(), nullptr);
     }
 }
 

@@ -41,10 +41,14 @@ std::string FileInOneLine(const std::string& path) {
     return Unformatted(CTJsonObject::ReadFile(path.c_str()));
 }
 
-TEST(SysCfg, AMissingFileIsCreatedWithTheDefaultsAndRead) {
+class SysCfg : public testing::Test {
+  protected:
     ScratchDir dir;
     std::string path = dir.File("config.json");
     CTSysCfg cfg;
+};
+
+TEST_F(SysCfg, AMissingFileIsCreatedWithTheDefaultsAndRead) {
     EXPECT_EQ(cfg.GetLocalIPAddr(), 0xC0A80F0AU);
     EXPECT_EQ(cfg.GetSubnetGateway(), 0xC0A80F05U);
     EXPECT_EQ(cfg.GetLocalEtherAddr()[0] & 3, 2) << "not a local unicast address";
@@ -67,11 +71,8 @@ TEST(SysCfg, AMissingFileIsCreatedWithTheDefaultsAndRead) {
     EXPECT_STREQ(other.GetLocalRouterLabel(), "tap-2");
 }
 
-TEST(SysCfg, AFullFileIsReadPrintedGivenSetAndWrittenBackUnchanged) {
-    ScratchDir dir;
-    std::string path = dir.File("config.json");
+TEST_F(SysCfg, AFullFileIsReadPrintedGivenSetAndWrittenBackUnchanged) {
     WriteWholeFile(path, InCapitals(kFull));
-    CTSysCfg cfg;
     EXPECT_EQ(cfg.ReadFromJsonFile(path.c_str()), 0);
     EXPECT_EQ(CapturedOutput([&] { cfg.Print(); }),
               "------------------- System config -------------------\n"
@@ -107,7 +108,7 @@ TEST(SysCfg, AFullFileIsReadPrintedGivenSetAndWrittenBackUnchanged) {
     EXPECT_EQ(Unformatted(to.GenJson()).substr(0, head.size()), head);
 }
 
-TEST(SysCfg, AHostileFileChangesNothingAndStaysAsItIs) {
+TEST_F(SysCfg, AHostileFileChangesNothingAndStaysAsItIs) {
     const std::string contents[] = {
         "",
         kFull.substr(0, kFull.size() - 1),
@@ -116,9 +117,6 @@ TEST(SysCfg, AHostileFileChangesNothingAndStaysAsItIs) {
         std::string(5000, '\0') + kFull,
         std::string(100000, '['),
     };
-    ScratchDir dir;
-    std::string path = dir.File("config.json");
-    CTSysCfg cfg;
     std::string before = Unformatted(cfg.GenJson());
     for (const std::string& content : contents) {
         WriteWholeFile(path, content);
@@ -131,11 +129,10 @@ TEST(SysCfg, AHostileFileChangesNothingAndStaysAsItIs) {
     EXPECT_EQ(Unformatted(cfg.GenJson()), before);
 }
 
-TEST(SysCfg, WithoutAPathTheFileStandsBesideTheProgram) {
+TEST_F(SysCfg, WithoutAPathTheFileStandsBesideTheProgram) {
     std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
-    std::string path = program.replace_filename("config.json");
+    path = program.replace_filename("config.json");
     std::filesystem::remove(path);
-    CTSysCfg cfg;
     std::string output = CapturedOutput([&] {
         EXPECT_EQ(cfg.ReadFromJsonFile(), 0);
         EXPECT_GT(cfg.WriteToJsonFile(), 0);
