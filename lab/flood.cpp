@@ -58,8 +58,8 @@ struct Options {
     double rate = 0;
     int size = 200;
     unsigned seed = 1;
-    const char* kind = nullptr;
-    const char* address = nullptr;
+    const char* kind = "";
+    const char* address = "";
     int port = 0;
 };
 
