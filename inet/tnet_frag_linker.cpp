@@ -5,8 +5,20 @@
 namespace {
 
 constexpr unsigned kSweepAgeMs = 800;
+constexpr uint32_t kHashFactor = 0x9E3779B1;  // spreads neighbouring sources
 
 }  // namespace
+
+// The numbers of one source follow each other, so they lie in different buckets.
+size_t CTNetPktFragLinker::BucketOf(uint32_t src, uint16_t seq) {
+    return ((src * kHashFactor >> 16) ^ seq) % kBuckets;
+}
+
+// What is no message is never found, in whatever bucket it is.
+size_t CTNetPktFragLinker::BucketOf(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    return msg.Attach(pkt) ? BucketOf(msg.GetSrc(), msg.GetSeq()) : 0;
+}
 
 template <typename Match>
 CTXmitPkt* CTNetPktFragLinker::FindIf(Match match) {
@@ -25,14 +37,17 @@ int CTNetPktFragLinker::Add(CTXmitPkt& pkt) {
     }
     pkt.SetRecvTick(static_cast<unsigned>(CTTime::GetCurrentTick()));
     m_list.push_front(&pkt);
+    ++m_in_bucket[BucketOf(pkt)];
     return 0;
 }
 
 CTXmitPkt* CTNetPktFragLinker::Find(unsigned src, unsigned short seq) {
+    if (m_in_bucket[BucketOf(src, seq)] == 0) return nullptr;
     return FindIf([=](CTSstpMessage& msg) { return msg.GetSrc() == src && msg.GetSeq() == seq; });
 }
 
 CTXmitPkt* CTNetPktFragLinker::Find(unsigned src, unsigned short seq, unsigned char index) {
+    if (m_in_bucket[BucketOf(src, seq)] == 0) return nullptr;
     return FindIf([=](CTSstpMessage& msg) {
         return msg.GetSrc() == src && msg.GetSeq() == seq && msg.GetFrameIndex() == index;
     });
@@ -45,6 +60,7 @@ CTXmitPkt* CTNetPktFragLinker::Find(CTXmitPkt& pkt) {
 
 int CTNetPktFragLinker::Delete(CTXmitPkt& pkt) {
     m_list.erase(&pkt);
+    --m_in_bucket[BucketOf(pkt)];
     pkt.Release();
     return 0;
 }
@@ -64,4 +80,5 @@ int CTNetPktFragLinker::DeleteTimeout(unsigned now) {
 void CTNetPktFragLinker::Release() {
     while (CTLinkedNode* node = m_list.pop_front())
         static_cast<CTXmitPkt*>(node)->Release();
+    m_in_bucket.fill(0);
 }

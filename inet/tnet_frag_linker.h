@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "base/pvu_counter.h"
@@ -10,6 +11,10 @@
 // The store of fragments that wait for their partner, newest at the front, keyed by source router
 // and sequence number. It owns what it holds until it gives it back to its pool. Used by the
 // tunnel port's receive thread only.
+//
+// A fragment that comes before its partner, as every pair's first one does, must not walk past all
+// that waits: a count of those in the same bucket of a hash tells mostly that there is none to
+// find. The header of a stored fragment stays as it is.
 class CTNetPktFragLinker {
   public:
     // Anybody can send fragments without partner: the oldest goes when one more arrives.
@@ -37,9 +42,14 @@ class CTNetPktFragLinker {
     uint64_t GetEvicted() const { return m_evicted.Get(); }
 
   private:
+    static constexpr size_t kBuckets = 4096;
+
+    static size_t BucketOf(uint32_t src, uint16_t seq);
+    static size_t BucketOf(CTXmitPkt& pkt);
     template <typename Match>
     CTXmitPkt* FindIf(Match match);
 
     CTLinkedList m_list;
+    std::array<uint16_t, kBuckets> m_in_bucket{};  // how many of the list
     CTCounter m_evicted;
 };

@@ -35,11 +35,15 @@ class CTXmitPktPool {
 
     // Descriptors handed out by Alloc and not yet back.
     int GetLoans() const { return m_loans.load(std::memory_order_relaxed); }
+    // Gives the memory of a burst whose descriptors came back to the system; true when there was
+    // one. Takes a millisecond then, so it is for a thread that carries no packets.
+    bool Trim();
 
   private:
     const int m_max;
     const int m_bufsize;
     std::atomic<int> m_loans{0};
+    std::atomic<int> m_most_loans{0};  // since the last trim
     CTLinkedList m_idle PVU_GUARDED_BY(m_mutex);
     CTMutex m_mutex;
 };

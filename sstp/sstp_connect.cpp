@@ -3,6 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
+namespace {
+
+constexpr int kRecvBufKb = 1024;
+
+}  // namespace
+
 CTSstpConnect::CTSstpConnect() {
     m_central.Zero();
 }
@@ -11,6 +17,9 @@ bool CTSstpConnect::Open(CTSockAddr& central) {
     Close();
     if (!m_udp.Open()) return false;
     SetRecvTimeout(kDefaultRecvTimeoutMs);
+    // The system's own size holds under 100 full datagrams: a burst while the receive thread waits
+    // for its turn would take heartbeat replies and commands with it. It may grant less.
+    m_udp.SetRecvBufSize(kRecvBufKb);
     m_central = central;
     return true;
 }

@@ -12,18 +12,6 @@ namespace {
 constexpr int kReadWaitMs = 200;
 constexpr unsigned kClosedReadMs = 5;
 
-void Clear(CTXmitPktMtFifo& fifo, CTSemaphore& semaphore) {
-    while (CTXmitPkt* pkt = fifo.Dequeue()) {
-        semaphore.TryWait();  // the post that came with it
-        pkt->Release();
-    }
-}
-
-bool IsNetPacket(CTXmitPkt& pkt) {
-    CTSstpMessage msg;
-    return msg.Attach(pkt) && msg.GetType() == kSstpNetPacket;
-}
-
 }  // namespace
 
 CTSstpPort::~CTSstpPort() {
@@ -82,14 +70,10 @@ void CTSstpPort::StopThread() {
 
 int CTSstpPort::Write(CTXmitPkt* pkt) {
     if (!pkt) return 1;
-    if (IsNetPacket(*pkt)) {
-        if (m_tx_fifo.Enqueue(pkt, CTXmitPktMtFifo::kMaxNetPackets) != 0) {
-            m_counters.tx_queue_full.Add();
-            pkt->Release();
-            return 1;
-        }
-    } else {
-        m_tx_fifo.Enqueue(pkt);
+    if (Put(m_tx_fifo, *pkt) != 0) {
+        m_counters.tx_queue_full.Add();
+        pkt->Release();
+        return 1;
     }
     m_tx_semaphore.Post();
     return 0;
@@ -110,15 +94,39 @@ int CTSstpPort::Write(CTSstpMessage& msg, CTSockAddr& to) {
     return Write(pkt);
 }
 
+bool CTSstpPort::IsNetPacket(CTXmitPkt& pkt) {
+    CTSstpMessage msg;
+    return msg.Attach(pkt) && msg.GetType() == kSstpNetPacket;
+}
+
+int CTSstpPort::Put(CTXmitPktMtFifo& queue, CTXmitPkt& pkt) {
+    if (IsNetPacket(pkt)) return queue.Enqueue(&pkt, CTXmitPktMtFifo::kMaxNetPackets);
+    ++m_commands_waiting;
+    return queue.Enqueue(&pkt);
+}
+
+CTXmitPkt* CTSstpPort::Take(CTXmitPktMtFifo& queue) {
+    CTXmitPkt* pkt = queue.Dequeue();
+    if (pkt && !IsNetPacket(*pkt)) --m_commands_waiting;
+    return pkt;
+}
+
 CTXmitPkt* CTSstpPort::Read() {
     if (!m_rx_running) {
         pvu_msleep(kClosedReadMs);
         return nullptr;
     }
     if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return nullptr;
-    CTXmitPkt* pkt = m_rx_fifo.Dequeue();
+    CTXmitPkt* pkt = Take(m_rx_fifo);
     TellRoom();
     return pkt;
+}
+
+void CTSstpPort::Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore) {
+    while (CTXmitPkt* pkt = Take(queue)) {
+        semaphore.TryWait();  // the post that came with it
+        pkt->Release();
+    }
 }
 
 void CTSstpPort::ClearRxFifo() {

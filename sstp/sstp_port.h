@@ -92,6 +92,7 @@ class CTSstpPort {
         CTCounter merge_refused;  // pairs of fragments too large to join
         CTCounter rx_queue_full;  // network packets dropped because too many waited
         CTCounter tx_queue_full;
+        CTCounter flooded;       // commands of strangers, likewise (see IsFlooded)
         CTCounter sent;          // messages; a split one counts once
         CTCounter send_refused;  // by the system
     };
@@ -106,7 +107,12 @@ class CTSstpPort {
   private:
     void RxLoop();
     void TxLoop();
+    int Put(CTXmitPktMtFifo& queue, CTXmitPkt& pkt);
+    CTXmitPkt* Take(CTXmitPktMtFifo& queue);
+    void Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore);
     void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, CTSstpMessage& stored_msg);
+    static bool IsNetPacket(CTXmitPkt& pkt);
+    bool IsFlooded(CTXmitPkt& pkt);
     bool BacklogIsFull();
     void WaitForRoom();
     void TellRoom();
@@ -119,6 +125,7 @@ class CTSstpPort {
     CTSemaphore m_tx_semaphore;  // posted once for each entry of the transmit queue
     CTXmitPktMtFifo m_rx_fifo;
     CTXmitPktMtFifo m_tx_fifo;
+    std::atomic<int> m_commands_waiting{0};  // in both queues: all but network packets
     CTXmitPktPool* m_pool = nullptr;
     CTSstpConnect* m_conn = nullptr;
 

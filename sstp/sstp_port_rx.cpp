@@ -20,6 +20,7 @@ constexpr unsigned kMissesToDropOff = 5;
 // packets each way, and as many commands and acknowledgements.
 constexpr int kMaxBacklog = 3 * CTXmitPktMtFifo::kMaxNetPackets;
 constexpr int kRoomWaitMs = 100;
+constexpr int kMaxCommandsOfStrangers = 1024;
 
 uint32_t Now() {
     return static_cast<uint32_t>(CTTime::GetCurrentTick());
@@ -59,9 +60,18 @@ int CTSstpPort::DoRecvXmitPacket() {
     return 0;
 }
 
-// Commands and acknowledgements are never dropped, so a flood of them could fill the memory. When
-// too much waits the thread leaves datagrams to the socket's own buffer until a consumer has
-// taken something; heartbeats go on, as the wait is bounded.
+// Anybody can send commands and peer heartbeats, faster than they are carried out and answered.
+// What comes from elsewhere than the central router is dropped while too many of them wait, be it
+// here or as answers: otherwise the central router's commands and everybody's packets would be
+// lost in the socket's full buffer or wait behind a long queue.
+bool CTSstpPort::IsFlooded(CTXmitPkt& pkt) {
+    return m_commands_waiting >= kMaxCommandsOfStrangers && !IsNetPacket(pkt) &&
+           !(*pkt.GetRecvAddr() == m_conn->GetCentralRouterAddr());
+}
+
+// The central router's commands and acknowledgements are never dropped, so a flood under its
+// address could fill the memory. When too much waits the thread leaves datagrams to the socket's
+// own buffer until a consumer has taken something; heartbeats go on, as the wait is bounded.
 bool CTSstpPort::BacklogIsFull() {
     return m_rx_fifo.Count() + m_tx_fifo.Count() >= kMaxBacklog;
 }
@@ -91,6 +101,7 @@ CTXmitPkt* CTSstpPort::Recv() {
     CTSockAddr from;
     int length = m_conn->Read(from, msg);
     if (length <= 0) {
+        if (length == 0) m_counters.malformed.Add();
         pkt->Release();
         return nullptr;
     }
@@ -184,11 +195,12 @@ void CTSstpPort::RecvXmitPacketFinish(CTXmitPkt& pkt) {
         return;
     }
     if (pkt.GetStatus() != kXmitDeliver) return;
-    CTSstpMessage msg;
-    bool net_packet = msg.Attach(pkt) && msg.GetType() == kSstpNetPacket;
-    int result = net_packet ? m_rx_fifo.Enqueue(&pkt, CTXmitPktMtFifo::kMaxNetPackets)
-                            : m_rx_fifo.Enqueue(&pkt);
-    if (result != 0) {
+    if (IsFlooded(pkt)) {
+        m_counters.flooded.Add();
+        pkt.Release();
+        return;
+    }
+    if (Put(m_rx_fifo, pkt) != 0) {
         m_counters.rx_queue_full.Add();
         pkt.Release();
         return;

@@ -25,7 +25,7 @@ void CTSstpPort::TxLoop() {
     m_splitter.SetMtu(m_conn->GetMtu());
     while (m_tx_running) {
         m_tx_semaphore.Wait();
-        CTXmitPkt* pkt = m_tx_fifo.Dequeue();
+        CTXmitPkt* pkt = Take(m_tx_fifo);
         TellRoom();
         if (!pkt) {
             printf("pkt is null\n");

@@ -15,6 +15,7 @@ namespace {
 constexpr int kPoolBufSize = 2048;
 constexpr int kPoolMax = 128;
 constexpr unsigned kQuitPollMs = 100;
+constexpr unsigned kLooksBetweenTrims = 10;
 constexpr char kLogFile[] = "tamvo.log";
 constexpr char kConfigFile[] = "config.json";
 
@@ -65,8 +66,9 @@ int CTsdwSys::MainLoop() {
         flog_close();
         return 1;
     }
-    while (m_quit != 1) {
+    for (unsigned look = 0; m_quit != 1; ++look) {
         if (m_status_asked.exchange(false)) PrintStatus();
+        if (look % kLooksBetweenTrims == 0) m_pool.Trim();
         pvu_msleep(kQuitPollMs);
     }
     Stop();

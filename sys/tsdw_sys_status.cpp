@@ -45,6 +45,7 @@ void AddTunnel(CTString& text, const CTSstpPort& port) {
     Add(text, "dropped, fragment without partner", port.GetFragmentsEvicted());
     Add(text, "dropped, too large when joined", counters.merge_refused.Get());
     Add(text, "dropped, receive queue full", counters.rx_queue_full.Get());
+    Add(text, "dropped, flood of commands", counters.flooded.Get());
 }
 
 void AddInward(CTString& text, const CTNetDevice& device, const CTForwardIngress& ingress) {

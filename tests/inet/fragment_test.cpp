@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <list>
 #include <random>
 #include <string>
 
@@ -199,6 +201,38 @@ TEST_F(Fragments, TheStoreFindsTheNewestBySourceAndNumberAndGivesBackWhatItDelet
     EXPECT_EQ(store.Delete(*b), 0);
     EXPECT_EQ(store.Find(2, 10), nullptr);
     EXPECT_EQ(pool.GetLoans(), 3);
+}
+
+// Numbers 4096 apart, and the same of several sources, meet in the store's index.
+TEST_F(Fragments, TheStoreFindsWhatASimpleListFinds) {
+    std::mt19937 random(7);
+    std::list<CTXmitPkt*> model;  // newest first
+    auto src = [&] { return 0x10000 * static_cast<uint32_t>(random() % 3); };
+    auto seq = [&] { return static_cast<uint16_t>(4096 * (random() % 4) + random() % 3); };
+    auto is = [](uint32_t s, uint16_t n) {
+        return [=](CTXmitPkt* pkt) {
+            CTSstpMessage msg;
+            return msg.Attach(pkt) && msg.GetSrc() == s && msg.GetSeq() == n;
+        };
+    };
+    for (int step = 0; step < 20000; ++step) {
+        uint32_t s = src();
+        uint16_t n = seq();
+        auto found = std::find_if(model.begin(), model.end(), is(s, n));
+        ASSERT_EQ(store.Find(s, n), found == model.end() ? nullptr : *found) << step;
+        auto action = random() % 4000;
+        if (action == 0) {
+            store.Release();
+            model.clear();
+        } else if (action < 2300) {
+            if (model.size() == 256) model.pop_back();
+            model.push_front(Message(20, s, n));
+            store.Add(*model.front());
+        } else if (found != model.end()) {
+            store.Delete(**found);
+            model.erase(found);
+        }
+    }
 }
 
 TEST_F(Fragments, TheOldestGoesWhenTheStoreIsFull) {

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <thread>
+#include <vector>
 
 #include "inet/xmit_pkt_fifo.h"
 #include "inet/xmit_pkt_pipe.h"
@@ -125,6 +126,30 @@ TEST(XmitPktPipe, BlocksItsReaderAndWakesItForANullWriteToo) {
               "CTXimtPktPipe: free packet failed, owner is NULL\n");
     CTXimtPktPipe::FreePacket(nullptr);
     EXPECT_EQ(CapturedOutput(test_xmitpkt_pipe), "get pkt success\n");
+}
+
+TEST(XmitPktPool, ABurstsMemoryIsGivenBackOnceItIsOver) {
+    CTXmitPktPool pool(100, 1);
+    std::vector<CTXmitPkt*> out;
+    auto take = [&](size_t count) {
+        while (out.size() < count)
+            out.push_back(pool.Alloc());
+    };
+    auto give_back = [&](size_t left) {
+        for (; out.size() > left; out.pop_back())
+            out.back()->Release();
+    };
+    take(256);
+    give_back(1);
+    EXPECT_FALSE(pool.Trim()) << "no burst";
+    take(600);
+    EXPECT_FALSE(pool.Trim()) << "not over";
+    give_back(256);
+    EXPECT_TRUE(pool.Trim()) << "the rest may stay for good";
+    take(511);
+    give_back(256);
+    EXPECT_FALSE(pool.Trim()) << "no new burst";
+    give_back(0);
 }
 
 }  // namespace

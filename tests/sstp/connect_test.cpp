@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -263,6 +264,25 @@ TEST_F(Connect, ASendErrorEndsTheExchangeAtOnce) {
     CTSockAddr nowhere("127.0.0.1", 0);
     conn.SetCentralRouterAddr(nowhere);
     EXPECT_EQ(CTSstpConnect::SstpEcho(conn), 1);
+}
+
+TEST_F(Connect, ABurstOfFullDatagramsWaitsForItsReader) {
+    constexpr int kBurst = 300;  // the usual buffer holds some 90
+    int most = 0;
+    std::ifstream("/proc/sys/net/core/rmem_max") >> most;
+    if (most < 1024 * 1024) GTEST_SKIP() << "the system grants no larger buffer";
+    CTSstpMessage hello(1384);
+    hello.SetType(5);
+    conn.Write(central, hello);
+    peer.Receive();
+    for (int i = 0; i < kBurst; ++i)
+        peer.SendBytes(WireBytes(1400, 5), peer.LastPort());
+    ShortWaits();
+    CTSockAddr from;
+    int received = 0;
+    while (conn.Read(from, hello) == 1400)
+        ++received;
+    EXPECT_EQ(received, kBurst);
 }
 
 }  // namespace

@@ -94,6 +94,13 @@ class Port : public testing::Test {
         ADD_FAILURE() << "nothing received";
         return {};
     }
+    // Hands the port a message that came from there, as its receive thread would.
+    void Finish(const WireMessage& message, const CTSockAddr& from) {
+        CTXmitPkt* pkt = Packet(message);
+        pkt->SetRecvAddr(from);
+        pkt->SetStatus(kXmitDeliver);
+        port.RecvXmitPacketFinish(*pkt);
+    }
     // What was sent before this marker has been dealt with once the marker comes out.
     void ReadMarker() {
         Send(Message(3, 99, 0));
@@ -122,13 +129,14 @@ TEST_F(Port, DeliversMessagesAndNothingElse) {
         EXPECT_EQ(received, static_cast<int>(message.Encode().size()));
     }
     peer.SendBytes(WireBytes(15, 3), peer.LastPort());
+    peer.SendBytes({}, peer.LastPort());
     for (int length : {0, 15, 21, 0xFFFF}) {
         WireMessage lying = Message(3, 2, 4);
         lying.length_field = length;
         Send(lying);
     }
     ReadMarker();
-    EXPECT_EQ(port.GetCounters().malformed.Get(), 5u);
+    EXPECT_EQ(port.GetCounters().malformed.Get(), 6u);
     Send(NetPacket(2048 - 16));
     EXPECT_EQ(ReadBytes().size(), 2048u);
 }
@@ -238,11 +246,7 @@ TEST_F(Port, TheHeartbeatCarriesTheTickToTheCentralRouter) {
 
 TEST_F(Port, AFullQueueTakesNoNetworkPacketAndAFullPortLeavesDatagramsToTheSocket) {
     OpenAndClose();  // nobody takes anything from the queues
-    auto receive = [&](uint8_t type) {
-        CTXmitPkt* pkt = Packet(Message(type, 0, 20));
-        pkt->SetStatus(kXmitDeliver);
-        port.RecvXmitPacketFinish(*pkt);
-    };
+    auto receive = [&](uint8_t type) { Finish(Message(type, 0, 20), central); };
     for (int i = 0; i < kQueueLimit; ++i) {
         ASSERT_EQ(port.Write(Packet(NetPacket(20))), 0);
         receive(5);
@@ -260,6 +264,32 @@ TEST_F(Port, AFullQueueTakesNoNetworkPacketAndAFullPortLeavesDatagramsToTheSocke
     EXPECT_EQ(pool.GetLoans(), 3 * kQueueLimit);
     port.ClearRxFifo();
     EXPECT_EQ(port.DoRecvXmitPacket(), 0) << "it waited in the socket";
+}
+
+// They once filled the whole port: packets found the queue full, and what the central router sent
+// was lost in the socket.
+TEST_F(Port, AFloodOfStrangersCommandsLeavesRoomForPacketsAndTheCentralRouter) {
+    constexpr int kWaitingAtMost = 1024;
+    CTSockAddr stranger("10.0.0.9", 999);
+    OpenAndClose();
+    for (int i = 0; i < 3000; ++i)
+        Finish(Message(i % 2 == 0 ? 3 : 7, 8, 4), stranger);
+    EXPECT_EQ(pool.GetLoans(), kWaitingAtMost);
+    EXPECT_EQ(port.GetCounters().flooded.Get(), 3000u - kWaitingAtMost);
+    Finish(Message(3, 10, 4), central);
+    Finish(NetPacket(20), stranger);
+    EXPECT_EQ(pool.GetLoans(), kWaitingAtMost + 2);
+
+    port.ClearRxFifo();
+    for (int i = 0; i < kWaitingAtMost; ++i)  // their answers count too, network packets do not
+        port.Write(Packet(Message(4, 8, 4)));
+    Finish(Message(3, 8, 4), stranger);
+    EXPECT_EQ(pool.GetLoans(), kWaitingAtMost);
+    port.ClearTxFifo();
+    for (int i = 0; i < 2 * kWaitingAtMost; ++i)
+        port.Write(Packet(NetPacket(20)));
+    Finish(Message(3, 8, 4), stranger);
+    EXPECT_EQ(pool.GetLoans(), 2 * kWaitingAtMost + 1);
 }
 
 TEST_F(Port, RefusesWhatItCannotQueue) {

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Floods of commands, of lone fragments and of requests from a bystander: meanwhile an edge joins and
+# reaches the flooded one, heartbeats are answered, and right after it everything passes.
+
+# shellcheck source=tests/netns/support.sh
+. "$(dirname "$0")/support.sh"
+
+"$lab" up a b d
+"$lab" stop d
+a=$("$lab" addr a)
+b=$("$lab" addr b)
+reaches a "$b" || fail "a does not reach b"
+edge="10.77.0.1 $("$lab" table | sed -n 's/.* joined .* from 10.77.0.1:\([0-9]*\) .*/\1/p' | tail -1)"
+router="10.77.0.254 1922"
+
+# The flood lasts until it is ended.
+flooded() { # kind, address and port, an edge that joins
+    local flooding address port
+    read -r address port <<<"$2"
+    "$lab" exec d "$LAB_BUILD/tamvo-flood" --seconds 100 "$1" "$address" "$port" >"$LAB_DIR/flood.out" &
+    flooding=$!
+    "$lab" start "$3" || fail "$3 did not join during a flood of $1"
+    reaches "$3" "$a" || fail "$3 did not reach a during a flood of $1"
+    kill "$flooding" || fail "the flood of $1 ended too soon"
+    wait "$flooding" || true
+    grep -q 'sstp drop off' "$("$lab" dir a)/out" && fail "heartbeats stayed unanswered"
+    reaches b "$a" || fail "b does not reach a after a flood of $1"
+}
+
+flooded commands "$edge" c
+flooded fragments "$edge" e
+flooded requests "$router" f
+dir=$("$lab" dir a)
+kill -USR1 "$(cat "$dir/pid")"
+timeout 10 sh -c "until [ -s '$dir/tamvo.stat' ]; do sleep 0.05; done" || fail "no status"
+for line in 'fragments waiting: 256' 'dropped, fragment without partner: [1-9]'; do
+    grep -q "^$line" "$dir/tamvo.stat" || fail "the status lacks \"$line\""
+done
+"$lab" table >"$LAB_DIR/table.out"
+grep -q 'refused logins [1-9]' "$LAB_DIR/table.out" || fail "no request of the flood was refused"
+grep -q 'not heard of' "$("$lab" dir tcr)/out" && fail "an edge was given up"
+for size in $sizes; do pings a "$b" "$size"; done
+for host in a b c e f; do "$lab" stop "$host" || fail "$host did not end"; done
