@@ -41,7 +41,7 @@ int CTCondWait::Wait() {
 
 int CTCondWait::TimeWait(int ms) {
     timespec now;
-    if (clock_gettime(CLOCK_REALTIME, &now) != 0) return errno;
+    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) return errno;
     int32_t wait = static_cast<int32_t>(static_cast<uint32_t>(ms) * kNanosPerMilli);
     int64_t nanos = now.tv_sec * kNanosPerSecond + now.tv_nsec + wait;
     timespec deadline;
@@ -49,7 +49,8 @@ int CTCondWait::TimeWait(int ms) {
     deadline.tv_nsec = nanos % kNanosPerSecond;
 
     pthread_mutex_lock(&m_mutex);
-    int result = pthread_cond_timedwait(&m_cond, &m_mutex, &deadline);
+    // On the steady clock, as the semaphore's wait.
+    int result = pthread_cond_clockwait(&m_cond, &m_mutex, CLOCK_MONOTONIC, &deadline);
     pthread_mutex_unlock(&m_mutex);
     return result;
 }

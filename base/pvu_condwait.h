@@ -14,9 +14,9 @@ class CTCondWait {
     int Create();
     int Destroy();
     int Wait();
-    // Waits until a deadline on the wall clock; ETIMEDOUT when it passes. The milliseconds are
-    // turned into nanoseconds in 32-bit arithmetic, so only waits up to 2147 ms come out right
-    // and longer ones wrap; callers rely on none longer.
+    // Waits at most ms milliseconds, whatever becomes of the wall clock; ETIMEDOUT when they have
+    // passed. They are turned into nanoseconds in 32-bit arithmetic, so only waits up to 2147 ms
+    // come out right and longer ones wrap; callers rely on none longer.
     int TimeWait(int ms);
     // Neither takes the mutex.
     int Signal() { return pthread_cond_signal(&m_cond); }

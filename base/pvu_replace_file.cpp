@@ -79,6 +79,7 @@ int pvu_replace_file(const char* path, const void* data, size_t size) {
     if (written && rename(beside.c_str(), target.c_str()) == 0) return 1;
     int error = errno;
     unlink(beside.c_str());
+    errno = error;
     if (!written || !FolderRefuses(error)) return 0;
     return WriteInPlace(target.c_str(), data, size) ? 1 : 0;
 }

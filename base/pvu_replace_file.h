@@ -8,5 +8,5 @@
 // followed. Where the folder does not allow a new file or the rename (no permission, read-only
 // folder, a file mounted on its own), the file is written in place.
 //
-// 1 on success, 0 on failure.
+// 1 on success, 0 on failure with the reason in errno.
 int pvu_replace_file(const char* path, const void* data, size_t size);

@@ -19,7 +19,7 @@ class CTSemaphore {
     int Post() { return sem_post(&m_semaphore); }
     int Wait() { return sem_wait(&m_semaphore); }
     int TryWait() { return sem_trywait(&m_semaphore); }
-    // Waits at most ms milliseconds, to a deadline on the wall clock: 0 when the semaphore was
+    // Waits at most ms milliseconds, whatever becomes of the wall clock: 0 when the semaphore was
     // taken, -1 on time-out. With 0 or less it takes what is there.
     int Wait(int ms);
 

@@ -24,6 +24,8 @@ void CTSocket::Count() {
 
 int CTSocket::Open(int type, int protocol) {
     m_fd = socket(AF_INET, type | SOCK_CLOEXEC, protocol);
+    // The caller goes on without, and would only ever say that nobody answers.
+    if (m_fd < 0) perror("socket failed");
     return 0;
 }
 

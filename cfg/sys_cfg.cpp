@@ -1,7 +1,9 @@
 #include "cfg/sys_cfg.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "base/pvu_fileop.h"
@@ -56,9 +58,15 @@ cJSON* FreshSstp() {
     return json.GetHandle();
 }
 
+int WriteTree(const char* path, cJSON* tree) {
+    int result = CTJsonObject::WriteFile(path, tree);
+    if (result == 0) printf("config file not written: %s: %s\n", path, strerror(errno));
+    return result;
+}
+
 cJSON* CreateDefaultFile(const char* path) {
     cJSON* tree = CTSysCfg::GenDefaultJsonConfig();
-    CTJsonObject::WriteFile(path, tree);
+    WriteTree(path, tree);
     return tree;
 }
 
@@ -84,7 +92,7 @@ int CTSysCfg::WriteToJsonFile(const char* path) const {
     if (!path) return 0;
     CTJsonObject config;
     config = GenJson();
-    int result = CTJsonObject::WriteFile(path, config.GetHandle());
+    int result = WriteTree(path, config.GetHandle());
     config.Free();
     return result;
 }

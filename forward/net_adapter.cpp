@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,6 +35,7 @@ int CTNetAdapter::Open(const char* name, int type) {
     pvu_text_field_set(m_name, name);
     m_fd = std::exchange(m_adopted_fd, -1);
     m_is_adopted = true;
+    m_open_error = 0;
     printf("TUN/TAP device %s opened\n", name);
     return m_fd;
 }
@@ -41,6 +43,7 @@ int CTNetAdapter::Open(const char* name, int type) {
 // Nothing here ends early: after a failed open the requests fail in turn, each with its line.
 int CTNetAdapter::OpenDriver(const char* name, int type) {
     int fd = open(kTunDevice, O_RDWR | O_CLOEXEC);
+    m_open_error = fd < 0 ? errno : 0;
     if (fd < 0) printf("Cannot open TUN/TAP dev %s", kTunDevice);
 
     ifreq request = {};
@@ -57,7 +60,10 @@ int CTNetAdapter::OpenDriver(const char* name, int type) {
     if (strlen(name) > kShortNameMax) {
         memcpy(request.ifr_name, name, strnlen(name, IFNAMSIZ));
     }
-    if (ioctl(fd, TUNSETIFF, &request) < 0) printf("Cannot ioctl TUNSETIFF %s", name);
+    if (ioctl(fd, TUNSETIFF, &request) < 0) {
+        if (m_open_error == 0) m_open_error = errno;
+        printf("Cannot ioctl TUNSETIFF %s", name);
+    }
     // Any non-zero argument: the driver is not to verify checksums.
     if (ioctl(fd, kTunSetNoCsum, &request) < 0) printf("Cannot ioctl TUNSETIFF %s", name);
     printf("TUN/TAP device %.*s opened\n", IFNAMSIZ, request.ifr_name);
@@ -66,7 +72,15 @@ int CTNetAdapter::OpenDriver(const char* name, int type) {
 
 int CTNetAdapter::Open(const char* name) {
     if (!name) return 0;
-    if (Open(name, kAdapterTun) == -1) return 0;
+    Open(name, kAdapterTun);
+    if (m_open_error != 0) {
+        // A driver that gave no interface leaves a descriptor that nothing can be done with. An
+        // edge that went on with it would join all the same: in the place of the one that has the
+        // interface, if that is why it was refused.
+        printf("net adapter %s not opened: %s\n", name, strerror(m_open_error));
+        Close();
+        return 0;
+    }
     m_net_layer = m_type == kAdapterTap ? kNetLayer2 : kNetLayer3;
     return 1;
 }
@@ -130,8 +144,10 @@ int CTNetAdapter::DisableAdapter() {
 
 void CTNetAdapter::RunCommand(const char* command) {
     if (m_is_adopted) return;
-    // The outcome is not looked at; the tool tells its own complaints on standard error.
-    if (system(command) != 0) return;
+    int status = system(command);
+    // A daemon ignores the ends of its children, and so never learns theirs.
+    if (status == 0 || (status == -1 && errno == ECHILD)) return;
+    printf("net adapter not configured, status %d: %s\n", WEXITSTATUS(status), command);
 }
 
 int CTNetAdapter::Read(void* buf, int len) {
@@ -160,7 +176,10 @@ int CTNetAdapter::PollRead(int fd, void* buf, int len, int timeout_ms) {
     pollfd wait = {fd, POLLIN, 0};
     if (PollWait(&wait, 1, timeout_ms) <= 0) return 0;
     // An interface that is gone is ready at once, but has nothing to read.
-    if ((wait.revents & POLLIN) == 0) return -1;
+    if ((wait.revents & POLLIN) == 0) {
+        errno = ENODEV;
+        return -1;
+    }
     return static_cast<int>(read(fd, buf, static_cast<size_t>(len)));
 }
 

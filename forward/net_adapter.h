@@ -32,7 +32,8 @@ class CTNetAdapter {
     // on failure. What went wrong is printed; the caller judges by the descriptor. The kernel
     // chooses the name when the given one has 3 characters or fewer.
     int Open(const char* name, int type);
-    // The same as a TUN interface, with the net layer that goes with it: 1, or 0 on failure.
+    // The same as a TUN interface, with the net layer that goes with it: 1, or 0 when there is no
+    // descriptor or no interface behind it, after a line that says why.
     int Open(const char* name);
     void Close();
     bool IsOpen() const { return m_fd != -1; }
@@ -57,7 +58,7 @@ class CTNetAdapter {
     // Stores address and mask (host byte order) for the next EnableAdapter; 1.
     int ConfigTun(unsigned int ip, unsigned int mask);
     // Address the interface and bring it up, or take it down, with the ifconfig tool; 1 whatever
-    // came of it.
+    // came of it. A failure is printed.
     int EnableAdapter();
     int DisableAdapter();
     int SetMediaStatus(bool up) { return up ? EnableAdapter() : DisableAdapter(); }
@@ -89,6 +90,7 @@ class CTNetAdapter {
     CIPv4Addr m_mask{255, 255, 255, 0};
     CEtherAddr m_mac;
     char m_name[kTextFieldSize] = {};
+    int m_open_error = 0;  // errno of what kept the last open from an interface
     int m_adopted_fd = -1;
     bool m_is_adopted = false;
 };

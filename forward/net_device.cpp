@@ -3,15 +3,28 @@
 
 #include "forward/net_device.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
 #include "base/pvu_sleep.h"
+#include "base/pvu_time.h"
 
 namespace {
 
 constexpr int kMinFrameLength = 14;   // layer 2: an Ethernet header
 constexpr int kMinPacketLength = 20;  // layer 3: an IPv4 header
 constexpr int kReadWaitMs = 200;
+constexpr int kReadWaitUs = kReadWaitMs * 1000;
 constexpr unsigned kClosedReadMs = 5;
 constexpr unsigned kPoolBackOffMs = 10;
+
+// Once for each time that it begins to fail, not for each packet.
+void TellFailure(bool& told, const char* what) {
+    if (told) return;
+    told = true;
+    printf("net adapter %s failed: %s\n", what, strerror(errno));
+}
 
 }  // namespace
 
@@ -75,15 +88,23 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
         return nullptr;
     }
     CTSkBuffer* skb = pkt->GetSkb();
+    int64_t begin = CTTime::GetCurrentUS();
     int length = m_adapter->Read(skb->GetData(), skb->GetFreeSize(), kReadWaitMs);
+    // Nothing, and before the time was over: no time-out but the end of what can be read.
+    if (length == 0 && CTTime::GetCurrentUS() - begin < kReadWaitUs) {
+        errno = ENODEV;
+        length = -1;
+    }
     if (length >= m_min_length) {
         skb->Put(length);
         pkt->SetNetLayer(m_net_layer);
         pkt->SetRecvTick(CTThread::GetCurrentTick());
         pkt->SetSource(kXmitFromTap);
         m_counters.read.Add();
+        m_read_failure_told = false;
         return pkt;
     }
+    if (length < 0) TellFailure(m_read_failure_told, "read");
     pkt->Release();
     // A failed read came back at once: without a pause an interface that is gone would keep this
     // thread busy for ever.
@@ -120,6 +141,9 @@ int CTNetDevice::Write(CTXmitPkt* pkt) {
     if (!m_adapter || !skb) return -1;
     int result = m_adapter->Write(skb->GetData(), skb->GetDataLength());
     (result > 0 ? m_counters.written : m_counters.write_failed).Add();
+    if (result > 0) m_write_failure_told = false;
+    // The interface is down or gone. Other failures are the packet's own, which anybody can send.
+    if (result < 0 && (errno == EIO || errno == EBADFD)) TellFailure(m_write_failure_told, "write");
     return result;
 }
 

@@ -38,7 +38,8 @@ class CTNetDevice {
     // time-out and, after 5 ms, while the device is closed.
     CTXmitPkt* Read();
     // Writes the packet to the interface in one call; the system call's result, 0 for null, -1
-    // when closed. The packet stays the caller's.
+    // when closed. The packet stays the caller's. An interface that is down or gone is told once,
+    // by a read as by a write.
     int Write(CTXmitPkt* pkt);
 
     // Receive thread: its body, and one packet in a descriptor of the pool, or null.
@@ -73,5 +74,7 @@ class CTNetDevice {
     CTXmitPktMtFifo m_rx_fifo;
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
     CTMutex m_write_mutex;
+    bool m_read_failure_told = false;   // the receive thread's
+    bool m_write_failure_told = false;  // under the write mutex
     Counters m_counters;
 };

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
+#include <cstring>
 
 #include "base/pvu_fileop.h"
 #include "base/pvu_log.h"
@@ -55,7 +57,7 @@ void CTsdwSys::init_object() {
 }
 
 int CTsdwSys::MainLoop() {
-    flog_open(kLogFile);
+    if (!flog_open(kLogFile)) printf("log file not opened: %s: %s\n", kLogFile, strerror(errno));
     signal(SIGINT, signal_handler);
     signal(SIGKILL, signal_handler);  // asked for, and refused by the system
     signal(SIGTERM, signal_handler);

@@ -95,6 +95,7 @@ class CTsdwSys {
 
   private:
     void HandModelTo(CTForwardBase& forwarder);
+    void KeepConfigFile();
     // One exchange with the central router; the list bytes that arrived with the reply, or -1.
     int QueryList(CTSstpMessage& request, CTSstpMessage& reply);
 
@@ -118,5 +119,6 @@ class CTsdwSys {
     CTSockAddr m_central_router;
     CTSysCfg m_config;
     CTString m_config_file;
+    bool m_config_unused = false;  // there, but not understood
     CTVersion m_version;
 };

@@ -1,9 +1,20 @@
 // CTsdwSys: start and stop of the whole system, in this order and the other way round.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
+#include <string>
 
 #include "base/pvu_log.h"
 #include "sys/tsdw_sys.h"
+
+namespace {
+
+constexpr char kKeptSuffix[] = ".bad";
+
+}  // namespace
 
 bool CTsdwSys::Start() {
     if (!Init()) return false;
@@ -53,7 +64,10 @@ void CTsdwSys::HandModelTo(CTForwardBase& forwarder) {
 
 bool CTsdwSys::Init() {
     printf("read config file: %s\n", m_config_file.c_str());
-    m_config.ReadFromJsonFile(m_config_file.c_str());
+    m_config_unused = m_config.ReadFromJsonFile(m_config_file.c_str()) != 0;
+    if (m_config_unused) {
+        printf("config file not usable, defaults in force: %s\n", m_config_file.c_str());
+    }
     if (!InitTap()) return false;
     if (!SstpConnect()) {
         DeInitTap();
@@ -81,6 +95,20 @@ void CTsdwSys::Stop() {
 void CTsdwSys::DeInit() {
     SstpDisConnect();
     DeInitTap();
+    if (m_config_unused) KeepConfigFile();
     printf("write config file: %s\n", m_config_file.c_str());
     m_config.WriteToJsonFile(m_config_file.c_str());
+}
+
+// Somebody wrote it, and it may be one comma away from right: the file that replaces it must not be
+// the end of it. A second name for the same content costs nothing and fails where no file can be
+// replaced either. Devices keep their one name.
+void CTsdwSys::KeepConfigFile() {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(m_config_file.c_str(), error)) return;
+    std::string kept = std::string(m_config_file.c_str()) + kKeptSuffix;
+    unlink(kept.c_str());
+    if (linkat(AT_FDCWD, m_config_file.c_str(), AT_FDCWD, kept.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        printf("config file kept as: %s\n", kept.c_str());
+    }
 }

@@ -1,5 +1,6 @@
 // What an operator asks a running edge for with SIGUSR1: one figure to a line, "name: value".
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -68,5 +69,7 @@ void CTsdwSys::PrintStatus() {
     text.Append("buffers in use: %d\n", m_pool.GetLoans());
     text.Append("heartbeats unanswered: %u\n", m_port.GetHeartBeatMisses());
     fputs(text.c_str(), stdout);
-    pvu_replace_file(kStatusFile, text.c_str(), strlen(text.c_str()));
+    if (pvu_replace_file(kStatusFile, text.c_str(), strlen(text.c_str())) == 0) {
+        printf("status file not written: %s: %s\n", kStatusFile, strerror(errno));
+    }
 }

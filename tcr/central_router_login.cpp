@@ -51,6 +51,11 @@ void CTCentralRouter::Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t
     bool repeated = session.presence == TcrPresence::kLoggedIn && session.addr == from &&
                     session.login_seq == msg.GetSeq() && now - session.login_tick < kSameLoginMs;
     if (!repeated) {
+        // It was killed and came back, or there are two with its serial number.
+        if (session.presence == TcrPresence::kLoggedIn && !(session.addr == from)) {
+            Tell("edge 0x%08x is no longer listened to at %s", edge.Identifier(),
+                 tcr_addr_text(session.addr).c_str());
+        }
         // What the edge knew and where it was is over; its address stays its own.
         Unlist(edge, kDeviceStatusOff);
         uint32_t lease = session.lease;

@@ -15,7 +15,7 @@ for _ in 1 2 3 4 5 6; do
     : >"$LAB_DIR/edge.out"
     "$lab" exec c "$LAB_BUILD/tamvo" -i -c config.json >"$LAB_DIR/edge.out" 2>&1 &
     edge=$!
-    if has_line_of "$edge" "$LAB_DIR/edge.out" 'txloop start'; then
+    if forwards "$edge" "$LAB_DIR/edge.out"; then
         joined=$((joined + 1))
         kill -TERM "$edge"
         wait "$edge" || fail "the exit status of an edge that joined"

@@ -19,6 +19,8 @@ expect_failure() { # log line, command...
     if "$lab" exec b ip link show Tamvo >/dev/null 2>&1; then fail "the interface is still there"; fi
 }
 
+tells() { grep -qF -e "$1" "$LAB_DIR/edge.out" || fail "it did not tell: $1"; }
+
 sed 's/\("user password":[[:space:]]*\)"qwop"/\1"other"/' config.json >refused.json
 expect_failure 'connected tcr failed, tcr is not online' "$LAB_BUILD/tamvo" -i -c refused.json
 
@@ -27,4 +29,37 @@ expect_failure 'connected tcr failed, tcr is not online' "$LAB_BUILD/tamvo" -i -
 
 expect_failure 'net adapter open failed' unshare -m sh -c \
     "mount -t tmpfs none /dev/net && exec $LAB_BUILD/tamvo -i -c config.json"
-grep -q 'Cannot open TUN/TAP dev /dev/net/tun' "$LAB_DIR/edge.out" || fail "the reason"
+tells 'Cannot open TUN/TAP dev /dev/net/tun'
+tells 'net adapter Tamvo not opened: No such file or directory'
+
+# The driver can be opened by anybody, but gives no interface. An edge that joined all the same would
+# take the place of the one that has it.
+expect_failure 'net adapter open failed' setpriv --bounding-set -net_admin \
+    "$LAB_BUILD/tamvo" -i -c config.json
+tells 'net adapter Tamvo not opened: Operation not permitted'
+
+# Descriptors for neither interface nor socket, behind the log's.
+limited() { expect_failure "$1" prlimit --nofile="$2" "$LAB_BUILD/tamvo" -i -c config.json 3>&- 4>&-; }
+# UBSan wants some for itself, and then reports what is not so.
+if [[ $(ldd "$LAB_BUILD/tamvo") != *libubsan* ]]; then
+    limited 'net adapter open failed' 4
+    tells 'net adapter Tamvo not opened: Too many open files'
+    limited 'connected tcr failed, tcr is not online' 5
+    tells 'socket failed: Too many open files'
+    status=0
+    "$lab" exec tcr prlimit --nofile=4 "$LAB_BUILD/tamvo-tcr" >"$LAB_DIR/edge.out" 2>&1 3>&- || status=$?
+    [ "$status" -eq 2 ] || fail "the central router's exit status $status"
+    tells 'tamvo-tcr: signals: Too many open files'
+fi
+
+# A file that is no configuration gives the defaults, which lead nowhere here, and stays as it is.
+head -c 100 config.json >truncated
+: >empty
+truncate -s 3G huge
+head -c 3000 /dev/urandom >binary
+for config in truncated empty huge binary; do
+    before=$(stat -c '%i %s %y' "$config")
+    expect_failure 'connected tcr failed, tcr is not online' "$LAB_BUILD/tamvo" -i -c "$config"
+    tells "config file not usable, defaults in force: $config"
+    [ "$(stat -c '%i %s %y' "$config")" = "$before" ] || fail "$config was touched"
+done

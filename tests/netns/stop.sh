@@ -5,17 +5,6 @@
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
 
-# Ends a child of this shell; its exit status, or 124 when it takes longer than two seconds.
-end() {
-    local begin
-    begin=$(date +%s%N)
-    kill -TERM "$1"
-    local status=0
-    wait "$1" || status=$?
-    [ $((($(date +%s%N) - begin) / 1000000)) -le 2000 ] || status=124
-    return "$status"
-}
-
 "$lab" up b
 "$lab" stop b  # its host is there now; this test wants to be the program's parent
 "$lab" start a

@@ -30,6 +30,8 @@ finish() {
         if grep -qE 'Sanitizer|runtime error' "$out"; then status=1; fi
     done
     if [ "$status" -ne 0 ]; then tail -n 200 "$LAB_DIR"/*/out "$LAB_DIR"/*.out 2>/dev/null || true; fi
+    cd /
+    umount -l "$LAB_DIR/disk" 2>/dev/null || true  # of a test that wants a disk of its own
     "$lab" down || status=1
     rm -rf "$LAB_DIR"
     [ "$status" -eq 0 ] || echo "FAILED: ${reason:-line $failed_line}"
@@ -48,11 +50,63 @@ pings() {
         fail "$1 lost pings of $3 bytes to $2"
 }
 
-# Waits up to ten seconds until a file has a line that matches.
-has_line() { timeout 10 grep -q -m1 -e "$2" <(tail -n +1 -F "$1" 2>/dev/null); }
+# Waits up to ten seconds, or $patience, until a file has a line that matches.
+has_line() { timeout "${patience:-10}" grep -q -m1 -e "$2" <(tail -n +1 -F "$1" 2>/dev/null); }
 
 # The same, and gives up when the process ends.
 has_line_of() { timeout 10 grep -q -m1 -e "$3" <(tail --pid="$1" -s 0.05 -n +1 -F "$2" 2>/dev/null); }
+
+# Waits until an edge forwards: PID OUTPUT. All its threads are there then: ThreadSanitizer, which has
+# one more, loses a signal that meets a thread at its birth.
+forwards() {
+    local threads=6
+    if [[ $(ldd "$LAB_BUILD/tamvo") == *libtsan* ]]; then threads=7; fi
+    has_line_of "$1" "$2" 'txloop start' &&
+        timeout 10 sh -c "until [ \$(ls /proc/$1/task | wc -l) -ge $threads ]; do sleep 0.02; done"
+}
+
+# Ends a child of this shell; its exit status, or 124 when it takes longer than two seconds.
+end() {
+    local begin
+    begin=$(date +%s%N)
+    kill -TERM "$1"
+    local status=0
+    wait "$1" || status=$?
+    [ $((($(date +%s%N) - begin) / 1000000)) -le 2000 ] || status=124
+    return "$status"
+}
+
+# Runs the edge of a host as this shell's child, $edge, with the configuration of the current
+# folder, until it forwards: HOST [COMMAND...], where COMMAND runs it.
+starts() {
+    edge_out=$LAB_DIR/$1.out
+    : >"$edge_out"
+    "$lab" exec "$1" "${@:2}" "$LAB_BUILD/tamvo" -i -c config.json >"$edge_out" 2>&1 &
+    edge=$!
+    forwards "$edge" "$edge_out" || fail "the edge of $1 did not start"
+}
+tells() { grep -qF -e "$1" "$edge_out" || fail "the edge did not tell: $1"; }
+ends() {
+    kill -TERM "$edge"
+    wait "$edge" || fail "the edge ended with status $?"
+    if "$lab" exec "$1" ip link show Tamvo >/dev/null 2>&1; then fail "the interface is still there"; fi
+}
+
+out_of() { echo "$("$lab" dir "$1")/out"; }
+pid_of() { cat "$("$lab" dir "$1")/pid"; }
+
+# What three seconds cost these processes, none of which has anything to do. That is far below one
+# percent of a processor; a thread that runs in circles takes all that it can get.
+are_idle() {
+    local pid
+    local -A spent
+    for pid in "$@"; do spent[$pid]=$(awk '{ print $14 + $15 }' "/proc/$pid/stat"); done
+    sleep 3
+    for pid in "$@"; do
+        [ $(($(awk '{ print $14 + $15 }' "/proc/$pid/stat") - spent[$pid])) -le 15 ] ||
+            fail "process $pid is busy"
+    done
+}
 
 # Sizes of data on both sides of where the tunnel splits (a message of 1400 bytes: 1356 bytes of
 # ping data), and those that fill the interface's MTU.

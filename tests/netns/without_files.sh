@@ -27,7 +27,7 @@ grep -q '"p2p eanble":	false' config.json || fail "the configuration was not rew
 
 "$lab" exec b ./tamvo -i >"$LAB_DIR/again.out" 2>&1 &
 edge=$!
-has_line "$LAB_DIR/again.out" 'txloop start' || fail "the edge did not join again"
+forwards "$edge" "$LAB_DIR/again.out" || fail "the edge did not join again"
 grep -q "^ IP:$addr\$" "$LAB_DIR/again.out" || fail "another address than before"
 kill -INT "$edge"
 wait "$edge" || fail "the edge's exit status after SIGINT"
