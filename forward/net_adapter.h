@@ -33,7 +33,7 @@ class CTNetAdapter {
     // chooses the name when the given one has 3 characters or fewer.
     int Open(const char* name, int type);
     // The same as a TUN interface, with the net layer that goes with it: 1, or 0 when there is no
-    // descriptor or no interface behind it, after a line that says why.
+    // descriptor. A line says why there is none, or no interface behind it.
     int Open(const char* name);
     void Close();
     bool IsOpen() const { return m_fd != -1; }

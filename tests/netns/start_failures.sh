@@ -32,9 +32,8 @@ expect_failure 'net adapter open failed' unshare -m sh -c \
 tells 'Cannot open TUN/TAP dev /dev/net/tun'
 tells 'net adapter Tamvo not opened: No such file or directory'
 
-# The driver can be opened by anybody, but gives no interface. An edge that joined all the same would
-# take the place of the one that has it.
-expect_failure 'net adapter open failed' setpriv --bounding-set -net_admin \
+# The driver can be opened by anybody, but gives no interface: that by itself does not end the start.
+expect_failure 'connected tcr failed, tcr is not online' setpriv --bounding-set -net_admin \
     "$LAB_BUILD/tamvo" -i -c config.json
 tells 'net adapter Tamvo not opened: Operation not permitted'
 
