@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <list>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -15,8 +16,7 @@
 namespace {
 
 constexpr int kMtu = 1400;
-constexpr uint32_t kSrc = 0x00000102;
-constexpr uint16_t kSeq = 77;
+const CTSockAddr kPeer("10.0.0.8", 1922);
 
 std::string Bytes(CTXmitPkt& pkt) {
     const uint8_t* data = pkt.GetSkb()->GetData();
@@ -28,41 +28,49 @@ std::string HexText(const char* digits) {
     return {bytes.begin(), bytes.end()};
 }
 
+void SetLength(CTXmitPkt& pkt, int length) {
+    CTSstpMessage view;
+    view.Attach(pkt);
+    view.SetLength(static_cast<uint16_t>(length));
+}
+
 class Fragments : public testing::Test {
   protected:
+    struct Return {
+        void operator()(CTXmitPkt* pkt) const { pkt->Release(); }
+    };
+    using Packet = std::unique_ptr<CTXmitPkt, Return>;
+
     // A network packet message of that many bytes, header included.
-    CTXmitPkt* Message(int length, uint32_t src = kSrc, uint16_t seq = kSeq) {
+    Packet Message(int length, uint32_t src = 0x0102, uint16_t seq = 77, uint8_t index = 0) {
         CTSstpMsgHdr header;
-        header.Fill(kSstpNetPacket, 0, seq, static_cast<uint16_t>(length), 0, 0, src, 9);
-        CTXmitPkt* pkt = pool.Alloc();
+        header.Fill(kSstpNetPacket, 0, seq, static_cast<uint16_t>(length), 0, index, src, 9);
+        Packet pkt(pool.Alloc());
         pkt->Write(header.GetPtr(), kSstpHeaderSize);
         std::mt19937 random(static_cast<unsigned>(length));
-        while (pkt->GetSkb()->GetDataLength() < length) {
-            uint8_t byte = static_cast<uint8_t>(random());
-            pkt->Write(&byte, 1);
-        }
+        std::string data(static_cast<size_t>(length - kSstpHeaderSize), '\0');
+        for (char& c : data)
+            c = static_cast<char>(random());
+        pkt->Write(data.data(), static_cast<int>(data.size()));
         return pkt;
     }
     // Splits a message of that many bytes; keeps what it was.
     void SplitMessage(int length) {
         splitter.SetMtu(kMtu);
-        for (CTXmitPkt* pkt : {first, second})
-            if (pkt) pkt->Release();
         first = Message(length);
-        first->SetSendAddr(CTSockAddr("10.0.0.8", 1922));
-        second = pool.Alloc();
+        first->SetSendAddr(kPeer);
+        second.reset(pool.Alloc());
         second->Write("old", 3);
         whole = Bytes(*first);
         EXPECT_EQ(splitter.Split(*first, *second), 0);
     }
-    void SetLength(CTXmitPkt& pkt, int length) {
-        CTSstpMessage view;
-        view.Attach(pkt);
-        view.SetLength(static_cast<uint16_t>(length));
+    CTXmitPkt* Store(Packet pkt) {
+        EXPECT_EQ(store.Add(*pkt), 0);
+        return pkt.release();
     }
     void TearDown() override {
-        if (first) first->Release();
-        if (second) second->Release();
+        first.reset();
+        second.reset();
         store.Release();
         EXPECT_EQ(pool.GetLoans(), 0);
     }
@@ -71,34 +79,37 @@ class Fragments : public testing::Test {
     CTNetPktSplitter splitter;
     CTNetPktMerger merger;
     CTNetPktFragLinker store;
-    CTXmitPkt* first = nullptr;
-    CTXmitPkt* second = nullptr;
+    Packet first;
+    Packet second;
     std::string whole;
 };
 
 TEST_F(Fragments, OnlyWhatIsLongerThanTheMtuIsToBeSplit) {
-    first = Message(1432);
-    second = Message(1433);
-    EXPECT_EQ(splitter.IsSingle(*first), 0);
-    EXPECT_EQ(splitter.IsSingle(*second), 1);
+    EXPECT_EQ(splitter.IsSingle(*Message(1432)), 0);
+    EXPECT_EQ(splitter.IsSingle(*Message(1433)), 1);
     splitter.SetMtu(1433);
-    EXPECT_EQ(splitter.IsSingle(*second), 0);
+    EXPECT_EQ(splitter.IsSingle(*Message(1433)), 0);
 }
 
-TEST_F(Fragments, SplitMovesTheRestBehindAHeaderOfItsOwn) {
+TEST_F(Fragments, SplitMovesTheRestBehindAHeaderOfItsOwnAndAJoinBringsItBack) {
     struct {
         int length;
         const char* second_header;
     } const kSplits[] = {{1400, "05 00 004d 0010 02 01 00000102 00000009"},  // a header, no data
-                         {1401, "05 00 004d 0011 02 01 00000102 00000009"},
                          {2048, "05 00 004d 0298 02 01 00000102 00000009"}};
     for (const auto& s : kSplits) {
         SplitMessage(s.length);
         EXPECT_EQ(Bytes(*first),
                   HexText("05 00 004d 0578 02 00 00000102 00000009") + whole.substr(16, kMtu - 16));
         EXPECT_EQ(Bytes(*second), HexText(s.second_header) + whole.substr(kMtu));
-        EXPECT_EQ(*second->GetSendAddr(), CTSockAddr("10.0.0.8", 1922));
+        EXPECT_EQ(*second->GetSendAddr(), kPeer);
         EXPECT_EQ(second->GetStatus(), kXmitSecondFilled);
+        EXPECT_EQ(merger.IsSingle(*first), 0);
+
+        ASSERT_EQ(merger.Merge(*first, *second), 0);
+        EXPECT_EQ(Bytes(*first), whole);
+        EXPECT_EQ(merger.IsSingle(*first), 1);
+        EXPECT_EQ(merger.IsFirst(*first), 0);
     }
 }
 
@@ -115,88 +126,62 @@ TEST_F(Fragments, SplitLeavesShortAndLyingMessagesAlone) {
     EXPECT_EQ(second->GetStatus(), 0);
 }
 
-TEST_F(Fragments, SecondThenFirstGivesBackTheMessage) {
-    for (int length : {kMtu + 1, 1516, 2048}) {
-        SplitMessage(length);
-        EXPECT_EQ(merger.IsSingle(*first), 0);
-        ASSERT_EQ(merger.Merge(*first, *second), 0);
-        EXPECT_EQ(Bytes(*first), whole);
-        EXPECT_EQ(first->GetStatus(), kXmitDeliver);
-        EXPECT_EQ(merger.IsSingle(*first), 1);
-        EXPECT_EQ(merger.IsFirst(*first), 0);
-    }
-}
-
 // With 2048 bytes the move ends at the last byte that may be written, 16 into the back reserve.
 TEST_F(Fragments, FirstThenSecondIsShiftedBySixteenBytes) {
     for (size_t length : {1516u, 2048u}) {
         SplitMessage(static_cast<int>(length));
-        first->SetRecvAddr(CTSockAddr("10.0.0.7", 99));
+        first->SetRecvAddr(kPeer);
         first->SetRecvLength(kMtu);
         first->SetRecvTick(5);
         // What the gap shows is old content of the incoming buffer: make it known.
         int held = second->GetSkb()->GetDataLength();
         memset(second->GetSkb()->GetData() + held, '#', static_cast<size_t>(2048 - held));
         ASSERT_EQ(merger.Merge(*second, *first), 0);
-
-        std::string shifted =
-            whole.substr(0, kMtu) + std::string(16, '#') + whole.substr(kMtu, length - 16 - kMtu);
-        EXPECT_EQ(Bytes(*second), shifted);
-        EXPECT_EQ(second->GetStatus(), kXmitDeliver);
-        EXPECT_EQ(*second->GetRecvAddr(), CTSockAddr("10.0.0.7", 99));
+        EXPECT_EQ(Bytes(*second), whole.substr(0, kMtu) + std::string(16, '#') +
+                                      whole.substr(kMtu, length - 16 - kMtu));
+        EXPECT_EQ(*second->GetRecvAddr(), kPeer);
         EXPECT_EQ(second->GetRecvLength(), kMtu);
         EXPECT_EQ(second->GetRecvTick(), 5u);
     }
 }
 
 TEST_F(Fragments, AJoinThatWouldNotFitOrLiesAboutItsLengthFails) {
-    SplitMessage(1516);
-    CTXmitPkt* large = Message(kMtu, kSrc, kSeq);
-    SetLength(*large, 2048 + kSstpHeaderSize - kMtu + 1);
-    first->SetStatus(kXmitDeliver);
-    EXPECT_EQ(merger.MergeSecond(*first, *large), 1);
-    EXPECT_EQ(first->GetStatus(), 0);
-    EXPECT_EQ(merger.MergeFirst(*large, *first), 1);
-    SetLength(*large, 2048 + kSstpHeaderSize - kMtu);
-    EXPECT_EQ(merger.MergeSecond(*first, *large), 0);
-    large->Release();
-
-    SplitMessage(2048);
-    CTSkBuffer& skb = *first->GetSkb();
-    std::string bytes = Bytes(*first);
-    skb.Copy("x", 1);
-    skb.PutData(bytes.data(), kMtu);
-    skb.Pull(1);  // the block ends one byte sooner
-    EXPECT_EQ(merger.MergeSecond(*first, *second), 1);
-    SetLength(*second, second->GetSkb()->GetDataLength() - 1);
-    EXPECT_EQ(merger.MergeSecond(*first, *second), 0);
-    EXPECT_EQ(Bytes(*first).substr(kSstpHeaderSize), whole.substr(kSstpHeaderSize, 2031));
-
-    SplitMessage(1516);
-    for (int length : {0, 15, 133, 0xFFFF}) {
-        SetLength(*second, length);
-        EXPECT_EQ(merger.MergeSecond(*first, *second), 1) << length;
-        EXPECT_EQ(merger.MergeFirst(*second, *first), 1) << length;
+    struct {
+        int pulled;    // the incoming buffer ends that many bytes sooner
+        int incoming;  // what its header says, where 1400 bytes are held
+        int stored;    // the same, of 700
+        bool joined;
+    } const kJoins[] = {{0, 1400, 664, true},   {0, 1400, 665, false}, {1, 1400, 664, false},
+                        {1, 1400, 663, true},   {0, 1000, 16, true},   {0, 1401, 16, false},
+                        {0, 0xFFFF, 16, false}, {0, 15, 16, false},    {0, 1400, 15, false},
+                        {0, 1400, 0, false},    {0, 16, 700, true},    {0, 16, 701, false}};
+    for (const auto& j : kJoins) {
+        for (auto merge : {&CTNetPktMerger::MergeFirst, &CTNetPktMerger::MergeSecond}) {
+            Packet incoming = Message(kMtu + j.pulled);
+            Packet stored = Message(700);
+            incoming->GetSkb()->Pull(j.pulled);
+            SetLength(*incoming, j.incoming);
+            SetLength(*stored, j.stored);
+            incoming->SetStatus(kXmitHeld);
+            EXPECT_EQ((merger.*merge)(*incoming, *stored), j.joined ? 0 : 1);
+            EXPECT_EQ(incoming->GetStatus(), j.joined ? kXmitDeliver : kXmitFinished);
+            EXPECT_EQ(incoming->GetSkb()->GetDataLength(),
+                      j.joined ? j.incoming + j.stored - 16 : kMtu);
+        }
     }
 }
 
 TEST_F(Fragments, TheStoreFindsTheNewestBySourceAndNumberAndGivesBackWhatItDeletes) {
-    CTXmitPkt* a = Message(100, 1, 10);
-    CTXmitPkt* b = Message(100, 2, 10);
-    CTXmitPkt* c = Message(100, 1, 11);
-    CTSstpMessage view;
-    view.Attach(*c);
-    view.SetFrameIndex(1);
-    for (CTXmitPkt* pkt : {a, b, c})
-        EXPECT_EQ(store.Add(*pkt), 0);
-    EXPECT_EQ(store.Find(1, 10), a);
+    CTXmitPkt* old = Store(Message(100, 1, 10));
+    CTXmitPkt* b = Store(Message(100, 2, 10));
+    CTXmitPkt* c = Store(Message(100, 1, 11, 1));
+    EXPECT_EQ(store.Find(1, 10), old);
     EXPECT_EQ(store.Find(2, 10), b);
     EXPECT_EQ(store.Find(*c), c);
     EXPECT_EQ(store.Find(3, 10), nullptr);
     EXPECT_EQ(store.Find(1, 11, 0), nullptr);
     EXPECT_EQ(store.Find(1, 11, 1), c);
-    CTXmitPkt* newer = Message(100, 1, 10);
-    store.Add(*newer);
+    CTXmitPkt* newer = Store(Message(100, 1, 10));
     EXPECT_EQ(store.Find(1, 10), newer);
     EXPECT_EQ(store.Delete(*b), 0);
     EXPECT_EQ(store.Find(2, 10), nullptr);
@@ -226,8 +211,7 @@ TEST_F(Fragments, TheStoreFindsWhatASimpleListFinds) {
             model.clear();
         } else if (action < 2300) {
             if (model.size() == 256) model.pop_back();
-            model.push_front(Message(20, s, n));
-            store.Add(*model.front());
+            model.push_front(Store(Message(20, s, n)));
         } else if (found != model.end()) {
             store.Delete(**found);
             model.erase(found);
@@ -237,7 +221,7 @@ TEST_F(Fragments, TheStoreFindsWhatASimpleListFinds) {
 
 TEST_F(Fragments, TheOldestGoesWhenTheStoreIsFull) {
     for (uint16_t seq = 0; seq < 300; ++seq)
-        store.Add(*Message(20, 1, seq));
+        Store(Message(20, 1, seq));
     EXPECT_EQ(pool.GetLoans(), 256);
     EXPECT_EQ(store.GetEvicted(), 44u);
     EXPECT_EQ(store.Find(1, 43), nullptr);
@@ -246,12 +230,11 @@ TEST_F(Fragments, TheOldestGoesWhenTheStoreIsFull) {
 
 TEST_F(Fragments, TheSweepRemovesTheYoungAndKeepsTheOld) {
     MovedClock clock(5000);
-    store.Add(*Message(20, 1, 1));
+    CTXmitPkt* old = Store(Message(20, 1, 1));
     clock.Advance(700);
-    store.Add(*Message(20, 1, 2));
+    Store(Message(20, 1, 2));
     EXPECT_EQ(store.DeleteTimeout(5800), 1);
-    EXPECT_NE(store.Find(1, 1), nullptr);
-    EXPECT_EQ(store.Find(1, 2), nullptr);
+    EXPECT_EQ(store.Find(1, 1), old);
     EXPECT_EQ(store.DeleteTimeout(5799), 1);
     EXPECT_EQ(store.Count(), 0);
 }

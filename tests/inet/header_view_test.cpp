@@ -14,50 +14,43 @@
 
 namespace {
 
-const tnet_ether_addr kMacA = {{0x02, 0x11, 0x22, 0x33, 0x44, 0x55}};
-const tnet_ether_addr kMacB = {{0x0A, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
+// Steps of CheckView: a field is read and set under one name or, before a swap, under two.
+#define COPY(To, From) [](auto& to, auto& from) { to.Set##To(from.Get##From()); }
+#define FIELD(Name) COPY(Name, Name)
+#define CALL(Operation) [](auto& to, auto&) { to.Operation(); }
 
-// What the wire bytes print, in every form, and that the setters make the same record of bytes
-// whose every bit is set before, so that one that they leave behind shows.
-template <typename View, typename Record>
-void CheckView(const char* wire, const char* printed, void (*set)(View&)) {
+// What the wire bytes print, in every form, and that the steps make them again, out of bytes whose
+// every bit is set before, so that one that they leave behind shows.
+template <typename View, typename Record, typename... Step>
+void CheckView(const char* wire, const char* printed, Step... steps) {
     WireBytes bytes = Hex(wire);
     auto* record = RecordAt<Record>(bytes);
-    View view;
-    EXPECT_TRUE(view.Attach(record));
+    View view(record);
     CTString text;
     view.Print(text);
     EXPECT_STREQ(text.c_str(), printed);
     EXPECT_EQ(CapturedOutput([&] { view.Show(); }), printed);
-    EXPECT_EQ(CapturedOutput([&] { View::Show(record); }), printed);
 
     WireBytes made(sizeof(Record), 0xFF);
     View target(RecordAt<Record>(made));
-    set(target);
+    (steps(target, view), ...);
     Record copy = {};
     target.Copy(&copy);
     EXPECT_EQ(memcmp(&copy, record, sizeof copy), 0);
-    EXPECT_EQ(made, WireBytes(bytes.begin(), bytes.begin() + sizeof(Record)));
+    bytes.resize(sizeof copy);
+    EXPECT_EQ(made, bytes);
 }
 
+// Set may be given the header's own addresses.
 TEST(HeaderView, Ether) {
-    CheckView<CEtherHeader, tnet_ether_hdr>("021122334455 0abbccddeeff 86dd",
-                                            "   ether header:\n"
-                                            "       Source: 0A:BB:CC:DD:EE:FF\n"
-                                            "       Destination: 02:11:22:33:44:55\n"
-                                            "       Type: 0x86DD\n",
-                                            [](CEtherHeader& view) {
-                                                view.SetDst(&kMacB);
-                                                view.SetSrc(&kMacA);
-                                                view.SetType(kEtherTypeIPv6);
-                                                view.SwapEtherAddr();
-                                            });
-    WireBytes bytes(14);
-    CEtherHeader view(RecordAt<tnet_ether_hdr>(bytes));
-    view.Set(&kMacA, &kMacB, kEtherTypeIPv4);
-    EXPECT_EQ(bytes, Hex("021122334455 0abbccddeeff 0800"));
-    view.Set(view.GetSrc(), view.GetDst(), kEtherTypeArp);  // its own addresses, the other way
-    EXPECT_EQ(bytes, Hex("0abbccddeeff 021122334455 0806"));
+    CheckView<CEtherHeader, tnet_ether_hdr>(
+        "021122334455 0abbccddeeff 86dd",
+        "   ether header:\n"
+        "       Source: 0A:BB:CC:DD:EE:FF\n"
+        "       Destination: 02:11:22:33:44:55\n"
+        "       Type: 0x86DD\n",
+        FIELD(Dst), FIELD(Src), FIELD(Type), CALL(SwapEtherAddr),
+        [](auto& to, auto&) { to.Set(to.GetSrc(), to.GetDst(), kEtherTypeIPv6); });
 }
 
 TEST(HeaderView, Arp) {
@@ -73,7 +66,10 @@ TEST(HeaderView, Arp) {
         "       Sender IP: 10.1.2.3\n"
         "       Target MAC: 0A:BB:CC:DD:EE:FF\n"
         "       Target IP: 192.168.99.100\n",
-        [](CArpHeader& view) { view.SetArp(0x0708, 0x0a010203, &kMacA, 0xc0a86364, &kMacB); });
+        [](auto& to, auto& from) {
+            to.SetArp(from.GetOp(), from.GetSenderIPv4(), from.GetSenderEtherAddr(),
+                      from.GetTargetIPv4(), from.GetTargetEtherAddr());
+        });
 }
 
 TEST(HeaderView, IPv4) {
@@ -92,20 +88,9 @@ TEST(HeaderView, IPv4) {
         "       header checksum: 5310, verify: 1\n"
         "       source IP: 10.1.2.3\n"
         "       destination IP: 192.168.99.100\n",
-        [](CIPv4Header& view) {
-            view.SetHeaderLength(24);
-            view.SetVersion(4);
-            view.SetServiceType(0x10);
-            view.SetPayloadLength(276);
-            view.SetPacketID(0x1234);
-            view.SetOffset(0x20b9);
-            view.SetTTL(63);
-            view.SetNextProto(kIpProtoTcp);
-            view.SetCheckSum(0x14be);
-            view.SetSrcIP(0xc0a86364);
-            view.SetDstIP(0x0a010203);
-            view.SwapIPAddr();
-        });
+        FIELD(HeaderLength), FIELD(Version), FIELD(ServiceType), FIELD(PayloadLength),
+        FIELD(PacketID), FIELD(Offset), FIELD(TTL), FIELD(NextProto), FIELD(CheckSum),
+        COPY(SrcIP, DstIP), COPY(DstIP, SrcIP), CALL(SwapIPAddr));
 }
 
 TEST(HeaderView, AFreshIPv4HeaderKeepsItsAddressesAndDontFragmentPrintsNoFlag) {
@@ -130,18 +115,10 @@ TEST(HeaderView, IPv6) {
         "       time to live: 64\n"
         "       source IP: 2001:0db8:0000:0000:0000:0000:0000:00a1\n"
         "       destination IP: fe80:0000:0000:0000:0211:22ff:fe33:4455\n",
-        [](CIPv6Header& view) {
-            WireBytes addresses =
-                Hex("20010db80000000000000000000000a1 fe80000000000000021122fffe334455");
-            view.SetVersion(6);
-            view.SetServiceType(0xab);
-            view.SetFlowLabel(0xFFF12345);
-            view.SetPayloadLength(258);
-            view.SetNextProro(kIpProtoUdp);
-            view.SetTTL(64);
-            view.SetSrcIPv6(RecordAt<tsdw_ipv6_addr>(addresses));
-            view.SetDstIPv6(RecordAt<tsdw_ipv6_addr>(addresses, 16));
-        });
+        FIELD(Version), FIELD(ServiceType),
+        [](auto& to, auto& from) { to.SetFlowLabel(0xFFF00000 | from.GetFlowLabel()); },
+        FIELD(PayloadLength), COPY(NextProro, NextProto), FIELD(TTL), FIELD(SrcIPv6),
+        FIELD(DstIPv6));
 }
 
 TEST(HeaderView, Icmp) {
@@ -152,13 +129,8 @@ TEST(HeaderView, Icmp) {
                                           "       checksum: 515\n"
                                           "       identifier: 1029\n"
                                           "       sequence number: 1543\n",
-                                          [](CIcmpHeader& view) {
-                                              view.SetType(8);
-                                              view.SetCode(1);
-                                              view.SetChecksum(515);
-                                              view.SetIdentifier(1029);
-                                              view.SetSequenceNumber(1543);
-                                          });
+                                          FIELD(Type), FIELD(Code), FIELD(Checksum),
+                                          FIELD(Identifier), FIELD(SequenceNumber));
 }
 
 TEST(HeaderView, Udp) {
@@ -168,13 +140,8 @@ TEST(HeaderView, Udp) {
                                      "       destination port: 53\n"
                                      "       datagram length: 269\n"
                                      "       datagram checksum: 35900\n",
-                                     [](CUdpHdr& view) {
-                                         view.SetSrcPort(53);
-                                         view.SetDstPort(1922);
-                                         view.SetPayloadLength(261);
-                                         view.SetCheckSum(35900);
-                                         view.SwapPort();
-                                     });
+                                     COPY(SrcPort, DstPort), COPY(DstPort, SrcPort),
+                                     FIELD(PayloadLength), FIELD(CheckSum), CALL(SwapPort));
 }
 
 // The bits beside the data offset are reserved, and left alone.
@@ -190,44 +157,30 @@ TEST(HeaderView, Tcp) {
                                      "       RX flow control window: 8193\n"
                                      "       checksum: 2571\n"
                                      "       urgent pointer: 3085\n",
-                                     [](CTcpHdr& view) {
-                                         view.SetSrcPort(50000);
-                                         view.SetDstPort(8080);
-                                         view.SetSequenceNumber(16909060);
-                                         view.SetAcknowledgmentNumber(4038115536);
-                                         view.SetDataOffset(6);
-                                         view.SetFlags(24);
-                                         view.SetWindow(8193);
-                                         view.SetCheckSum(2571);
-                                         view.SetUrgentPointer(3085);
-                                         view.SwapPort();
-                                     });
+                                     COPY(SrcPort, DstPort), COPY(DstPort, SrcPort),
+                                     FIELD(SequenceNumber), FIELD(AcknowledgmentNumber),
+                                     FIELD(DataOffset), FIELD(Flags), FIELD(Window),
+                                     FIELD(CheckSum), FIELD(UrgentPointer), CALL(SwapPort));
 }
 
 TEST(HeaderView, LengthsFollowFromEachOtherAndWrapInSixteenBits) {
-    EXPECT_EQ(CEtherHeader::GetHeaderLength(), 14);
-    EXPECT_EQ(CArpHeader::GetHeaderLength(), 28);
-    EXPECT_EQ(CIcmpHeader::GetHeaderLength(), 8);
-    WireBytes udp = Hex("0782 0035 000d 0000");
+    WireBytes udp = Hex("0782 0035 0000 0000");
     CUdpHdr datagram(RecordAt<tnet_udp_hdr>(udp));
-    EXPECT_EQ(datagram.GetPayloadLength(), 5);
     datagram.SetPacketLength(7);
     EXPECT_EQ(datagram.GetPayloadLength(), 0xFFFF);
 
     // A TCP segment's length lies in the IP header.
-    WireBytes bytes4 = Hex("4600 0064 0000 2345 4006 0000 0a000001 0a000002 01010100");
+    WireBytes bytes4 = Hex("4600 0064 0000 0000 4006 0000 0a000001 0a000002 01010100");
     WireBytes bytes6 = Hex("60000000 ffff 06 40" + std::string(64, '0'));
     WireBytes tcp = Hex("1f90 c350 01020304 f0b0c0d0 80 18 2001 0a0b 0c0d");
+    auto* ip4 = RecordAt<tnet_ipv4_hdr>(bytes4);
     auto* ip6 = RecordAt<tnet_ipv6_hdr>(bytes6);
-    CIPv4Header view4(RecordAt<tnet_ipv4_hdr>(bytes4));
     CTcpHdr segment(RecordAt<tnet_tcp_hdr>(tcp));
-    EXPECT_EQ(view4.GetOffset(), 0x2345);
-    EXPECT_EQ(segment.GetPacketLength(RecordAt<tnet_ipv4_hdr>(bytes4)), 76);
-    EXPECT_EQ(segment.GetPayloadLength(RecordAt<tnet_ipv4_hdr>(bytes4)), 44);
-    segment.SetPayloadLength(RecordAt<tnet_ipv4_hdr>(bytes4), 10);
-    EXPECT_EQ(view4.GetPacketLength(), 24 + 32 + 10);
-    view4.SetPacketLength(20);
-    EXPECT_EQ(view4.GetPayloadLength(), 0xFFFC);
+    EXPECT_EQ(segment.GetPayloadLength(ip4), 100 - 24 - 32);
+    segment.SetPayloadLength(ip4, 10);
+    EXPECT_EQ(CIPv4Header::GetPacketLength(ip4), 24 + 32 + 10);
+    CIPv4Header::SetPacketLength(ip4, 20);
+    EXPECT_EQ(CIPv4Header::GetPayloadLength(ip4), 0xFFFC);
     EXPECT_EQ(CIPv6Header::GetPacketLength(ip6), 65575);
     segment.SetPacketLength(ip6, 31);
     EXPECT_EQ(CIPv6Header::GetPayloadLength(ip6), 31);
@@ -236,28 +189,27 @@ TEST(HeaderView, LengthsFollowFromEachOtherAndWrapInSixteenBits) {
 
 // " ?" before an asterisk: whether a blank stands there is the compiler's choice.
 TEST(HeaderViewDeath, AnAssertionNamesFileOperationAndExpression) {
-    EXPECT_DEATH(CIPv4Header().CalcCheckSum(),
-                 "inet/tnet_ip:[0-9]+: uint16_t CIPv4Header::CalcCheckSum\\(\\): "
-                 "Assertion `\\(m_ptr != __null\\)' failed");
-    EXPECT_DEATH(CEtherHeader().Attach(nullptr),
-                 "inet/tnet_ether:[0-9]+: bool CEtherHeader::Attach\\(tnet_ether_hdr ?\\*\\): "
-                 "Assertion `\\(eth != __null\\)' failed");
-    EXPECT_DEATH(CIPv4Header(nullptr), "Attach\\(tnet_ipv4_hdr ?\\*\\): .*`\\(iph != __null\\)'");
-    EXPECT_DEATH(CIcmpHeader::GetType(nullptr), "inet/tnet_icmp:.*`\\(hdr != __null\\)'");
-    EXPECT_DEATH(CArpHeader::Show(nullptr), "inet/tnet_arp:.*`\\(hdr != __null\\)'");
-}
-
-TEST(HeaderViewDeath, PairsAreCheckedTogetherAndTheUdpCopyWantsOnlyOne) {
-    tnet_ipv4_hdr* ip4 = nullptr;
-    tnet_ipv6_hdr ip6 = {};
-    tnet_udp_hdr udp = {};
-    tnet_tcp_hdr tcp = {};
-    EXPECT_DEATH(CUdpHdr(&udp).CalcCheckSum(ip4),
-                 "`\\(udp_hdr != __null && ipv4_hdr != __null\\)'");
-    EXPECT_DEATH(CTcpHdr::UpdateCheckSum(nullptr, &ip6),
-                 "`\\(tcp_hdr != __null && ipv6_hdr != __null\\)'");
-    EXPECT_DEATH(CTcpHdr::Copy(&tcp, nullptr), "`\\(dst != __null && src != __null\\)'");
-    EXPECT_DEATH(CUdpHdr::Copy(nullptr, nullptr), "`\\(dst != __null \\|\\| src != __null\\)'");
+    static tnet_ipv4_hdr* const no_ip = nullptr;
+    static tnet_udp_hdr udp = {};
+    struct {
+        void (*misuse)();
+        const char* message;
+    } const kMisuses[] = {
+        {[] { CIPv4Header().CalcCheckSum(); },
+         "inet/tnet_ip:[0-9]+: uint16_t CIPv4Header::CalcCheckSum\\(\\): "
+         "Assertion `\\(m_ptr != __null\\)' failed"},
+        {[] { CEtherHeader().Attach(nullptr); },
+         "inet/tnet_ether:[0-9]+: bool CEtherHeader::Attach\\(tnet_ether_hdr ?\\*\\): "
+         "Assertion `\\(eth != __null\\)' failed"},
+        {[] { CIcmpHeader::GetType(nullptr); }, "inet/tnet_icmp:.*`\\(hdr != __null\\)'"},
+        {[] { CArpHeader::Show(nullptr); }, "inet/tnet_arp:.*`\\(hdr != __null\\)'"},
+        {[] { CUdpHdr(&udp).CalcCheckSum(no_ip); },
+         "`\\(udp_hdr != __null && ipv4_hdr != __null\\)'"},
+        {[] { CTcpHdr::Copy(nullptr, nullptr); }, "`\\(dst != __null && src != __null\\)'"},
+        {[] { CUdpHdr::Copy(nullptr, nullptr); }, "`\\(dst != __null \\|\\| src != __null\\)'"}};
+    for (const auto& m : kMisuses)
+        EXPECT_DEATH(m.misuse(), m.message);
+    // One null is no misuse of this one.
     CUdpHdr::Copy(&udp, nullptr);
     CUdpHdr(&udp).Copy(nullptr);
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string>
 
@@ -21,14 +22,10 @@ std::string Held(const CTSkBuffer& skb) {
 TEST(SkBuffer, HoldsItsCapacityBetweenTheReserves) {
     CTSkBuffer skb;
     EXPECT_EQ(skb.Create(0), -EINVAL);
-    EXPECT_EQ(skb.Create(-5), -EINVAL);
-    EXPECT_EQ(skb.PutData("x", 1), -ENOMEM);
     ASSERT_EQ(skb.Create(1500), 0);
-    EXPECT_EQ(skb.GetBufferSize(), 1500);
     EXPECT_EQ(skb.GetFreeSize(), 1500);
     EXPECT_EQ(skb.HeadRoom(), 32);
-    std::string payload(1500, 'p');
-    EXPECT_EQ(skb.PutData(payload.data(), 1500), 0);
+    EXPECT_EQ(skb.PutData(std::string(1500, 'p').data(), 1500), 0);
     EXPECT_EQ(skb.Put(1), -ENOMEM);
     EXPECT_EQ(skb.PutData("x", 1), -ENOMEM);
     EXPECT_EQ(skb.TailRoom(), 32);
@@ -43,10 +40,7 @@ TEST(SkBuffer, HeadersGoInFrontAndComeOffInPlace) {
     EXPECT_EQ(skb.PushData("x", 0), -EINVAL);
     EXPECT_EQ(skb.Push(29), -ENOMEM);
     EXPECT_EQ(skb.Push(28), 0);
-    EXPECT_EQ(skb.HeadRoom(), 0);
-    EXPECT_EQ(skb.Pull(32), 0);
-    EXPECT_EQ(Held(skb), "payload");
-    EXPECT_EQ(skb.Pull(3), 0);
+    EXPECT_EQ(skb.Pull(32 + 3), 0);
     EXPECT_EQ(skb.DropTail(1), 0);
     EXPECT_EQ(Held(skb), "loa");
     // The same fault, two results.
@@ -58,20 +52,19 @@ TEST(SkBuffer, HeadersGoInFrontAndComeOffInPlace) {
 }
 
 TEST(SkBuffer, CopyReplacesAndEmptiesOnFailure) {
-    CTSkBuffer skb(4);
+    CTSkBuffer skb(4), larger(8);
     skb.Copy("abcd", 4);
     skb.Pull(1);
     skb.Copy(skb);
     skb.Copy(static_cast<CTSkBuffer*>(nullptr));
     EXPECT_EQ(Held(skb), "bcd");
     EXPECT_EQ(skb.HeadRoom(), 33);
-    CTSkBuffer larger(8);
     larger.PutData("12345678", 8);
     skb.Copy(larger);
-    EXPECT_EQ(skb.GetDataLength(), 0);
+    EXPECT_EQ(Held(skb), "");
     skb.Copy("ab", 2);
     skb.Copy("ab", 0);
-    EXPECT_EQ(skb.GetDataLength(), 0);
+    EXPECT_EQ(Held(skb), "");
 }
 
 TEST(SkBuffer, WithoutItsBlockItKeepsTheSizesAndTakesNothing) {
@@ -82,7 +75,6 @@ TEST(SkBuffer, WithoutItsBlockItKeepsTheSizesAndTakesNothing) {
     EXPECT_EQ(skb.GetDataLength(), 3);
     EXPECT_EQ(skb.GetBufferSize(), 164);  // the reserves are cleared
     EXPECT_EQ(skb.TailRoom(), 164);
-    EXPECT_EQ(skb.HeadRoom(), 0);
     skb.Reset();
     EXPECT_EQ(skb.GetDataLength(), 0);
     EXPECT_EQ(skb.Put(1), -ENOMEM);
@@ -91,21 +83,17 @@ TEST(SkBuffer, WithoutItsBlockItKeepsTheSizesAndTakesNothing) {
 
 TEST(SkBuffPool, KeepsOneMoreThanItsLimitAndRecyclesAsFreed) {
     CTSkBuffPool pool(100, 2);
-    CTSkBuffer* taken[4];
-    for (CTSkBuffer*& skb : taken)
-        skb = pool.Alloc();
-    for (CTSkBuffer* skb : taken) {
-        skb->PutData("kept", 4);
-        pool.Free(skb);  // the fourth is destroyed
+    std::array<CTSkBuffer*, 4> taken;
+    for (const char* held : {"", "kept"}) {
+        std::ranges::generate(taken, [&pool] { return pool.Alloc(); });
+        for (CTSkBuffer* skb : taken) {
+            EXPECT_EQ(Held(*skb), skb == taken[3] ? "" : held);  // the fourth was destroyed
+            EXPECT_EQ(skb->GetBufferSize(), 100);
+            skb->Copy("kept", 4);
+            pool.Free(skb);
+        }
     }
     pool.Free(nullptr);
-    for (CTSkBuffer*& skb : taken)
-        skb = pool.Alloc();
-    for (CTSkBuffer* skb : taken) {
-        EXPECT_EQ(Held(*skb), skb == taken[3] ? "" : "kept");
-        EXPECT_EQ(skb->GetBufferSize(), 100);
-        pool.Free(skb);
-    }
     EXPECT_EQ(CapturedOutput(test_skb_pool), "get skb success\n");
 }
 
@@ -113,36 +101,24 @@ TEST(BufferWriter, WritesHostOrderValuesOneAfterAnother) {
     WireBytes memory(10);
     char text[] = "xyz";
     CTBufferWriter writer;
-    EXPECT_EQ(writer.Attach(nullptr, 4), 0);
-    EXPECT_EQ(writer.Attach(memory.data(), 0), 0);
+    EXPECT_EQ(writer.Attach(nullptr, 4) + writer.Attach(memory.data(), 0), 0);
     ASSERT_EQ(writer.Attach(memory.data(), 10), 1);
-    EXPECT_EQ(writer.Write(static_cast<uint8_t>(0xA1)), 1);
-    EXPECT_EQ(writer.Write(static_cast<uint16_t>(0xB2C3)), 2);
+    EXPECT_EQ(writer.Write(uint8_t{0xA1}), 1);
+    EXPECT_EQ(writer.Write(uint16_t{0xB2C3}), 2);
     EXPECT_EQ(writer.Write(0xD4E5F607u), 4);
-    EXPECT_EQ(writer.Write(nullptr, 3), 0);
-    EXPECT_EQ(writer.Write(text, 0), 0);
+    EXPECT_EQ(writer.Write(nullptr, 3) + writer.Write(text, 0), 0);
     EXPECT_EQ(writer.Write(text, 3), 3);
     EXPECT_EQ(memory, Hex("a1 c3b2 07f6e5d4 78797a"));
 }
 
 TEST(BufferWriterDeath, WritingUnattachedNamesTheOldLines) {
     CTBufferWriter writer;
-    const char* const assertion = "\\(\\(m_ptr != __null\\)\\)";
-    EXPECT_DEATH(writer.Write(static_cast<uint8_t>(1)),
-                 std::string("inet/tnet_npkt:43: int CTBufferWriter::Write\\(uint8_t\\): ") +
-                     "Assertion `" + assertion + "' failed");
+    EXPECT_DEATH(writer.Write(uint8_t{1}),
+                 "inet/tnet_npkt:43: int CTBufferWriter::Write\\(uint8_t\\): "
+                 "Assertion `\\(\\(m_ptr != __null\\)\\)' failed");
     EXPECT_DEATH(writer.Write(1u), "inet/tnet_npkt:61: int CTBufferWriter::Write\\(uint32_t\\)");
     EXPECT_DEATH(writer.Write(nullptr, 1),
                  "inet/tnet_npkt:71: int CTBufferWriter::Write\\(void ?\\*, int\\)");
-}
-
-// A frame of len bytes that starts with no addresses and then the given bytes, in a block of just
-// that size: the sanitizer sees every read past its end.
-WireBytes Frame(size_t len, const char* from_type_on) {
-    WireBytes bytes(len);
-    WireBytes start = Hex("000000000000 000000000000" + std::string(from_type_on));
-    std::copy_n(start.begin(), std::min(len, start.size()), bytes.begin());
-    return bytes;
 }
 
 TEST(EtherFrame, ClassifiesVerifiesAndPrintsWhatItHolds) {
@@ -168,7 +144,10 @@ TEST(EtherFrame, ClassifiesVerifiesAndPrintsWhatItHolds) {
                          {60, "1234", 0, 0, ""}};
     for (const auto& f : kFrames) {
         SCOPED_TRACE(std::to_string(f.len) + " " + f.from_type_on);
-        WireBytes bytes = Frame(f.len, f.from_type_on);
+        // A block of just that size: the sanitizer sees every read past its end.
+        WireBytes bytes(f.len);
+        WireBytes start = Hex("000000000000 000000000000" + std::string(f.from_type_on));
+        std::copy_n(start.begin(), std::min(f.len, start.size()), bytes.begin());
         CTEtherFrame frame;
         EXPECT_EQ(frame.Attach(bytes.data(), static_cast<int>(f.len)), f.len > 14 ? 1 : 0);
         EXPECT_EQ(frame.Verify(), f.verified);
@@ -191,10 +170,10 @@ TEST(IPv4Frame, NeedsAWholeHeaderAndPrintsVersion4Only) {
     ASSERT_EQ(frame.Attach(skb), 1);
     EXPECT_EQ(frame.IsIcmp(), 1);
     EXPECT_EQ(CapturedOutput([&] { frame.Print(); }).find("   IPv4 header:\n"), 0u);
-    skb.GetData()[0] = 0x46;  // claims options that are not there
-    EXPECT_EQ(CapturedOutput([&] { frame.Print(); }), "");
-    skb.GetData()[0] = 0x65;
-    EXPECT_EQ(CapturedOutput([&] { frame.Print(); }), "");
+    for (uint8_t first : Hex("46 65")) {  // claims options that are not there; another version
+        skb.GetData()[0] = first;
+        EXPECT_EQ(CapturedOutput([&] { frame.Print(); }), "");
+    }
     EXPECT_EQ(frame.GetIPv4Proto(), 1);
 }
 

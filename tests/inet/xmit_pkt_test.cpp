@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <initializer_list>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "inet/xmit_pkt_fifo.h"
@@ -31,16 +33,13 @@ TEST(XmitPkt, OwnsWhatItCreatesAndLeavesABorrowedBufferAlone) {
 }
 
 TEST(XmitPkt, WriteAnswersZeroForSuccessAndForNothingToDo) {
-    CTXmitPkt empty;
+    CTXmitPkt empty, pkt(4), copy(8);
     EXPECT_EQ(empty.Write("abc", 3), 0);
     empty.SkbPut(1);
-    EXPECT_EQ(empty.CopySkb(static_cast<CTXmitPkt*>(nullptr)), -EINVAL);
-    CTXmitPkt pkt(4);
     EXPECT_EQ(empty.CopySkb(pkt), -ENOMEM);
-    EXPECT_EQ(pkt.Write("abc", 3), 0);
-    EXPECT_EQ(pkt.Write(nullptr, 3), 0);
+    EXPECT_EQ(empty.CopySkb(static_cast<CTXmitPkt*>(nullptr)), -EINVAL);
+    EXPECT_EQ(pkt.Write("abc", 3) + pkt.Write(nullptr, 3), 0);
     EXPECT_EQ(pkt.Write("de", 2), -ENOMEM);
-    CTXmitPkt copy(8);
     EXPECT_EQ(copy.CopySkb(pkt), 0);
     EXPECT_EQ(copy.GetSkb()->GetDataLength(), 3);
 }
@@ -63,15 +62,11 @@ TEST(XmitPktPool, RecycledDescriptorsAreResetButKeepStatusTypeAndLayer) {
     EXPECT_EQ(pool.GetLoans(), 0);
 
     ASSERT_EQ(pool.Alloc(), pkt);
-    EXPECT_EQ(pkt->GetSkb()->GetDataLength(), 0);
-    EXPECT_EQ(*pkt->GetRecvAddr(), CTSockAddr(0u, 0));
-    EXPECT_EQ(*pkt->GetSendAddr(), CTSockAddr(0u, 0));
-    EXPECT_EQ(pkt->GetRecvTick(), 0u);
-    EXPECT_EQ(pkt->GetRecvLength(), 0);
-    EXPECT_EQ(pkt->GetSource(), kXmitFromTap);
-    EXPECT_EQ(pkt->GetStatus(), kXmitDeliver);
-    EXPECT_EQ(pkt->GetType(), 9);
-    EXPECT_EQ(pkt->GetNetLayer(), 3);
+    const CTSockAddr nowhere(0u, 0);
+    EXPECT_TRUE(*pkt->GetRecvAddr() == nowhere && *pkt->GetSendAddr() == nowhere);
+    EXPECT_EQ(std::tuple(pkt->GetSkb()->GetDataLength(), pkt->GetRecvTick(), pkt->GetRecvLength(),
+                         pkt->GetSource(), pkt->GetStatus(), pkt->GetType(), pkt->GetNetLayer()),
+              std::tuple(0, 0u, 0, kXmitFromTap, kXmitDeliver, 9, 3));
 
     CTXmitPkt* second = pool.Alloc();
     CTXmitPkt* third = pool.Alloc();
@@ -87,17 +82,14 @@ TEST(XmitPktPool, RecycledDescriptorsAreResetButKeepStatusTypeAndLayer) {
 TEST(XmitPktFifo, QueuesInOrderAndRefusesBeyondALimit) {
     CTXmitPkt a, b, c;
     CTXmitPktMtFifo fifo;
-    EXPECT_EQ(fifo.Enqueue(nullptr), 1);
     EXPECT_TRUE(fifo.IsEmpty());
     EXPECT_EQ(CapturedOutput([&] { fifo.Print(); }), "linker is empty, count = 0\n");
-    EXPECT_EQ(fifo.Enqueue(&a, 2), 0);
-    EXPECT_EQ(fifo.Enqueue(&b, 2), 0);
-    EXPECT_EQ(fifo.Enqueue(&c, 2), 1);
+    EXPECT_EQ(fifo.Enqueue(&a, 2) + fifo.Enqueue(&b, 2), 0);
+    EXPECT_EQ(fifo.Enqueue(&c, 2) + fifo.Enqueue(nullptr), 1 + 1);
     EXPECT_EQ(fifo.Enqueue(&c), 0);
     EXPECT_EQ(CapturedOutput([&] { fifo.Print(); }), "linker is not empty, count = 3\n");
-    for (CTXmitPkt* pkt : {&a, &b, &c})
+    for (CTXmitPkt* pkt : std::initializer_list<CTXmitPkt*>{&a, &b, &c, nullptr})
         EXPECT_EQ(fifo.Dequeue(), pkt);
-    EXPECT_EQ(fifo.Dequeue(), nullptr);
 }
 
 TEST(XmitPktPipe, BlocksItsReaderAndWakesItForANullWriteToo) {

@@ -8,7 +8,6 @@
 #include "sdwan/sdwan_sys.h"
 #include "sstp/sstp_error.h"
 #include "tests/sdwan/printed.h"
-#include "tests/support/captured_output.h"
 
 namespace {
 
@@ -35,7 +34,7 @@ TEST(SubnetList, TheAppendThatFindsItFullGrowsItAndTheNextSucceeds) {
     EXPECT_EQ(list.Capacity(), 6);
     EXPECT_EQ(list.Append("e")->GetIndex(), 4);
     EXPECT_EQ(list.Append("b"), list.At(1));
-    EXPECT_NE(list.Append("B"), list.At(1));
+    EXPECT_EQ(list.Append("B")->GetIndex(), 5);
     EXPECT_EQ(list.Append(nullptr), nullptr);
     // With every slot in use but a hole, the hole is filled at once.
     EXPECT_EQ(list.Remove("c") + list.Remove("nobody"), 0);
@@ -63,18 +62,15 @@ TEST(SdwanSys, FindsAndDeletesByTheHalvesOfAnIdentifier) {
     CTSdwanSubnet* c = sys.AddSubnet("c");
     CTSdwanRouter* router = c->AddRouter(0x77, "tap-1");
     sys.DeleteSubnet(0x155);
-    std::string text =
+    EXPECT_EQ(
+        Printed(sys, ""),
         "-----------------------------------------------------------------------------------\n"
         "|                             subnet list                                         |\n"
         "-----------------------------------------------------------------------------------\n"
         "1.a net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0\n"
         "2. NULL\n"
         "3.c net: index=2, gw=192.168.15.5, mask=255.255.255.0, router count=1\n"
-        "    1. tap-1: ident=0x00000200, index=0, sn=0x00000077, sstp: 0.0.0.0:0\n";
-    int length = 0;
-    EXPECT_EQ(CapturedOutput([&] { length = sys.Print(); }), text);
-    EXPECT_EQ(length, static_cast<int>(text.size()));
-
+        "    1. tap-1: ident=0x00000200, index=0, sn=0x00000077, sstp: 0.0.0.0:0\n");
     EXPECT_EQ(sys.GetRouter(0x200), router);
     EXPECT_EQ(sys.GetSubnet(0x2AB), c);
     EXPECT_EQ(sys.FindSubnet(nullptr), nullptr);
@@ -98,9 +94,8 @@ TEST(SdwanSys, AddSubnetChecksThePasswordAndEveryFailureIs1002) {
     };
     EXPECT_FALSE(fails("a", "secret"));
     EXPECT_EQ(sys.AddSubnet("a", "secret"), sys.FindSubnet("a"));
-    for (const char* wrong : {"Secret", "secre", "secrets", ""})
-        EXPECT_TRUE(fails("a", wrong)) << wrong;
-    EXPECT_TRUE(fails("a", nullptr));
+    for (const char* wrong : {"Secret", "secre", "secrets", "", static_cast<const char*>(nullptr)})
+        EXPECT_TRUE(fails("a", wrong));
     EXPECT_TRUE(fails(nullptr, "secret"));
     // The list has 1024 slots at first, and the call that finds them taken only makes room.
     for (int i = 1; i < 1024; ++i)

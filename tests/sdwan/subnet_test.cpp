@@ -2,20 +2,25 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
+#include <map>
+#include <random>
 #include <ranges>
 #include <set>
 #include <string>
 
 #include "tests/sdwan/printed.h"
-#include "tests/support/captured_output.h"
 
 namespace {
 
 constexpr unsigned char kMac[] = {0x02, 0, 0, 0, 0, 0x01};
 constexpr unsigned char kOtherMac[] = {0x02, 0, 0, 0, 0, 0x02};
 constexpr const unsigned char* kNoMac = nullptr;
-constexpr unsigned int kNet = 0xC0A80F00;  // 192.168.15.0
+constexpr const tnet_ether_addr* kNoAddr = nullptr;
+constexpr uint32_t kNet = 0xC0A80F00;  // 192.168.15.0
+constexpr uint32_t kAddresses = 60;    // few, so that routers often claim the same one
+constexpr int kRouters = 16;
 
 TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
     CTSdwanSubnet subnet;
@@ -30,6 +35,8 @@ TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
     CTSdwanRouter* first = subnet.AddRouter(0x11, "%s%n");
     subnet.AddRouter(0x22);
     subnet.AddDevice(subnet.AddRouter(0x33, "right"), 0x0A000105, kMac);
+    EXPECT_EQ(subnet.AddDevice(first, 0x0A000106, kNoAddr), nullptr);
+    EXPECT_EQ(subnet.AddDevice(0x300, 0x0A000106, kNoAddr), nullptr);
     subnet.DelRouter(0x301);
     EXPECT_EQ(subnet.AddRouter(0x11, nullptr), first);
     std::string routers =
@@ -37,45 +44,97 @@ TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
         "    2. NULL\n"
         "    3. right: ident=0x00000302, index=2, sn=0x00000033, sstp: 0.0.0.0:0\n"
         "        1. 10.0.1.5, 02:00:00:00:00:01, on(1), ipv4(1)\n";
-    std::string text =
-        full + " net: index=3, gw=10.0.0.1, mask=255.255.0.0, router count=3\n" + routers;
-    int length = 0;
-    EXPECT_EQ(CapturedOutput([&] { length = subnet.Print(); }), text + "\n");
-    EXPECT_EQ(length, static_cast<int>(text.size()));
-
+    EXPECT_EQ(Printed(subnet, "\n"),
+              full + " net: index=3, gw=10.0.0.1, mask=255.255.0.0, router count=3\n" + routers);
     EXPECT_EQ(subnet.GetRouter(0x300), first);
     for (unsigned int foreign : {0x200U, 0x01000300U, 0x301U, 0x3FFU, 0xFFFFFFFFU})
         EXPECT_EQ(subnet.GetRouter(foreign), nullptr);
 
     // The values go back to a new subnet's, the routers stay.
     EXPECT_EQ(subnet.Init(), 0);
-    EXPECT_EQ(Printed(subnet),
+    EXPECT_EQ(Printed(subnet, "\n"),
               " net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=3\n" + routers);
     EXPECT_STREQ(subnet.GetSubnetPassword(), "");
     EXPECT_TRUE(subnet.IsSame(0xFFFFU));
 }
 
-TEST(Subnet, AnAddressOfTwoRoutersLeavesTheMapWithTheFirstDeviceThatGoes) {
+// What a subnet should hold: the addresses behind the router in each slot, and the slot to which
+// each address is mapped.
+struct Model {
+    std::map<int, std::set<uint32_t>> routers;
+    std::map<uint32_t, int> map;
+};
+
+// What the subnet holds.
+Model Read(CTSdwanSubnet& subnet) {
+    const CTSdwanRouterList& routers = subnet.GetRouterList();
+    Model real;
+    EXPECT_TRUE(routers.Count() == 0 || routers.At(routers.Count() - 1));
+    for (int slot = 0; slot < routers.Count(); ++slot) {
+        if (!routers.At(slot)) continue;
+        const CTSdwanDeviceList& devices = routers.At(slot)->GetDeviceList();
+        EXPECT_TRUE(devices.Count() == 0 || devices.At(devices.Count() - 1));
+        real.routers[slot];
+        for (int i = 0; i < devices.Count(); ++i)
+            if (devices.At(i)) real.routers[slot].insert(devices.At(i)->GetIPv4Addr().GetIP());
+    }
+    for (uint32_t ip = kNet + 1; ip <= kNet + kAddresses; ++ip) {
+        const CTSdwanRouter* router = subnet.GetRouterByIPv4Addr(ip);
+        if (router) real.map[ip] = router->GetIndex();
+        EXPECT_EQ(subnet.GetDevice(ip), router ? router->FindDevice(ip) : nullptr);
+    }
+    EXPECT_EQ(subnet.GetRouterMap().Count(), static_cast<int>(real.map.size()));
+    return real;
+}
+
+TEST(Subnet, AgreesWithItsModelWhateverIsDone) {
+    std::mt19937 random(1);
+    auto below = [&random](uint32_t n) { return static_cast<uint32_t>(random()) % n; };
     CTSdwanSubnet subnet;
-    CTSdwanRouter* a = subnet.AddRouter(1);
-    CTSdwanRouter* b = subnet.AddRouter(2);
-    CTSdwanRouter* nobody = nullptr;
-    const tnet_ether_addr* no_addr = nullptr;
-    EXPECT_EQ(subnet.AddDevice(nobody, kNet + 7, kMac), nullptr);
-    EXPECT_EQ(subnet.AddDevice(a, kNet + 7, no_addr), nullptr);
-    EXPECT_EQ(subnet.AddDevice(0U, kNet + 7, no_addr), nullptr);
-    // A given router is mapped by its slot, whatever identifier it was told.
-    a->SetIdentifier(0xFFFFFFFF);
-    EXPECT_NE(subnet.AddDevice(a, kNet + 7, kNoMac), nullptr);
-    subnet.AddDevice(b, kNet + 7, kOtherMac);
-    EXPECT_EQ(subnet.GetRouterByIPv4Addr(kNet + 7), a);
-    subnet.DelDevice(nobody, kNet + 7);
-    subnet.DelDevice(b, kNet + 7);
-    EXPECT_FALSE(subnet.HasDevice(kNet + 7));
-    // A host still has it: nobody else gets it.
-    unsigned int ip = 0;
-    CapturedOutput([&] { ip = subnet.DynamicAllocationIPAddr(kNet + 7, kOtherMac); });
-    EXPECT_NE(ip, kNet + 7);
+    Model model;
+    auto& [routers, map] = model;
+    subnet.GetRouterList().Create(kRouters);
+    for (uint32_t step = 0; step < 8000 && !HasFailure(); ++step) {
+        uint32_t identifier = below(8) << 8 | below(kRouters + 4);
+        int slot = static_cast<int>(identifier & 0xFF);
+        uint32_t ip = kNet + 1 + below(kAddresses);
+        CTSdwanRouter* router = subnet.GetRouterList().At(slot);  // not all know their identifier
+        uint32_t action = below(100);
+        if (action < 10) {
+            for (slot = 0; routers.contains(slot);)
+                ++slot;
+            router = subnet.AddRouter(1 + step);
+            ASSERT_EQ(router ? router->GetIndex() : kRouters, slot);
+            if (router) routers[slot] = {};
+        } else if (action < 18) {
+            bool replaced = action < 14 && subnet.ReplaceRouter(identifier);
+            ASSERT_EQ(replaced, action < 14 && slot < kRouters);
+            subnet.DelRouter(replaced ? kRouters : identifier);
+            for (uint32_t held : routers[slot])
+                map.erase(held);
+            routers.erase(slot);
+            if (replaced) routers[slot] = {};
+        } else if (action < 80) {
+            CTSdwanDevice* device = action < 50 ? subnet.AddDevice(identifier, ip, kMac)
+                                                : subnet.AddDevice(router, ip, kMac);
+            bool added = device != nullptr;
+            ASSERT_EQ(added, routers.contains(slot) &&
+                                 (routers[slot].contains(ip) || routers[slot].size() < 8));
+            if (added) routers[slot].insert(ip);
+            if (added) map.try_emplace(ip, slot);
+        } else {
+            if (action < 85) subnet.DelDevice(identifier, ip);
+            if (action >= 85 && action < 90) subnet.DelDevice(router, ip);
+            if (action >= 90) subnet.DelDevice(ip);
+            if (action >= 90) slot = map.contains(ip) ? map[ip] : -1;
+            if (!routers.contains(slot)) continue;
+            routers[slot].erase(ip);
+            map.erase(ip);
+        }
+        Model real = Read(subnet);
+        ASSERT_EQ(real.routers, routers) << step;
+        ASSERT_EQ(real.map, map) << step;
+    }
 }
 
 // A subnet 192.168.15.0 in which one host has address 77.
@@ -122,6 +181,15 @@ TEST_F(SubnetAllocator, GrantsAFreeOrOwnRequestSilentlyAndDrawsOtherwise) {
         EXPECT_NE(m_ip, requested);
     }
     EXPECT_NE(Allocate(kNet + 77, kNoMac), "");
+}
+
+// Two routers had it, so the map lost it with the first device that went.
+TEST_F(SubnetAllocator, AHostsAddressThatLeftTheMapGoesToNobodyElse) {
+    CTSdwanRouter* other = m_subnet.AddRouter(100);
+    m_subnet.AddDevice(other, kNet + 77, kNoMac);
+    m_subnet.DelDevice(other, kNet + 77);
+    EXPECT_FALSE(m_subnet.HasDevice(kNet + 77));
+    EXPECT_NE(Allocate(kNet + 77, kOtherMac), "");
 }
 
 TEST_F(SubnetAllocator, KeepsOffTheReservedHostParts) {
