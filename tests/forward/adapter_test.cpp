@@ -38,6 +38,8 @@ TEST(Adapter, ReadsAndWritesWholePackets) {
     host.Write(WireBytes(60, 1));
     EXPECT_EQ(CTNetAdapter::SelectWait(fd, 5000), 0);
     EXPECT_EQ(adapter.Read(buf, sizeof buf, 5000), 60);
+    host.Write({7});
+    EXPECT_EQ(adapter.Read(buf, 1, 5000), 1);
     EXPECT_EQ(adapter.Read(nullptr, 10, 1), -1);
     EXPECT_EQ(adapter.Read(buf, 0, 1), -1);
     EXPECT_EQ(adapter.Write(buf, 30), 30);

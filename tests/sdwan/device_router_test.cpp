@@ -88,7 +88,7 @@ TEST(Tables, AreCreatedGrownAndCutEachByItsRule) {
     CTSdwanRouterList routers;
     CTIPv4RouterMap map;
     for (auto [n, device_slots, router_slots, entries] :
-         {std::tuple(9, 8, 9, 9), {17, 8, 16, 17}, {0, 0, 8, 64}, {-1, 0, 8, 64}}) {
+         {std::tuple(9, 8, 9, 9), {17, 8, 16, 17}, {1, 1, 1, 1}, {0, 0, 8, 64}, {-1, 0, 8, 64}}) {
         routers.Append(1);
         map.Map(1, 1);
         EXPECT_EQ(devices.Create(n), n < 0 ? 0 : 1);
@@ -158,6 +158,8 @@ TEST(RouterMap, SortsUnsignedPrintsFromZeroAndForgetsAWholeRouter) {
     EXPECT_EQ(map.Map(0, 4), 0);
     EXPECT_EQ(map.Map(0x7FFFFFFF, 0xFFFF), 1);
     EXPECT_EQ(map.GetRouterIndex(0x7FFFFFFF), 0xFFFF);
+    EXPECT_TRUE(map.IsValidIndex(0) && map.IsValidIndex(3));
+    EXPECT_FALSE(map.IsValidIndex(-1) || map.IsValidIndex(4));
     EXPECT_EQ(Printed(map),
               "    0. ip=0.0.0.0, router=4\n"
               "    1. ip=127.255.255.255, router=65535\n"

@@ -25,6 +25,7 @@ TEST(SubnetList, TheAppendThatFindsItFullGrowsItAndTheNextSucceeds) {
     // The result is the other way about than elsewhere.
     EXPECT_EQ(list.Create(-1), 1);
     EXPECT_EQ(list.Create(4), 0);
+    EXPECT_EQ(list.Count(), 0);
     for (const char* name : {"a", "b", "c", "d"}) {
         EXPECT_EQ(list.Resize(), 1);
         EXPECT_NE(list.Append(name), nullptr);
