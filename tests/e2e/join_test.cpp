@@ -82,7 +82,6 @@ TEST_F(Join, GoesStepByStepAndLeavesInOrder) {
 
 TEST_F(Join, BuildsThePictureOfTheOthers) {
     ASSERT_TRUE(edge.Start());
-    std::string printed;
     {
         CTReadGuard guard(edge.sys.GetModelLock());
         CTSdwanSubnet& subnet = edge.sys.GetExternalSubnet();
@@ -92,15 +91,6 @@ TEST_F(Join, BuildsThePictureOfTheOthers) {
         EXPECT_EQ(edge.sys.GetPeers().Count(), 2);
     }
     edge.Stop();
-    printed = output.Take();
-    EXPECT_NE(printed.find("External Network Map ----------------------------------\n"
-                           "qwop net: index=0, gw=192.168.15.1, mask=255.255.255.0, router "
-                           "count=2\n"
-                           "    1. : ident=0x00000000, index=0, sn=0x00002000, sstp: "
-                           "127.0.0.1:4000\n"
-                           "        1. 192.168.15.20, 02:00:00:00:00:01, on(1), ipv4(1)\n"),
-              std::string::npos)
-        << printed;
 }
 
 TEST_F(Join, WritesWhatItLearntBackForTheOwnersEyesOnly) {
@@ -130,25 +120,16 @@ TEST_P(EachStep, SurvivesALostRequestOrReply) {
     EXPECT_EQ(router.ReceivedCommands(), JoinWithTwice(GetParam()) + kLeave);
 }
 
-TEST_P(EachStep, SurvivesALateReply) {
-    router.AnswerLate(GetParam());
-    ASSERT_TRUE(edge.Start());
-    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
-    edge.Stop();
-}
-
-TEST_P(EachStep, SurvivesAForeignReplyBeforeItsOwn) {
-    router.StrayFirst(GetParam());
-    ASSERT_TRUE(edge.Start());
-    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
-    edge.Stop();
-}
-
-TEST_P(EachStep, SurvivesADoubledReply) {
-    router.AnswerTwice(GetParam());
-    ASSERT_TRUE(edge.Start());
-    EXPECT_TRUE(edge.Knows(Ip(192, 168, 15, 21)));
-    edge.Stop();
+TEST_P(EachStep, SurvivesALateAForeignAndADoubledReply) {
+    using Verb = void (ScriptedRouter::*)(uint8_t sub);
+    for (Verb bend :
+         {&ScriptedRouter::AnswerLate, &ScriptedRouter::StrayFirst, &ScriptedRouter::AnswerTwice}) {
+        (router.*bend)(GetParam());
+        WholeEdge joining(router.Port());
+        ASSERT_TRUE(joining.Start());
+        EXPECT_TRUE(joining.Knows(Ip(192, 168, 15, 21)));
+        joining.Stop();
+    }
 }
 
 TEST_P(EachStep, ThreeLossesEndTheJoinOrLeaveThePictureEmpty) {
@@ -173,12 +154,16 @@ TEST_F(Join, ARefusedLoginEndsIt) {
     EXPECT_EQ(Log(), "connected tcr failed, tcr is not online\n");
 }
 
-TEST_F(Join, ARefusedAddressKeepsTheConfiguredOne) {
-    router.AnswerWith(kDhcp, Hex("00000001 00000000 00000000 00000000"));
-    ASSERT_TRUE(edge.Start());
+TEST_F(Join, ARefusedAddressIsNeitherTakenNorShown) {
+    router.AnswerWith(kDhcp, Hex("00000001 0A000001 FFFF0000 0A000002"));
+    WholeEdge wishing(router.Port(), 0x1001, "192.168.15.99");
+    ASSERT_TRUE(wishing.Start());
+    wishing.Stop();
     WireMessage add = router.WaitFor([](const WireMessage& m) { return m.Is(3, kAddDevice); });
-    EXPECT_EQ(ExpectBody<WireDeviceAdd>(add).devices, std::vector{DeviceRecord(0, 1)});
-    edge.Stop();
+    EXPECT_EQ(ExpectBody<WireDeviceAdd>(add).devices,
+              std::vector{DeviceRecord(Ip(192, 168, 15, 99), 1)});
+    EXPECT_EQ(output.Take().find("Dhcp Ack"), std::string::npos);
+    EXPECT_NE(ReadWholeFile(wishing.ConfigPath()).find("192.168.15.99"), std::string::npos);
 }
 
 TEST_F(Join, ARefusedRegistrationEndsIt) {

@@ -47,18 +47,6 @@ TEST_F(Running, CarriesPacketsBothWaysSplitAndWhole) {
     EXPECT_EQ(edge.sys.GetPool().GetLoans(), 0);
 }
 
-TEST_F(Running, KeepsItsSessionAliveWithHeartbeats) {
-    ScriptedRouter router;
-    WholeEdge edge(router.Port());
-    ASSERT_TRUE(edge.Start());
-    WireMessage first = router.WaitFor([](const WireMessage& m) { return m.Is(1, 2); });
-    WireMessage next =
-        router.WaitFor([&](const WireMessage& m) { return m.Is(1, 2) && m.seq != first.seq; });
-    // Answered: a whole interval.
-    EXPECT_GE(ExpectBody<WireTick>(next).tick - ExpectBody<WireTick>(first).tick, 2000u);
-    edge.Stop();
-}
-
 TEST_F(Running, StartsAndStopsFiftyTimesWithoutAThreadOrDescriptorLeft) {
     ScriptedRouter router;
     int threads = CountThreads();

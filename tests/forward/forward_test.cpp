@@ -7,6 +7,7 @@
 #include "sstp/p2p_connect_list.h"
 #include "sstp/sstp_port.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/expect_wire.h"
 #include "tests/support/packet_end.h"
 #include "tests/support/udp_peer.h"
 
@@ -60,46 +61,32 @@ class Forwarders : public testing::Test {
         router->SetIdentifier(kFarIdentifier);
         subnet.AddDevice(router, kFarAddr, static_cast<const unsigned char*>(nullptr));
     }
+    WireMessage FromCentral(uint8_t type, uint8_t sub, const WireBytes& body = {}) {
+        return {.type = type, .sub = sub, .seq = ++seq, .src = kWireCentral, .body = body};
+    }
     // Sends a command; the edge's answer.
     WireMessage Command(uint8_t sub, const WireBytes& body) {
-        WireMessage command;
-        command.type = 3;
-        command.sub = sub;
-        command.seq = ++seq;
-        command.src = kWireCentral;
-        command.dst = kOwnIdentifier;
-        command.body = body;
+        WireMessage command = FromCentral(3, sub, body);
         peer.Reply(command);
         WireMessage answer = peer.Receive();
-        EXPECT_TRUE(answer.Is(4, sub));
-        EXPECT_EQ(answer.seq, seq);
-        EXPECT_EQ(answer.src, kOwnIdentifier);
-        EXPECT_EQ(answer.dst, kWireCentral);
+        EXPECT_EQ(answer.Encode(), command.Reply(answer.body).Encode());
         return answer;
     }
-    WireMessage AddRouter(uint32_t identifier, const std::string& label, uint16_t udp_port) {
-        WireBytes body = Hex("0002 03 00");
-        Put32(body, identifier);
-        Put32(body, 0x77);
-        Put16(body, 0);
-        Put16(body, udp_port);
-        Put32(body, Ip(127, 0, 0, 1));
-        PutText(body, label);
-        return Command(10, body);
+    uint32_t AddRouter(uint32_t identifier, const std::string& label, uint16_t udp_port) {
+        WireBytes body = EncodeWire(WireRouterAdd{.identifier = identifier,
+                                                  .serial = 0x77,
+                                                  .label = label,
+                                                  .ip = Ip(127, 0, 0, 1),
+                                                  .port = udp_port});
+        return ExpectBody<WireRouterAddReply>(Command(10, body)).error;
     }
-    WireMessage AddDevice(uint32_t identifier,
-                          const std::vector<std::pair<uint32_t, uint16_t>>& devices) {
-        WireBytes body;
-        Put32(body, identifier);
-        for (auto [ip, stat] : devices) {
-            Put16(body, stat);
-            Put16(body, 3);
-            Put32(body, ip);
-            Put32(body, 0x02000000);
-            Put16(body, 7);
-        }
-        return Command(16, body);
+    void AddDevice(uint32_t identifier, const std::vector<std::pair<uint32_t, uint16_t>>& devices) {
+        WireDeviceAdd add{identifier, {}};
+        for (auto [ip, stat] : devices)
+            add.devices.push_back({.ip = ip, .mac = {2, 0, 0, 0, 0, 7}, .stat = stat, .type = 3});
+        Command(16, EncodeWire(add));
     }
+    void DelRouter(uint32_t identifier) { Command(12, EncodeWire(WireIdentifier{identifier})); }
     // Whether a packet of the host to that address leaves, and the identifier that it is sent to.
     std::optional<uint32_t> RouteOf(uint32_t dst) {
         host.Write(IPv4Packet(kOwnAddr, dst, 4));
@@ -132,13 +119,10 @@ TEST_F(Forwarders, WrapsAPacketForTheRouterThatServesItsDestination) {
     WireBytes padded = packet;
     padded.insert(padded.end(), 6, 0);  // travels along
     host.Write(padded);
+    WireMessage want{.type = 5, .dst = kFarIdentifier, .body = padded};
     WireMessage sent = peer.Receive();
-    EXPECT_EQ(sent.type, 5);
-    EXPECT_EQ(sent.sub, 0);
-    EXPECT_EQ(sent.dst, kFarIdentifier);
-    EXPECT_EQ(sent.src, kOwnIdentifier);
-    EXPECT_EQ(sent.frame_total, 0);
-    EXPECT_EQ(sent.body, padded);
+    want.seq = sent.seq;
+    EXPECT_EQ(sent.Encode(), want.Encode());
 }
 
 TEST_F(Forwarders, DropsWhatItCannotPlace) {
@@ -196,10 +180,7 @@ TEST_F(Forwarders, TheSendAddressFollowsThePeersState) {
 
 TEST_F(Forwarders, WritesWhateverArrivesAsANetworkPacketToTheInterface) {
     Start();
-    WireMessage message;
-    message.type = 5;
-    message.src = 99;
-    message.dst = 4242;
+    WireMessage message{.type = 5, .src = 99, .dst = 4242};
     message.body = IPv4Packet(kFarAddr, kOwnAddr, 1400);
     peer.Reply(message);
     EXPECT_EQ(*host.Read(), message.body);
@@ -209,17 +190,12 @@ TEST_F(Forwarders, AnAddedRouterWithItsDevicesIsReachableUntilItEnds) {
     Start();
     uint32_t ip = Ip(192, 168, 15, 30);
     EXPECT_EQ(RouteOf(ip), std::nullopt);
-    EXPECT_EQ(At32(AddRouter(3, "three", 4000).body, 0), 0u);
+    EXPECT_EQ(AddRouter(3, "three", 4000), 0u);
     AddDevice(3, {{ip, 1}, {Ip(192, 168, 15, 31), 0}});
     EXPECT_EQ(RouteOf(ip), 3u);
     EXPECT_EQ(RouteOf(Ip(192, 168, 15, 31)), 3u);
 
-    WireBytes body;  // two addresses and half a third one
-    Put32(body, 999);
-    Put32(body, Ip(192, 168, 15, 31));
-    Put32(body, kFarAddr);
-    Put16(body, 1);
-    Command(17, body);
+    Command(17, Hex("000003E7 C0A80F1F C0A80F0C 0001"));  // two addresses and half a third one
     EXPECT_EQ(RouteOf(Ip(192, 168, 15, 31)), std::nullopt);
     EXPECT_EQ(RouteOf(kFarAddr), std::nullopt);
 
@@ -227,16 +203,14 @@ TEST_F(Forwarders, AnAddedRouterWithItsDevicesIsReachableUntilItEnds) {
     EXPECT_EQ(RouteOf(ip), std::nullopt);
     AddDevice(3, {{ip, 1}});
     EXPECT_EQ(RouteOf(ip), 3u);
-    body.clear();
-    Put32(body, 3);
-    EXPECT_TRUE(Command(12, body).body.empty());
+    DelRouter(3);
     EXPECT_EQ(RouteOf(ip), std::nullopt);
-    Command(12, body);  // unknown by now, acknowledged all the same
+    DelRouter(3);  // unknown by now, acknowledged all the same
 }
 
 TEST_F(Forwarders, EachCommandIsPrintedAndThenTheModelThatItLeaves) {
     Start();
-    Command(12, Hex("00000001"));
+    DelRouter(1);
     AddRouter(0, "a label of exactly 32 characters", 4000);
     AddDevice(0, {{Ip(10, 0, 0, 1), 1}, {Ip(10, 0, 0, 1), 0}});
     {
@@ -286,8 +260,8 @@ qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
 
 TEST_F(Forwarders, ARouterBeyondTheTableIsRefused) {
     Start();
-    EXPECT_EQ(At32(AddRouter(16, "x", 1).body, 0), 1u);
-    EXPECT_EQ(At32(AddRouter(0xFF, "x", 1).body, 0), 1u);
+    EXPECT_EQ(AddRouter(16, "x", 1), 1u);
+    EXPECT_EQ(AddRouter(0xFF, "x", 1), 1u);
     AddDevice(16, {{Ip(10, 0, 0, 1), 1}});
     EXPECT_EQ(RouteOf(Ip(10, 0, 0, 1)), std::nullopt);
 }
@@ -295,37 +269,20 @@ TEST_F(Forwarders, ARouterBeyondTheTableIsRefused) {
 TEST_F(Forwarders, ACommandWithoutItsFixedPartIsDroppedUnanswered) {
     Start();
     for (uint8_t sub : std::initializer_list<uint8_t>{8, 10, 12, 16, 17}) {
-        WireMessage command;
-        command.type = 3;
-        command.sub = sub;
-        command.seq = 900;
-        command.src = kWireCentral;
-        command.body = WireBytes(sub == 10 ? 51 : 3, 1);
-        peer.Reply(command);
+        peer.Reply(FromCentral(3, sub, WireBytes(sub == 10 ? 51 : 3, 1)));
     }
-    Command(12, Hex("000000FF"));  // the first answer is this one's
+    DelRouter(0xFF);  // the first answer is this one's
     EXPECT_EQ(ingress.GetMalformedCount(), 5u);
 }
 
 TEST_F(Forwarders, AnswersGoToWhereTheCommandCameFrom) {
     Start();
     UdpPeer other;
-    WireMessage heartbeat;
-    heartbeat.type = 3;
-    heartbeat.sub = 8;
-    heartbeat.seq = 44;
-    heartbeat.src = 0x209;
-    heartbeat.body = Hex("01020304");
+    WireMessage heartbeat{.type = 3, .sub = 8, .seq = 44, .src = 0x209, .body = Hex("01020304")};
     other.SendBytes(heartbeat.Encode(), peer.LastPort());
-    WireMessage answer = other.Receive();
-    EXPECT_TRUE(answer.Is(4, 8));
-    EXPECT_EQ(answer.seq, 44);
-    EXPECT_EQ(answer.dst, 0x209u);
-    EXPECT_EQ(answer.body, heartbeat.body);
-
-    WireMessage command = heartbeat;
-    command.sub = 12;
-    other.SendBytes(command.Encode(), peer.LastPort());
+    EXPECT_EQ(other.Receive().Encode(), heartbeat.Reply(heartbeat.body).Encode());
+    heartbeat.sub = 12;
+    other.SendBytes(heartbeat.Encode(), peer.LastPort());
     EXPECT_TRUE(other.Receive().Is(4, 12));
 }
 
@@ -336,32 +293,21 @@ TEST_F(Forwarders, APeerThatAnswersIsConnected) {
     WireMessage heartbeat = other.Receive();
     EXPECT_TRUE(heartbeat.Is(3, 8));
     EXPECT_EQ(heartbeat.dst, 2u);
-    WireMessage answer = heartbeat;
-    answer.type = 4;
-    answer.src = 2;
-    other.Reply(answer);
-    Command(12, Hex("000000FF"));  // handled after the answer
+    other.Reply(heartbeat.Reply(heartbeat.body));
+    DelRouter(0xFF);  // handled after the answer
     CTReadGuard guard(lock);
     EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
 }
 
 TEST_F(Forwarders, UnknownTypesAreToldAndUnknownSubTypesDroppedSilently) {
     Start();
-    for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255}) {
-        WireMessage message;
-        message.type = type;
-        message.sub = 77;
-        peer.Reply(message);
-    }
+    for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255})
+        peer.Reply(FromCentral(type, 77));
     for (uint8_t sub : std::initializer_list<uint8_t>{2, 3, 99}) {
-        WireMessage message;
-        message.type = 3;
-        message.sub = sub;
-        peer.Reply(message);
-        message.type = 4;
-        peer.Reply(message);
+        peer.Reply(FromCentral(3, sub));
+        peer.Reply(FromCentral(4, sub));
     }
-    Command(12, Hex("000000FF"));
+    DelRouter(0xFF);
     EXPECT_NE(output.Take().find("unknow sstp message type 0\n"
                                  "unknow sstp message type 7\n"
                                  "unknow sstp message type 255\n"

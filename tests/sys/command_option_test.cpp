@@ -28,23 +28,24 @@ std::string FlagsOf(const std::vector<std::string>& args) {
            (option.IsTerminal() ? "i" : "") + (option.IsConfig() ? "c" : "");
 }
 
-TEST(CommandOption, KnowsShortAndLongForms) {
-    EXPECT_EQ(FlagsOf({}), "");
-    EXPECT_EQ(FlagsOf({"-v"}), "v");
-    EXPECT_EQ(FlagsOf({"--version"}), "v");
-    EXPECT_EQ(FlagsOf({"-h"}), "h");
-    EXPECT_EQ(FlagsOf({"--help"}), "h");
-    EXPECT_EQ(FlagsOf({"-?"}), "h");
-    EXPECT_EQ(FlagsOf({"-i"}), "i");
-    EXPECT_EQ(FlagsOf({"--interactive"}), "i");
-    EXPECT_EQ(FlagsOf({"-vhi", "-c", "f"}), "vhic");
-}
-
-TEST(CommandOption, UnknownOptionsAndMissingArgumentsAskForHelp) {
-    EXPECT_EQ(FlagsOf({"-x"}), "h");
-    EXPECT_EQ(FlagsOf({"--nonsense"}), "h");
-    EXPECT_EQ(FlagsOf({"-c"}), "h");
-    EXPECT_EQ(FlagsOf({"-i", "--config"}), "hi");
+TEST(CommandOption, KnowsShortAndLongFormsAndGivesHelpForTheRest) {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{}, ""},
+        {{"-v"}, "v"},
+        {{"--version"}, "v"},
+        {{"-h"}, "h"},
+        {{"--help"}, "h"},
+        {{"-?"}, "h"},
+        {{"-i"}, "i"},
+        {{"--interactive"}, "i"},
+        {{"-vhi", "-c", "f"}, "vhic"},
+        {{"-x"}, "h"},
+        {{"--nonsense"}, "h"},
+        {{"-c"}, "h"},
+        {{"-i", "--config"}, "hi"},
+    };
+    for (const auto& [args, flags] : cases)
+        EXPECT_EQ(FlagsOf(args), flags) << testing::PrintToString(args);
 }
 
 TEST(CommandOption, TheLastConfigurationWins) {
