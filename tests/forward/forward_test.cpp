@@ -7,15 +7,17 @@
 #include "sstp/p2p_connect_list.h"
 #include "sstp/sstp_port.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/expect_wire.h"
 #include "tests/support/packet_end.h"
 #include "tests/support/udp_peer.h"
 
 namespace {
 
-const uint32_t kOwnAddr = Ip(192, 168, 15, 11);
-const uint32_t kFarAddr = Ip(192, 168, 15, 12);
-const uint32_t kGateway = Ip(192, 168, 15, 5);
-constexpr uint32_t kOwnIdentifier = 0;
+using namespace wire_sub;
+
+constexpr uint32_t kOwnAddr = Ip(192, 168, 15, 11);
+constexpr uint32_t kFarAddr = Ip(192, 168, 15, 12);
+constexpr uint32_t kGateway = Ip(192, 168, 15, 5);
 constexpr uint32_t kFarIdentifier = 1;
 
 // Both forwarders between a host's end of an interface and a peer that plays the central router.
@@ -25,7 +27,7 @@ class Forwarders : public testing::Test {
         CTSockAddr central("127.0.0.1", peer.Port());
         conn.Open(central);
         conn.SetRecvTimeout(20);
-        conn.SetIdentify(kOwnIdentifier);
+        conn.SetIdentify(0);
         adapter.Adopt(host.TakeOther());
         adapter.Open("Tamvo");
         device.Open(adapter, pool);
@@ -60,45 +62,29 @@ class Forwarders : public testing::Test {
         router->SetIdentifier(kFarIdentifier);
         subnet.AddDevice(router, kFarAddr, static_cast<const unsigned char*>(nullptr));
     }
-    // Sends a command; the edge's answer.
-    WireMessage Command(uint8_t sub, const WireBytes& body) {
-        WireMessage command;
-        command.type = 3;
-        command.sub = sub;
-        command.seq = ++seq;
-        command.src = kWireCentral;
-        command.dst = kOwnIdentifier;
-        command.body = body;
+    WireMessage FromCentral(uint8_t type, uint8_t sub, const WireBytes& body = {}) {
+        return {.type = type, .sub = sub, .seq = ++seq, .src = kWireCentral, .body = body};
+    }
+    // Sends a command; the body of the edge's answer, which must fit it.
+    WireBytes Command(uint8_t sub, const WireBytes& body) {
+        WireMessage command = FromCentral(3, sub, body);
         peer.Reply(command);
         WireMessage answer = peer.Receive();
-        EXPECT_TRUE(answer.Is(4, sub));
-        EXPECT_EQ(answer.seq, seq);
-        EXPECT_EQ(answer.src, kOwnIdentifier);
-        EXPECT_EQ(answer.dst, kWireCentral);
-        return answer;
+        EXPECT_EQ(answer.Encode(), command.Reply(answer.body).Encode());
+        return answer.body;
     }
-    WireMessage AddRouter(uint32_t identifier, const std::string& label, uint16_t udp_port) {
-        WireBytes body = Hex("0002 03 00");
-        Put32(body, identifier);
-        Put32(body, 0x77);
-        Put16(body, 0);
-        Put16(body, udp_port);
-        Put32(body, Ip(127, 0, 0, 1));
-        PutText(body, label);
-        return Command(10, body);
+    WireBytes AddRouter(uint32_t identifier, const std::string& label, uint16_t udp_port) {
+        return Command(kAddRouter, EncodeWire(WireRouterAdd{identifier, 0x77, label,
+                                                            Ip(127, 0, 0, 1), udp_port}));
     }
-    WireMessage AddDevice(uint32_t identifier,
-                          const std::vector<std::pair<uint32_t, uint16_t>>& devices) {
-        WireBytes body;
-        Put32(body, identifier);
-        for (auto [ip, stat] : devices) {
-            Put16(body, stat);
-            Put16(body, 3);
-            Put32(body, ip);
-            Put32(body, 0x02000000);
-            Put16(body, 7);
-        }
-        return Command(16, body);
+    void AddDevices(uint32_t identifier, std::initializer_list<uint32_t> addrs) {
+        WireDeviceAdd add{identifier, {}};
+        for (uint32_t ip : addrs)
+            add.devices.push_back({ip, {2, 0, 0, 0, 0, 7}, 1, 3});
+        EXPECT_TRUE(Command(kAddDevice, EncodeWire(add)).empty());
+    }
+    void DelRouter(uint32_t identifier) {
+        EXPECT_TRUE(Command(kDelRouter, EncodeWire(WireIdentifier{identifier})).empty());
     }
     // Whether a packet of the host to that address leaves, and the identifier that it is sent to.
     std::optional<uint32_t> RouteOf(uint32_t dst) {
@@ -126,43 +112,43 @@ class Forwarders : public testing::Test {
     uint16_t seq = 0;
 };
 
-TEST_F(Forwarders, WrapsAPacketForTheRouterThatServesItsDestination) {
+TEST_F(Forwarders, WrapPacketsForTheRouterThatServesTheirDestinationAndDeliverWhateverArrives) {
     Start();
     WireBytes packet = IPv4Packet(kOwnAddr, kFarAddr, 100);
-    WireBytes padded = packet;
-    padded.insert(padded.end(), 6, 0);  // travels along
-    host.Write(padded);
+    packet.insert(packet.end(), 6, 0);  // padding travels along
+    host.Write(packet);
     WireMessage sent = peer.Receive();
-    EXPECT_EQ(sent.type, 5);
-    EXPECT_EQ(sent.sub, 0);
-    EXPECT_EQ(sent.dst, kFarIdentifier);
-    EXPECT_EQ(sent.src, kOwnIdentifier);
-    EXPECT_EQ(sent.frame_total, 0);
-    EXPECT_EQ(sent.body, padded);
+    WireMessage want{.type = 5, .seq = sent.seq, .dst = kFarIdentifier, .body = packet};
+    EXPECT_EQ(sent.Encode(), want.Encode());
+
+    WireMessage message{.type = 5, .src = 99, .dst = 4242};
+    message.body = IPv4Packet(kFarAddr, kOwnAddr, 1400);
+    peer.Reply(message);
+    EXPECT_EQ(*host.Read(), message.body);
 }
 
-TEST_F(Forwarders, DropsWhatItCannotPlace) {
+TEST_F(Forwarders, DropWhatTheyCannotPlace) {
     Start();
     WireBytes six = IPv4Packet(kOwnAddr, kFarAddr, 20);
     six[0] = 0x60;
     WireBytes cut = IPv4Packet(kOwnAddr, kFarAddr, 20);
     cut.pop_back();
-    WireBytes tiny(19, 0x45);
-    for (const WireBytes& bad : {six, cut, tiny})
+    for (const WireBytes& bad : {six, cut})
         host.Write(bad);
-    AddDevice(kFarIdentifier, {{0, 1}});  // an edge that was given no address
-    EXPECT_EQ(RouteOf(0), std::nullopt);
-    EXPECT_EQ(RouteOf(Ip(192, 168, 15, 99)), std::nullopt);
-    EXPECT_EQ(RouteOf(0xFFFFFFFF), std::nullopt);
-    EXPECT_EQ(RouteOf(Ip(224, 0, 0, 1)), std::nullopt);
+    AddDevices(kFarIdentifier, {0});  // an edge that was given no address
+    for (uint32_t dst : {0u, Ip(192, 168, 15, 99), 0xFFFFFFFFu, Ip(224, 0, 0, 1)})
+        EXPECT_EQ(RouteOf(dst), std::nullopt);
     EXPECT_EQ(RouteOf(kFarAddr), kFarIdentifier);
+    const CTForwardOutgress::Counters& counters = outgress.GetCounters();
+    EXPECT_EQ(counters.not_ipv4.Get(), 1u);
+    EXPECT_EQ(counters.length_lie.Get(), 1u);
+    EXPECT_EQ(counters.unknown_destination.Get(), 4u);
 }
 
 TEST_F(Forwarders, OnlyLayer3LeavesAndOtherLayersHaveNoDestination) {
     CTXmitPkt pkt(200);
-    WireBytes packet = WireBytes(14, 0);
-    WireBytes inner = IPv4Packet(kOwnAddr, kFarAddr, 20);
-    packet.insert(packet.end(), inner.begin(), inner.end());
+    WireBytes packet = IPv4Packet(kOwnAddr, kFarAddr, 20);
+    packet.insert(packet.begin(), 14, 0);
     pkt.Write(packet.data(), static_cast<int>(packet.size()));
     pkt.SetNetLayer(2);
     EXPECT_EQ(outgress.Verify(pkt), 0);
@@ -194,58 +180,45 @@ TEST_F(Forwarders, TheSendAddressFollowsThePeersState) {
     EXPECT_EQ(send_address(), 4711);
 }
 
-TEST_F(Forwarders, WritesWhateverArrivesAsANetworkPacketToTheInterface) {
-    Start();
-    WireMessage message;
-    message.type = 5;
-    message.src = 99;
-    message.dst = 4242;
-    message.body = IPv4Packet(kFarAddr, kOwnAddr, 1400);
-    peer.Reply(message);
-    EXPECT_EQ(*host.Read(), message.body);
-}
-
 TEST_F(Forwarders, AnAddedRouterWithItsDevicesIsReachableUntilItEnds) {
     Start();
     uint32_t ip = Ip(192, 168, 15, 30);
-    EXPECT_EQ(RouteOf(ip), std::nullopt);
-    EXPECT_EQ(At32(AddRouter(3, "three", 4000).body, 0), 0u);
-    AddDevice(3, {{ip, 1}, {Ip(192, 168, 15, 31), 0}});
+    EXPECT_EQ(AddRouter(3, "three", 4000), Hex("00000000"));
+    AddDevices(3, {ip, ip + 1});
     EXPECT_EQ(RouteOf(ip), 3u);
-    EXPECT_EQ(RouteOf(Ip(192, 168, 15, 31)), 3u);
+    EXPECT_EQ(RouteOf(ip + 1), 3u);
 
-    WireBytes body;  // two addresses and half a third one
-    Put32(body, 999);
-    Put32(body, Ip(192, 168, 15, 31));
-    Put32(body, kFarAddr);
-    Put16(body, 1);
-    Command(17, body);
-    EXPECT_EQ(RouteOf(Ip(192, 168, 15, 31)), std::nullopt);
+    Command(kDelDevice, Hex("000003E7 C0A80F1F C0A80F0C 0001"));  // two and half a third one
+    EXPECT_EQ(RouteOf(ip + 1), std::nullopt);
     EXPECT_EQ(RouteOf(kFarAddr), std::nullopt);
 
     AddRouter(3, "again", 4001);  // replaced: its devices are gone
     EXPECT_EQ(RouteOf(ip), std::nullopt);
-    AddDevice(3, {{ip, 1}});
+    AddDevices(3, {ip});
     EXPECT_EQ(RouteOf(ip), 3u);
-    body.clear();
-    Put32(body, 3);
-    EXPECT_TRUE(Command(12, body).body.empty());
+    DelRouter(3);
     EXPECT_EQ(RouteOf(ip), std::nullopt);
-    Command(12, body);  // unknown by now, acknowledged all the same
+    DelRouter(3);  // unknown by now, acknowledged all the same
+    for (uint32_t beyond_the_table : {16u, 0xFFu}) {
+        EXPECT_EQ(AddRouter(beyond_the_table, "x", 1), Hex("00000001"));
+        AddDevices(beyond_the_table, {ip});
+        EXPECT_EQ(RouteOf(ip), std::nullopt);
+    }
 }
 
 TEST_F(Forwarders, EachCommandIsPrintedAndThenTheModelThatItLeaves) {
     Start();
-    Command(12, Hex("00000001"));
+    DelRouter(1);
     AddRouter(0, "a label of exactly 32 characters", 4000);
-    AddDevice(0, {{Ip(10, 0, 0, 1), 1}, {Ip(10, 0, 0, 1), 0}});
+    Command(kAddDevice, Hex("00000000 0001 0003 0A000001 020000000007"
+                            "         0000 0003 0A000001 020000000007"));
     {
         CTReadGuard guard(lock);
         CTSdwanRouter* router = subnet.GetRouterList().At(0);  // what no print-out shows
         EXPECT_EQ(router->GetType(), 2);
         EXPECT_EQ(router->GetNetLayer(), 3);
     }
-    Command(17, Hex("00000000 0A000001"));
+    Command(kDelDevice, Hex("00000000 0A000001"));
     std::string printed = output.Take();
     printed.erase(0, printed.find("\nDel Router:"));
     EXPECT_EQ(printed, R"(
@@ -284,84 +257,44 @@ qwop net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=1
 )");
 }
 
-TEST_F(Forwarders, ARouterBeyondTheTableIsRefused) {
-    Start();
-    EXPECT_EQ(At32(AddRouter(16, "x", 1).body, 0), 1u);
-    EXPECT_EQ(At32(AddRouter(0xFF, "x", 1).body, 0), 1u);
-    AddDevice(16, {{Ip(10, 0, 0, 1), 1}});
-    EXPECT_EQ(RouteOf(Ip(10, 0, 0, 1)), std::nullopt);
-}
-
 TEST_F(Forwarders, ACommandWithoutItsFixedPartIsDroppedUnanswered) {
     Start();
-    for (uint8_t sub : std::initializer_list<uint8_t>{8, 10, 12, 16, 17}) {
-        WireMessage command;
-        command.type = 3;
-        command.sub = sub;
-        command.seq = 900;
-        command.src = kWireCentral;
-        command.body = WireBytes(sub == 10 ? 51 : 3, 1);
-        peer.Reply(command);
-    }
-    Command(12, Hex("000000FF"));  // the first answer is this one's
+    for (uint8_t sub : {kPeerHeartbeat, kAddRouter, kDelRouter, kAddDevice, kDelDevice})
+        peer.Reply(FromCentral(3, sub, WireBytes(sub == kAddRouter ? 51 : 3, 1)));
+    DelRouter(0xFF);  // the first answer is this one's
     EXPECT_EQ(ingress.GetMalformedCount(), 5u);
 }
 
-TEST_F(Forwarders, AnswersGoToWhereTheCommandCameFrom) {
+TEST_F(Forwarders, AnswersGoToWhereTheCommandCameFromAndAPeerThatAnswersIsConnected) {
     Start();
     UdpPeer other;
-    WireMessage heartbeat;
-    heartbeat.type = 3;
-    heartbeat.sub = 8;
-    heartbeat.seq = 44;
-    heartbeat.src = 0x209;
-    heartbeat.body = Hex("01020304");
-    other.SendBytes(heartbeat.Encode(), peer.LastPort());
-    WireMessage answer = other.Receive();
-    EXPECT_TRUE(answer.Is(4, 8));
-    EXPECT_EQ(answer.seq, 44);
-    EXPECT_EQ(answer.dst, 0x209u);
-    EXPECT_EQ(answer.body, heartbeat.body);
-
-    WireMessage command = heartbeat;
-    command.sub = 12;
+    WireMessage command{.type = 3, .sub = kPeerHeartbeat, .seq = 44, .src = 0x209};
+    command.body = Hex("01020304");
     other.SendBytes(command.Encode(), peer.LastPort());
-    EXPECT_TRUE(other.Receive().Is(4, 12));
-}
+    EXPECT_EQ(other.Receive().Encode(), command.Reply(command.body).Encode());
+    command.sub = kDelRouter;
+    other.SendBytes(command.Encode(), peer.LastPort());
+    EXPECT_EQ(other.Receive().Encode(), command.Reply().Encode());
 
-TEST_F(Forwarders, APeerThatAnswersIsConnected) {
-    Start();
-    UdpPeer other;
     AddRouter(2, "two", other.Port());
     WireMessage heartbeat = other.Receive();
-    EXPECT_TRUE(heartbeat.Is(3, 8));
+    EXPECT_TRUE(heartbeat.Is(3, kPeerHeartbeat));
     EXPECT_EQ(heartbeat.dst, 2u);
-    WireMessage answer = heartbeat;
-    answer.type = 4;
-    answer.src = 2;
-    other.Reply(answer);
-    Command(12, Hex("000000FF"));  // handled after the answer
+    other.Reply(heartbeat.Reply(heartbeat.body));
+    DelRouter(0xFF);  // handled after the answer
     CTReadGuard guard(lock);
     EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
 }
 
 TEST_F(Forwarders, UnknownTypesAreToldAndUnknownSubTypesDroppedSilently) {
     Start();
-    for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255}) {
-        WireMessage message;
-        message.type = type;
-        message.sub = 77;
-        peer.Reply(message);
+    for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 2, 6, 7, 255})
+        peer.Reply(FromCentral(type, 77));
+    for (uint8_t type : std::initializer_list<uint8_t>{3, 4}) {
+        for (uint8_t sub : {kLogin, kHeartbeat, uint8_t{99}})
+            peer.Reply(FromCentral(type, sub));
     }
-    for (uint8_t sub : std::initializer_list<uint8_t>{2, 3, 99}) {
-        WireMessage message;
-        message.type = 3;
-        message.sub = sub;
-        peer.Reply(message);
-        message.type = 4;
-        peer.Reply(message);
-    }
-    Command(12, Hex("000000FF"));
+    DelRouter(0xFF);
     EXPECT_NE(output.Take().find("unknow sstp message type 0\n"
                                  "unknow sstp message type 7\n"
                                  "unknow sstp message type 255\n"

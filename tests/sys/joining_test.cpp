@@ -105,18 +105,4 @@ write config file: )" + path +
                            "\n");
 }
 
-TEST(Joining, ARefusedAddressIsNeitherTakenNorShown) {
-    ScriptedRouter router;
-    router.AnswerWith(5, Hex("00000001 0A000001 FFFF0000 0A000002"));
-    WholeEdge edge(router.Port(), 0x1001, "192.168.15.99");
-    edge.sys.GetAdapter().Adopt(edge.host.TakeOther());
-    std::string printed = CapturedOutput([&] {
-        EXPECT_TRUE(edge.sys.Init());
-        edge.sys.DeInit();
-    });
-    EXPECT_EQ(printed.find("Dhcp Ack"), std::string::npos);
-    EXPECT_NE(printed.find(" 0. 192.168.15.99\n"), std::string::npos);
-    EXPECT_NE(ReadWholeFile(edge.ConfigPath()).find("192.168.15.99"), std::string::npos);
-}
-
 }  // namespace

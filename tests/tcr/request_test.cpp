@@ -1,10 +1,15 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "tcr/tcr_text.h"
 #include "tests/support/captured_output.h"
 #include "tests/tcr/simulated_edge.h"
 
 namespace {
+
+using namespace wire_sub;
+
+constexpr uint32_t kGateway = Ip(192, 168, 15, 5);
+constexpr uint32_t kMask = Ip(255, 255, 255, 0);
 
 class Requests : public testing::Test {
   protected:
@@ -15,223 +20,199 @@ class Requests : public testing::Test {
 };
 
 TEST_F(Requests, EchoIsAnsweredToAnybody) {
-    EXPECT_TRUE(a.Exchange(2).body.empty());
+    EXPECT_TRUE(a.Exchange(kEcho).body.empty());
     EXPECT_EQ(rig.router.GetCounters().answered, 1u);
 }
 
-TEST_F(Requests, LoginsAreJudged) {
-    EXPECT_EQ(a.AskLogin("nosuch").error, 1003u);
-    EXPECT_EQ(a.AskLogin("QWOP").error, 1003u);
-    EXPECT_EQ(a.AskLogin("qwop", "wrong").error, 1002u);
-    EXPECT_EQ(a.AskLogin("qwop", "qwop").error, 0u);
-    EXPECT_EQ(rig.router.GetCounters().refused_logins, 3u);
-    // Refusals are told once a second at most.
-    int told = 0;
-    for (const std::string& line : rig.lines)
-        told += line.find("refused") != std::string::npos;
-    EXPECT_EQ(told, 1);
-
-    TcrConfig strict;
-    strict.lowest_version = CTVersion(0, 1, 5);
-    CentralRouterRig other(strict);
-    SimulatedEdge c(other, 1003, 0xC);
-    EXPECT_EQ(c.AskLogin("qwop", "qwop", 0x104).error, 1001u);
-    EXPECT_EQ(c.AskLogin("qwop", "qwop", 0x105).error, 0u);
-    EXPECT_EQ(c.AskLogin("qwop", "bad", 0x104).error, 1002u);
+TEST_F(Requests, LoginsAreJudgedAndRefusalsToldOnceASecond) {
+    TcrConfig config;
+    config.lowest_version = CTVersion(0, 1, 5);
+    CentralRouterRig strict{config};
+    SimulatedEdge edge{strict, 1003, 0xC};
+    EXPECT_EQ(edge.AskLogin("qwop", "qwop", 0x105).error, 0u);
+    EXPECT_EQ(edge.AskLogin("qwop", "qwop", 0x104).error, 1001u);
+    EXPECT_EQ(edge.AskLogin("qwop", "wrong", 0x104).error, 1002u);
+    EXPECT_EQ(edge.AskLogin("QWOP", "qwop").error, 1003u);
+    strict.Pass(1000);
+    EXPECT_EQ(edge.AskLogin("nosuch").error, 1003u);
+    EXPECT_EQ(strict.router.GetCounters().refused_logins, 4u);
+    EXPECT_THAT(
+        strict.lines,
+        testing::ElementsAre("edge 0x00000000 logged in from 10.0.0.1:1003, serial 0x0000000c, "
+                             "version 0.1.5, subnet \"qwop\"",
+                             "login from 10.0.0.1:1003 refused, error 1001 (0 more not shown)",
+                             "login from 10.0.0.1:1003 refused, error 1003 (2 more not shown)"));
 }
 
 TEST_F(Requests, TheSameEdgeGetsItsIdentifierAndAddressAgain) {
     a.Join();
     b.Join();
-    uint32_t identifier = a.identifier;
-    uint32_t ip = a.ip;
     EXPECT_NE(a.identifier, b.identifier);
     EXPECT_NE(a.ip, b.ip);
-    a.Leave();
-    SimulatedEdge again(rig, 2001, 0xA);
-    again.Join();
-    EXPECT_EQ(again.identifier, identifier);
-    EXPECT_EQ(again.ip, ip);
-    SimulatedEdge killed(rig, 2002, 0xB);  // it never left
-    killed.Join();
-    EXPECT_EQ(killed.identifier, b.identifier);
-    EXPECT_EQ(killed.ip, b.ip);
+    a.Leave();  // the other one was killed
+    for (const SimulatedEdge* old : {&a, &b}) {
+        SimulatedEdge again{rig, 2001, old->serial};
+        again.Join();
+        EXPECT_EQ(again.identifier, old->identifier);
+        EXPECT_EQ(again.ip, old->ip);
+    }
 }
 
 TEST_F(Requests, TheRequestedAddressIsGivenWhenFree) {
-    uint32_t wanted = Ip(192, 168, 15, 77);
-    SimulatedEdge first(rig, 1, 1, wanted);
-    SimulatedEdge second(rig, 2, 2, wanted);
-    first.Join();
-    second.Join();
-    EXPECT_EQ(first.ip, wanted);
-    EXPECT_NE(second.ip, wanted);
+    a.wanted_ip = b.wanted_ip = Ip(192, 168, 15, 77);
+    a.Join();
+    b.Join();
+    EXPECT_EQ(a.ip, a.wanted_ip);
+    EXPECT_NE(b.ip, a.wanted_ip);
     // Never an address that no host can have, nor the gateway's.
-    for (uint32_t bad : {Ip(192, 168, 15, 0), Ip(192, 168, 15, 255), Ip(192, 168, 15, 5),
-                         Ip(10, 0, 0, 1), 0u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(second.AskDhcp(bad).ip, second.ip);
-    }
-    WireDhcpReply reply = second.AskDhcp(Ip(192, 168, 15, 78));  // a new wish is heeded
-    EXPECT_EQ(reply.gateway, Ip(192, 168, 15, 5));
-    EXPECT_EQ(reply.mask, Ip(255, 255, 255, 0));
-    EXPECT_EQ(reply.ip, Ip(192, 168, 15, 78));
-    first.Leave();
-    SimulatedEdge third(rig, 3, 3, wanted);  // kept for the first one
-    third.Join();
-    EXPECT_NE(third.ip, wanted);
+    for (uint32_t bad :
+         {Ip(192, 168, 15, 0), Ip(192, 168, 15, 255), kGateway, Ip(10, 0, 0, 1), 0u, 0xFFFFFFFFu})
+        EXPECT_EQ(b.AskDhcp(bad).ip, b.ip);
+    uint32_t wish = Ip(192, 168, 15, 78);  // a new one is heeded
+    EXPECT_EQ(b.Exchange(kDhcp, EncodeWire(WireDhcp{wish})).body,
+              EncodeWire(WireDhcpReply{0, kGateway, kMask, wish}));
+    a.Leave();
+    SimulatedEdge c{rig, 1003, 0xC, a.ip};
+    c.Join();
+    EXPECT_NE(c.ip, a.ip);  // kept for it
 }
 
 TEST_F(Requests, ATinySubnetIsUsedToItsLastAddress) {
     TcrConfig tiny;
     tiny.subnets = {{"qwop", "qwop", Ip(10, 0, 0, 2), Ip(255, 255, 255, 248)}};  // hosts 1 to 6
-    CentralRouterRig small(tiny);
-    std::vector<uint32_t> given;
-    for (uint16_t i = 1; i <= 6; ++i) {
-        SimulatedEdge edge(small, i, i);
+    CentralRouterRig small{tiny};
+    std::set<uint32_t> given;
+    for (uint16_t i = 1; i <= 5; ++i) {
+        SimulatedEdge edge{small, i, i};
         edge.Login();
-        WireDhcpReply reply = edge.AskDhcp(0);
-        if (i == 6) {
-            EXPECT_NE(reply.error, 0u);
-        } else {
-            given.push_back(reply.ip);
-        }
+        given.insert(edge.ip);
     }
-    std::sort(given.begin(), given.end());
-    EXPECT_EQ(given, (std::vector<uint32_t>{Ip(10, 0, 0, 1), Ip(10, 0, 0, 3), Ip(10, 0, 0, 4),
-                                            Ip(10, 0, 0, 5), Ip(10, 0, 0, 6)}));
+    EXPECT_EQ(given, (std::set<uint32_t>{Ip(10, 0, 0, 1), Ip(10, 0, 0, 3), Ip(10, 0, 0, 4),
+                                         Ip(10, 0, 0, 5), Ip(10, 0, 0, 6)}));
+    SimulatedEdge sixth{small, 6, 6};
+    sixth.identifier = sixth.AskLogin().identifier;
+    EXPECT_EQ(sixth.AskDhcp(0).error, 1u);
 }
 
 TEST_F(Requests, AFullSubnetRefusesUntilAnEdgeIsGone) {
-    std::vector<std::unique_ptr<SimulatedEdge>> edges;
-    for (uint16_t i = 0; i < 16; ++i) {
-        edges.push_back(std::make_unique<SimulatedEdge>(rig, 100 + i, 100u + i));
-        edges.back()->Join();
-        rig.sent.clear();
+    std::deque<SimulatedEdge> edges;
+    for (uint16_t i = 1; i <= 16; ++i) {
+        edges.push_back({rig, i, 100u + i});
+        edges.back().Join();
     }
     EXPECT_EQ(a.AskLogin().error, 1003u);
-    edges[3]->Leave();
+    edges[7].Leave();
     rig.Pass(100);
-    edges[7]->Leave();
+    edges[3].Leave();
     a.Join();  // in the place of the one that has been away longest
-    EXPECT_EQ(a.identifier, edges[3]->identifier);
+    EXPECT_EQ(a.identifier, edges[7].identifier);
     b.Join();
-    EXPECT_EQ(b.identifier, edges[7]->identifier);
+    EXPECT_EQ(b.identifier, edges[3].identifier);
 }
 
-TEST_F(Requests, SubnetAndListsAreAnswered) {
+TEST_F(Requests, SubnetAndRoutersAreAnswered) {
     a.Join();
-    b.Login();
-    b.Dhcp();
-    WireSubnetReply subnet = b.Exchange<WireSubnetReply>(6, EncodeWire(WireSubnet{"qwop"}));
-    EXPECT_EQ(subnet.name, "qwop");
-    EXPECT_EQ(subnet.gateway, Ip(192, 168, 15, 5));
-    EXPECT_EQ(subnet.mask, Ip(255, 255, 255, 0));
-    // The others, not itself: stat, type, layer, where it was seen, identifier, serial.
-    WireMessage routers = b.Exchange(14);
-    EXPECT_EQ(routers.body, Hex("0001 0002 03 00 03E9 0A000001 00000000 0000000A"));
-    b.FetchOthers();
-    EXPECT_TRUE(b.Sees(a));
     EXPECT_TRUE(a.GetRouters().empty());
+    b.Login();
+    EXPECT_EQ(b.Exchange(kSubnet, EncodeWire(WireSubnet{"qwop"})).body,
+              EncodeWire(WireSubnetReply{"qwop", kGateway, kMask}));
+    // The others, not itself: stat, type, layer, where it was seen, identifier, serial.
+    EXPECT_EQ(b.Exchange(kGetRouter).body, Hex("0001 0002 03 00 03E9 0A000001 00000000 0000000A"));
+    EXPECT_EQ(b.GetDevices(a.identifier), std::vector{a.Device(a.ip)});
 }
 
 TEST_F(Requests, ForeignWrongAndMalformedRequestsAreCountedAndDropped) {
     a.Join();
-    uint64_t answered = rig.router.GetCounters().answered;
     b.identifier = a.identifier;  // from elsewhere
-    b.Ask(14);
     b.HeartBeat();
-    b.identifier = 0x100;  // no such subnet
-    b.Ask(14);
-    b.identifier = 0xFF;
-    b.Ask(14);
-    EXPECT_EQ(rig.router.GetCounters().foreign, 4u);
-
+    for (uint32_t identifier : {a.identifier, 0x100u, 0xFFu}) {  // no such subnet, no such slot
+        b.identifier = identifier;
+        b.Ask(kGetRouter);
+    }
     a.Ask(99);
-    a.Ask(6, EncodeWire(WireSubnet{"other"}));
-    WireBytes not_its_own = a.DeviceBody();
-    not_its_own[3] ^= 1;
-    a.Ask(16, not_its_own);
-    EXPECT_EQ(rig.router.GetCounters().wrong, 3u);
-
-    for (uint8_t sub : std::initializer_list<uint8_t>{3, 5, 6, 10, 16, 17, 18})
+    a.Ask(99, {}, 1);
+    a.Ask(0, {}, 9);
+    a.Ask(kSubnet, EncodeWire(WireSubnet{"other"}));
+    a.Ask(kGetDevice, EncodeWire(WireIdentifier{0x100}));
+    a.Ask(kAddDevice, EncodeWire(WireDeviceAdd{a.identifier + 1, {a.Device(a.ip)}}));
+    a.Ask(kDelDevice, EncodeWire(WireDeviceDel{a.identifier + 1, {{a.ip}}}));
+    for (uint8_t sub : {kLogin, kDhcp, kSubnet, kAddRouter, kAddDevice, kDelDevice, kGetDevice})
         a.Ask(sub, {1, 2});
+    a.Ask(kHeartbeat, {1, 2}, 1);
     WireMessage lying = a.last;
     lying.body = WireBytes(20, 0);
     for (int length : {0, 15, 37, 0xFFFF}) {
         lying.length_field = length;
         rig.Receive(a.port, lying);
     }
-    rig.ReceiveBytes(a.port, WireBytes(15, 3));
-    rig.ReceiveBytes(a.port, {});
-    rig.ReceiveBytes(a.port, WireBytes(4000, 3));
-    EXPECT_EQ(rig.router.GetCounters().malformed, 7u + 4 + 3);
-    EXPECT_EQ(rig.router.GetCounters().answered, answered);
-    EXPECT_FALSE(a.HasMail());
+    for (size_t size : {15u, 0u, 4000u})
+        rig.Receive(a.port, WireBytes(size, 3));
+    EXPECT_FALSE(a.HasMail() || b.HasMail());
+    rig.lines.clear();
+    rig.router.PrintTable(rig.now);
+    EXPECT_EQ(rig.lines.back(),
+              "dropped: malformed 15 foreign 4 wrong 7 unknown destination 0 refused logins 0");
 }
 
-TEST_F(Requests, AnotherEdgesAddressCannotBeRegistered) {
+TEST_F(Requests, WhatIsAnotherEdgesCannotBeRegistered) {
     a.Join();
     b.Login();
-    b.Dhcp();
-    b.FetchOthers();
-    EXPECT_EQ(b.Exchange<WireRouterAddReply>(10, b.RegistrationBody()).error, 0u);
-    uint32_t own = b.ip;
-    for (uint32_t bad : {a.ip, Ip(192, 168, 15, 5), Ip(10, 9, 9, 9)}) {
-        b.ip = bad;
-        b.Exchange(16, b.DeviceBody());
-    }
-    b.ip = own;
-    EXPECT_TRUE(a.GetDevices(1).empty());
-    b.Exchange(16, b.DeviceBody());
-    EXPECT_EQ(a.GetDevices(1).size(), 1u);
+    EXPECT_EQ(b.Exchange(kAddRouter, EncodeWire(WireRouterAdd{a.identifier, 0, ""})).body,
+              Hex("00000001"));
+    b.AddRouter();
+    for (uint32_t bad : {a.ip, kGateway, Ip(10, 9, 9, 9)})
+        b.AddDevice(bad);
+    EXPECT_TRUE(a.GetDevices(b.identifier).empty());
+    b.AddDevice(b.ip);
+    EXPECT_EQ(a.GetDevices(b.identifier), std::vector{b.Device(b.ip)});
+    EXPECT_EQ(b.GetDevices(a.identifier), std::vector{a.Device(a.ip)});
 }
 
 TEST_F(Requests, ARepeatedRequestGetsTheSameReplyAndChangesNothing) {
     a.Join();
     rig.lines.clear();
-    WireMessage repeated = a.last;
-    rig.Receive(a.port, repeated);
-    EXPECT_EQ(a.Next().seq, repeated.seq);
+    rig.Receive(a.port, a.last);
+    EXPECT_EQ(a.Next().Encode(), a.last.Reply().Encode());
+    EXPECT_TRUE(rig.lines.empty());
     a.Leave();
-    repeated = a.last;  // the logout, whose reply was lost
-    rig.Receive(a.port, repeated);
-    EXPECT_TRUE(a.Next().Is(4, 4));
-    EXPECT_EQ(rig.router.GetCounters().foreign, 0u);
-    a.Ask(14);
+    rig.Receive(a.port, a.last);  // the logout, whose reply was lost
+    EXPECT_EQ(a.Next().Encode(), a.last.Reply().Encode());
+    a.Ask(kGetRouter);
+    a.HeartBeat();
     EXPECT_FALSE(a.HasMail());
-    EXPECT_EQ(rig.router.GetCounters().wrong, 1u);
+    EXPECT_EQ(rig.router.GetCounters().wrong, 2u);
 }
 
 TEST_F(Requests, ALoginRepeatedByTheNetworkDoesNotUndoTheJoin) {
     a.Login();
+    a.AskLogin();
     WireMessage login = a.last;
-    a.Dhcp();
-    a.FetchOthers();
     a.Register();
-    rig.Pass(1000);
-    rig.Receive(a.port, login);
-    EXPECT_EQ(ExpectBody<WireLoginReply>(a.Next()).identifier, a.identifier);
     b.Login();
-    b.FetchOthers();
-    EXPECT_EQ(b.others.size(), 1u);
-    rig.Pass(10000);
+    rig.Pass(4900);
+    rig.Receive(a.port, login);
+    EXPECT_EQ(a.Next().body, EncodeWire(WireLoginReply{0, a.identifier}));
+    EXPECT_EQ(b.GetRouters().size(), 1u);
+    rig.Pass(100);
     rig.Receive(a.port, login);  // so much later it is a new one
-    b.FetchOthers();
     EXPECT_TRUE(b.GetRouters().empty());
 }
 
 TEST_F(Requests, TheTableShowsSubnetsEdgesAndDevices) {
-    SimulatedEdge named(rig, 4000, 0x77, Ip(192, 168, 15, 77));
-    named.Join();
+    SimulatedEdge edge{rig, 4000, 0x77, Ip(192, 168, 15, 77)};
+    edge.Join();
     rig.Pass(1000);
     rig.lines.clear();
     rig.router.PrintTable(rig.now + 2000);
-    ASSERT_EQ(rig.lines.size(), 5u);
-    EXPECT_EQ(rig.lines[0], "subnet 0 \"qwop\" gateway 192.168.15.5 mask 255.255.255.0");
-    EXPECT_EQ(rig.lines[1],
-              "  edge 0x00000000 joined  serial 0x00000077 from 10.0.0.1:4000         heard 3 s "
-              "ago \"edge 119\"");
-    EXPECT_EQ(rig.lines[2], "    device 192.168.15.77, 02:00:00:00:00:77, on(1), ipv4(1)");
+    EXPECT_THAT(
+        rig.lines,
+        testing::ElementsAre(
+            "subnet 0 \"qwop\" gateway 192.168.15.5 mask 255.255.255.0",
+            "  edge 0x00000000 joined  serial 0x00000077 from 10.0.0.1:4000         heard 3 s "
+            "ago \"edge 119\"",
+            "    device 192.168.15.77, 02:00:00:00:00:77, on(1), ipv4(1)",
+            "received 5 relayed 0 answered 5 pings 0",
+            "dropped: malformed 0 foreign 0 wrong 0 unknown destination 0 refused logins 0"));
     EXPECT_EQ(tcr_printable("a\x1b[31m\tb"), "a.[31m.b");
 }
 

@@ -4,15 +4,13 @@
 
 #include <deque>
 #include <map>
-#include <string>
-#include <vector>
+#include <set>
 
 #include "tcr/central_router.h"
 #include "tests/support/expect_wire.h"
 
 // A central router without socket and clock: what it sends is kept by the port it goes to.
-class CentralRouterRig : public TcrLink {
-  public:
+struct CentralRouterRig : TcrLink {
     explicit CentralRouterRig(const TcrConfig& config = TcrConfig()) : router(config, *this) {}
 
     void Send(const CTSockAddr& to, const void* data, int length) override {
@@ -21,25 +19,15 @@ class CentralRouterRig : public TcrLink {
     }
     void Tell(const char* line) override { lines.push_back(line); }
 
-    void Receive(uint16_t port, const WireMessage& message) {
-        ReceiveBytes(port, message.Encode());
-    }
-    void ReceiveBytes(uint16_t port, const WireBytes& bytes) {
+    void Receive(uint16_t port, const WireBytes& bytes) {
         router.Receive(CTSockAddr("10.0.0.1", port), bytes.data(), static_cast<int>(bytes.size()),
                        now);
     }
+    void Receive(uint16_t port, const WireMessage& message) { Receive(port, message.Encode()); }
     // Lets time pass in steps, as the server's loop does.
     void Pass(uint32_t ms) {
-        for (uint32_t i = 0; i < ms; i += 100) {
-            now += 100;
-            router.Tick(now);
-        }
-    }
-    bool HasLine(const std::string& text) const {
-        for (const std::string& line : lines) {
-            if (line.find(text) != std::string::npos) return true;
-        }
-        return false;
+        for (uint32_t i = 0; i < ms; i += 100)
+            router.Tick(now += 100);
     }
 
     CTCentralRouter router;
@@ -48,40 +36,42 @@ class CentralRouterRig : public TcrLink {
     std::vector<std::string> lines;
 };
 
+// What an edge knows of others, by identifier: the port each is seen at, its devices' addresses.
+using Picture = std::map<uint32_t, std::pair<uint32_t, std::set<uint32_t>>>;
+
 // An edge as the central router sees it: requests, and a picture of the others made of what it is
 // told.
-class SimulatedEdge {
-  public:
-    SimulatedEdge(CentralRouterRig& rig, uint16_t udp_port, uint32_t serial, uint32_t wanted_ip = 0)
-        : m_rig(rig), port(udp_port), m_serial(serial), m_wanted_ip(wanted_ip) {}
+struct SimulatedEdge {
+    CentralRouterRig& rig;
+    uint16_t port;
+    uint32_t serial;
+    uint32_t wanted_ip = 0;
+    uint32_t identifier = kWireCentral;
+    uint32_t ip = 0;
+    uint16_t seq = 1;
+    bool joined = false;
+    std::set<uint32_t> devices = {};  // its own
+    Picture others = {};
+    WireMessage last = {};  // request
 
+    bool HasMail() { return !rig.sent[port].empty(); }
     // Takes the next message for it; type 0 when there is none.
     WireMessage Next() {
-        std::deque<WireMessage>& queue = m_rig.sent[port];
-        if (queue.empty()) return {};
-        WireMessage message = queue.front();
-        queue.pop_front();
+        if (!HasMail()) return {};
+        WireMessage message = rig.sent[port].front();
+        rig.sent[port].pop_front();
         return message;
     }
-    bool HasMail() { return !m_rig.sent[port].empty(); }
-
     // Sends a request without waiting; the next one takes the next number.
-    WireMessage Ask(uint8_t sub, const WireBytes& body = {}) {
-        last = {.type = 3,
-                .sub = sub,
-                .seq = m_seq++,
-                .src = identifier,
-                .dst = kWireCentral,
-                .body = body};
-        m_rig.Receive(port, last);
-        return last;
+    void Ask(uint8_t sub, const WireBytes& body = {}, uint8_t type = 3) {
+        last = {type, sub, seq++, 0, 0, identifier, kWireCentral, body};
+        rig.Receive(port, last);
     }
     // A request and its reply, which must fit it.
     WireMessage Exchange(uint8_t sub, const WireBytes& body = {}) {
-        WireMessage want = Ask(sub, body).Reply();
+        Ask(sub, body);
         WireMessage reply = Next();
-        want.body = reply.body;
-        EXPECT_EQ(reply.Encode(), want.Encode()) << "no reply to " << int{sub};
+        EXPECT_EQ(reply.Encode(), last.Reply(reply.body).Encode()) << "no reply to " << int{sub};
         return reply;
     }
     template <typename Reply>
@@ -91,20 +81,24 @@ class SimulatedEdge {
     WireLoginReply AskLogin(const std::string& subnet = "qwop",
                             const std::string& password = "qwop", uint32_t version = 0x105) {
         return Exchange<WireLoginReply>(
-            wire_sub::kLogin, EncodeWire(WireLogin{subnet, "user", password, m_serial, version}));
+            wire_sub::kLogin, EncodeWire(WireLogin{subnet, "user", password, serial, version}));
     }
+    WireDhcpReply AskDhcp(uint32_t wanted) {
+        return Exchange<WireDhcpReply>(wire_sub::kDhcp,
+                                       EncodeWire(WireDhcp{wanted, Device(0).mac}));
+    }
+    WireDevice Device(uint32_t its_ip) const {
+        return {.ip = its_ip, .mac = {2, 0, 0, 0, 0, static_cast<uint8_t>(serial)}};
+    }
+    // The steps of a join.
     void Login() {
+        others.clear();
         WireLoginReply reply = AskLogin();
         ASSERT_EQ(reply.error, 0u);
         identifier = reply.identifier;
-    }
-    WireDhcpReply AskDhcp(uint32_t wanted) {
-        return Exchange<WireDhcpReply>(wire_sub::kDhcp, EncodeWire(WireDhcp{wanted, Device().mac}));
-    }
-    void Dhcp() {
-        WireDhcpReply reply = AskDhcp(m_wanted_ip);
-        ASSERT_EQ(reply.error, 0u);
-        ip = reply.ip;
+        WireDhcpReply address = AskDhcp(wanted_ip);
+        ASSERT_EQ(address.error, 0u);
+        ip = address.ip;
     }
     std::vector<WireRouter> GetRouters() {
         return Exchange<WireRouterList>(wire_sub::kGetRouter).routers;
@@ -113,126 +107,76 @@ class SimulatedEdge {
         return Exchange<WireDeviceList>(wire_sub::kGetDevice, EncodeWire(WireIdentifier{router}))
             .devices;
     }
-    // Fetches the lists as a joining edge does.
     void FetchOthers() {
         for (const WireRouter& router : GetRouters()) {
-            Meet(router.identifier, router.port);
+            others[router.identifier].first = router.port;
             for (const WireDevice& device : GetDevices(router.identifier))
-                others[router.identifier].push_back(device.ip);
+                others[router.identifier].second.insert(device.ip);
         }
     }
-    // A router of which no device is known yet.
-    void Meet(uint32_t router, uint16_t its_port) {
-        others[router].clear();
-        endpoints[router] = its_port;
+    void AddRouter() {
+        WireRouterAdd add{identifier, serial, "edge " + std::to_string(serial)};
+        EXPECT_EQ(Exchange<WireRouterAddReply>(wire_sub::kAddRouter, EncodeWire(add)).error, 0u);
     }
-    WireDevice Device() const {
-        WireDevice device{.ip = ip, .mac = {2, 0}};
-        for (size_t i = 0; i < 4; ++i)
-            device.mac[2 + i] = static_cast<uint8_t>(m_serial >> (24 - 8 * i));
-        return device;
+    void AddDevice(uint32_t its_ip) {
+        Exchange(wire_sub::kAddDevice, EncodeWire(WireDeviceAdd{identifier, {Device(its_ip)}}));
     }
-    WireBytes RegistrationBody() const {
-        return EncodeWire(WireRouterAdd{.identifier = identifier,
-                                        .serial = m_serial,
-                                        .label = "edge " + std::to_string(m_serial)});
-    }
-    WireBytes DeviceBody() const { return EncodeWire(WireDeviceAdd{identifier, {Device()}}); }
     void Register() {
-        EXPECT_EQ(Exchange<WireRouterAddReply>(wire_sub::kAddRouter, RegistrationBody()).error, 0u);
-        Exchange(wire_sub::kAddDevice, DeviceBody());
+        AddRouter();
+        AddDevice(ip);
+        devices = {ip};
+        joined = true;
     }
     void Join() {
         Login();
-        Dhcp();
         FetchOthers();
         Register();
     }
-    void HeartBeat() {
-        m_rig.Receive(port, {.type = 1,
-                             .sub = wire_sub::kHeartbeat,
-                             .seq = m_seq++,
-                             .src = identifier,
-                             .dst = kWireCentral,
-                             .body = EncodeWire(WireTick{0x11223344})});
+    void DelDevices() {
+        Exchange(wire_sub::kDelDevice, EncodeWire(WireDeviceDel{identifier, {{ip}}}));
+        devices.clear();
     }
     void Leave() {
-        Exchange(wire_sub::kDelDevice, EncodeWire(WireDeviceDel{identifier, {{ip}}}));
+        DelDevices();
         Exchange(wire_sub::kLogout);
+        joined = false;
     }
-    // Carries out and acknowledges one announcement; false when there is none.
-    bool ObeyOne() {
-        WireMessage command = Next();
-        if (command.type != 3) return false;
-        Apply(command);
-        Acknowledge(command);
-        return true;
-    }
+    void HeartBeat() { Ask(wire_sub::kHeartbeat, EncodeWire(WireTick{0x11223344}), 1); }
+
+    // Carries out and acknowledges what is announced.
     void Obey() {
-        while (ObeyOne()) {
+        while (HasMail()) {
+            WireMessage message = Next();
+            if (message.type != 3) continue;
+            Apply(message);
+            Acknowledge(message);
         }
     }
     void Acknowledge(const WireMessage& command, uint32_t error = 0) {
-        bool tells_error = command.sub == wire_sub::kAddRouter;
         WireMessage ack = command.Reply();
-        if (tells_error) ack.body = EncodeWire(WireRouterAddReply{error});
-        m_rig.Receive(port, ack);
+        if (command.sub == wire_sub::kAddRouter) ack.body = EncodeWire(WireRouterAddReply{error});
+        rig.Receive(port, ack);
     }
     void Apply(const WireMessage& command) {
         EXPECT_EQ(command.dst, identifier);
-        switch (command.sub) {
-            case wire_sub::kAddRouter: {
-                WireRouterAdd add = ExpectBody<WireRouterAdd>(command);
-                Meet(add.identifier, add.port);
-                break;
+        if (command.sub == wire_sub::kAddRouter) {
+            WireRouterAdd add = ExpectBody<WireRouterAdd>(command);
+            others[add.identifier] = {add.port, {}};
+        } else if (command.sub == wire_sub::kDelRouter) {
+            others.erase(ExpectBody<WireIdentifier>(command).identifier);
+        } else if (command.sub == wire_sub::kAddDevice) {
+            WireDeviceAdd add = ExpectBody<WireDeviceAdd>(command);
+            // An edge puts devices behind routers only.
+            if (auto router = others.find(add.identifier); router != others.end()) {
+                for (const WireDevice& device : add.devices)
+                    router->second.second.insert(device.ip);
             }
-            case wire_sub::kDelRouter:
-                others.erase(ExpectBody<WireIdentifier>(command).identifier);
-                break;
-            case wire_sub::kAddDevice: {
-                WireDeviceAdd add = ExpectBody<WireDeviceAdd>(command);
-                auto router = others.find(add.identifier);
-                if (router == others.end()) return;  // an edge puts devices behind routers only
-                std::vector<uint32_t>& known = router->second;
-                for (const WireDevice& device : add.devices) {
-                    if (std::find(known.begin(), known.end(), device.ip) == known.end())
-                        known.push_back(device.ip);
-                }
-                break;
+        } else {
+            EXPECT_EQ(command.sub, wire_sub::kDelDevice);
+            for (WireAddress gone : ExpectBody<WireDeviceDel>(command).addresses) {
+                for (auto& [identifier_of_other, other] : others)
+                    other.second.erase(gone.ip);
             }
-            case wire_sub::kDelDevice:
-                for (WireAddress gone : ExpectBody<WireDeviceDel>(command).addresses) {
-                    for (auto& [id, devices] : others)
-                        std::erase(devices, gone.ip);
-                }
-                break;
-            default:
-                ADD_FAILURE() << "unexpected command " << int{command.sub};
         }
     }
-    // Whether its picture of that edge is true.
-    bool Sees(const SimulatedEdge& other) const {
-        auto it = others.find(other.identifier);
-        return it != others.end() && it->second == std::vector<uint32_t>{other.ip} &&
-               endpoints.at(other.identifier) == other.port;
-    }
-    bool SeesNothingOf(const SimulatedEdge& other) const {
-        return others.count(other.identifier) == 0;
-    }
-
-  private:
-    CentralRouterRig& m_rig;
-
-  public:
-    uint16_t port;
-    uint32_t identifier = kWireCentral;
-    uint32_t ip = 0;
-    WireMessage last;                                  // request
-    std::map<uint32_t, std::vector<uint32_t>> others;  // devices by router
-    std::map<uint32_t, uint32_t> endpoints;
-
-  private:
-    uint32_t m_serial;
-    uint32_t m_wanted_ip;
-    uint16_t m_seq = 1;
 };
