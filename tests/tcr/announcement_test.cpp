@@ -105,6 +105,7 @@ TEST_F(Announcements, ARefusedRouterIsToldAgainAtOnceAndOneTakenTwiceGetsItsDevi
     EXPECT_EQ(a.Next().seq, first.seq);  // the edge's table has grown
     a.Apply(first);
     a.Acknowledge(first);
+    EXPECT_TRUE(a.HasMail()) << "the devices follow at once";
     Settle();
     ExpectTruePictures();
     a.Apply(first);  // a late copy: a fresh router, no devices
