@@ -9,33 +9,23 @@
 
 #include "fuzz/fuzz_input.h"
 
-namespace {
-
-bool Run(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
-    if (!file.good() && !file.eof()) return false;
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-    return true;
-}
-
-}  // namespace
-
 // Files and folders; exit status 1 for what cannot be read, or when there is nothing.
 int main(int argc, char** argv) {
-    int count = 0;
-    if (!freopen("/dev/null", "w", stdout)) return 1;
+    std::vector<std::filesystem::path> paths;
     for (int i = 1; i < argc; ++i) {
-        if (!std::filesystem::is_directory(argv[i])) {
-            if (!Run(argv[i])) return 1;
-            ++count;
-            continue;
-        }
-        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            if (!Run(entry.path())) return 1;
-            ++count;
-        }
+        std::error_code is_file;
+        std::filesystem::directory_iterator folder(argv[i], is_file);
+        if (is_file) paths.emplace_back(argv[i]);
+        for (const auto& entry : folder)
+            paths.push_back(entry.path());
     }
-    fprintf(stderr, "%d inputs\n", count);
-    return count > 0 ? 0 : 1;
+    if (!freopen("/dev/null", "w", stdout)) return 1;
+    for (const auto& path : paths) {
+        std::ifstream file(path, std::ios::binary);
+        std::vector<uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
+        if (!file.good() && !file.eof()) return 1;
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    }
+    fprintf(stderr, "%zu inputs\n", paths.size());
+    return paths.empty() ? 1 : 0;
 }

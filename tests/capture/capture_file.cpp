@@ -1,12 +1,11 @@
 #include "tests/capture/capture_file.h"
 
+#include <arpa/inet.h>
 #include <pcap/pcap.h>
-
-#include "tests/support/wire_message.h"
 
 namespace {
 
-constexpr size_t kEthernetHeader = 14;
+constexpr size_t kIp = 14;  // behind the Ethernet header
 constexpr size_t kUdpHeader = 8;
 constexpr uint32_t kTypeIp = 0x0800;
 constexpr uint32_t kProtocolUdp = 17;
@@ -14,20 +13,22 @@ constexpr uint32_t kInPieces = 0x3FFF;  // offset and "more fragments"
 
 // Whether the frame is whole as far as it matters; fills in what is a UDP datagram.
 bool Parse(const WireBytes& frame, Datagram& datagram) {
-    size_t ip = kEthernetHeader;
-    if (At16(frame, 12) != kTypeIp || At8(frame, ip + 9) != kProtocolUdp) return true;
-    size_t udp = ip + (At8(frame, ip) & 0x0F) * 4;
+    if (At16(frame, 12) != kTypeIp || At8(frame, kIp + 9) != kProtocolUdp) return true;
+    size_t udp = kIp + (At8(frame, kIp) & 0x0F) * 4;
     size_t data = udp + kUdpHeader;
     size_t end = udp + At16(frame, udp + 4);
-    if ((At16(frame, ip + 6) & kInPieces) != 0 || end < data || end > frame.size()) return false;
-    datagram.from = {At32(frame, ip + 12), static_cast<uint16_t>(At16(frame, udp))};
-    datagram.to = {At32(frame, ip + 16), static_cast<uint16_t>(At16(frame, udp + 2))};
-    datagram.bytes.assign(frame.begin() + static_cast<std::ptrdiff_t>(data),
-                          frame.begin() + static_cast<std::ptrdiff_t>(end));
+    if ((At16(frame, kIp + 6) & kInPieces) != 0 || end < data || end > frame.size()) return false;
+    datagram.from = {At32(frame, kIp + 12), static_cast<uint16_t>(At16(frame, udp))};
+    datagram.to = {At32(frame, kIp + 16), static_cast<uint16_t>(At16(frame, udp + 2))};
+    datagram.bytes.assign(&frame[data], &frame[data] + (end - data));
     return true;
 }
 
 }  // namespace
+
+std::string Endpoint::Text() const {
+    return inet_ntoa({htonl(ip)}) + (":" + std::to_string(port));
+}
 
 std::string ReadCapture(const char* path, const std::function<void(const Datagram&)>& take) {
     char error[PCAP_ERRBUF_SIZE];
@@ -40,9 +41,7 @@ std::string ReadCapture(const char* path, const std::function<void(const Datagra
     for (size_t frame = 1; wrong.empty(); ++frame) {
         status = pcap_next_ex(file, &header, &bytes);
         if (status != 1) break;
-        Datagram datagram;
-        datagram.frame = frame;
-        datagram.at = int64_t{header->ts.tv_sec} * 1000 + header->ts.tv_usec / 1000;
+        Datagram datagram{frame, header->ts.tv_sec * 1000 + header->ts.tv_usec / 1000, {}, {}, {}};
         if (!Parse(WireBytes(bytes, bytes + header->caplen), datagram))
             wrong = "frame " + std::to_string(frame) + ": a datagram in pieces";
         else if (datagram.to.port != 0)

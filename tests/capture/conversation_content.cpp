@@ -1,77 +1,71 @@
 #include "tests/capture/conversation.h"
 
-// What has to stand in each body, as far as the plan and what was said before tell it.
-
 using namespace wire_sub;
 
-WireBytes Conversation::RequestBody(const Edge& edge, const WireMessage& request,
-                                    bool from_central) {
+WireBytes Conversation::RequestBody() {
     // The central router tells of others what they told of themselves.
-    uint32_t identifier = At32(request.body, request.sub == kAddRouter ? 4 : 0);
-    const Edge* about = from_central ? EdgeWith(identifier) : &edge;
-    if (from_central && request.sub == kDelRouter)
+    bool from_central = m_way == kWireDown;
+    uint32_t identifier = At32(m_message.body, m_message.sub == kAddRouter ? 4 : 0);
+    const Edge* about = from_central ? EdgeWith(identifier) : m_edge;
+    if (from_central && m_message.sub == kDelRouter)
         return about ? WireBytes() : EncodeWire(WireIdentifier{identifier});
-    if (!about || (from_central && about == &edge)) return {};
-    WireDevice device = LabPlan::DeviceOf(about->number);
-    switch (request.sub) {
+    if (!about || (from_central && about == m_edge)) return {};
+    const LabPlan::Edge& plan = about->plan;
+    Endpoint seen_at = from_central ? about->at : Endpoint();
+    switch (m_message.sub) {
         case kLogin:
-            return EncodeWire(WireLogin{m_plan.subnet, m_plan.user, m_plan.password,
-                                        LabPlan::SerialOf(about->number), m_plan.version});
+            return EncodeWire(WireLogin{m_plan.subnet, m_plan.user, m_plan.password, plan.serial,
+                                        m_plan.version});
         case kDhcp:
-            return EncodeWire(WireDhcp{device.ip, device.mac});
+            return EncodeWire(WireDhcp{plan.device.ip, plan.device.mac});
         case kSubnet:
             return EncodeWire(WireSubnet{m_plan.subnet});
         case kGetDevice:
-            return EncodeWire(
-                WireIdentifier{edge.steps.empty() ? 0 : edge.steps.front().identifier});
+            return m_edge->steps.empty()
+                       ? WireBytes()
+                       : EncodeWire(WireIdentifier{m_edge->steps.front().identifier});
         case kAddRouter:
             return EncodeWire(WireRouterAdd{.identifier = about->identifier,
-                                            .serial = LabPlan::SerialOf(about->number),
-                                            .label = LabPlan::LabelOf(about->number),
-                                            .ip = from_central ? about->at.ip : 0,
-                                            .port = from_central ? about->at.port : uint16_t{0}});
+                                            .serial = plan.serial,
+                                            .label = plan.label,
+                                            .ip = seen_at.ip,
+                                            .port = seen_at.port});
         case kAddDevice:
-            return EncodeWire(WireDeviceAdd{about->identifier, {device}});
+            return EncodeWire(WireDeviceAdd{about->identifier, {plan.device}});
         case kDelDevice:
-            return EncodeWire(WireDeviceDel{about->identifier, {{device.ip}}});
+            return EncodeWire(WireDeviceDel{about->identifier, {{plan.device.ip}}});
         default:
             return {};
     }
 }
 
-WireBytes Conversation::ReplyBody(const Edge& edge, const Exchange& exchange,
-                                  const WireMessage& reply) {
-    if (IsHeartbeat(exchange.request)) return exchange.request.body;
-    switch (reply.sub) {
-        case kLogin: {
-            uint32_t identifier = At32(reply.body, 4);
-            Want(!EdgeWith(identifier), "an identifier that another edge has");
-            return EncodeWire(WireLoginReply{.identifier = identifier});
-        }
+WireBytes Conversation::ReplyBody(const WireMessage& request) {
+    const Edge* about = EdgeWith(At32(request.body, 0));
+    uint32_t given = At32(m_message.body, 4);
+    WireFaults faults;
+    auto list = DecodeWire<WireRouterList>(m_message.body, faults);
+    std::map<uint32_t, const Edge*> others = Others();
+    switch (m_message.sub) {
+        case kLogin:
+            Want(!EdgeWith(given), "an identifier that another edge has");
+            return EncodeWire(WireLoginReply{.identifier = given});
         case kDhcp:
             return EncodeWire(
-                WireDhcpReply{0, m_plan.gateway, m_plan.mask, LabPlan::DeviceOf(edge.number).ip});
+                WireDhcpReply{0, m_plan.gateway, m_plan.mask, m_edge->plan.device.ip});
         case kSubnet:
             return EncodeWire(WireSubnetReply{m_plan.subnet, m_plan.gateway, m_plan.mask});
-        case kGetRouter: {
-            WireFaults faults;
-            WireRouterList list = DecodeWire<WireRouterList>(reply.body, faults);
-            Want(list.routers.size() == OthersThan(edge).size(), "not one record for each other");
-            for (WireRouter& router : list.routers) {
-                const Edge* other = EdgeWith(router.identifier);
-                if (!other || other == &edge || other->phase != Phase::kJoined) return {};
+        case kGetRouter:
+            for (WireRouter& router : list.routers) {  // each of the others once
+                auto other = others.extract(router.identifier);
+                if (other.empty()) return {};
                 router = {.identifier = router.identifier,
-                          .serial = LabPlan::SerialOf(other->number),
-                          .ip = other->at.ip,
-                          .port = other->at.port};
+                          .serial = other.mapped()->plan.serial,
+                          .ip = other.mapped()->at.ip,
+                          .port = other.mapped()->at.port};
             }
-            return EncodeWire(list);
-        }
-        case kGetDevice: {
-            const Edge* about = EdgeWith(At32(exchange.request.body, 0));
-            return about ? EncodeWire(WireDeviceList{{LabPlan::DeviceOf(about->number)}})
-                         : WireBytes();
-        }
+            return others.empty() ? EncodeWire(list) : WireBytes();
+        case kGetDevice:
+            return about ? EncodeWire(WireDeviceList{{about->plan.device}}) : WireBytes();
         case kAddRouter:
             return EncodeWire(WireRouterAddReply());
         default:

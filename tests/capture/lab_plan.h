@@ -1,12 +1,18 @@
 #pragma once
 
-#include "tests/capture/datagram.h"
+#include "tests/capture/capture_file.h"
 #include "tests/support/wire_bodies.h"
 #include "tests/support/wire_message.h"
 
 // What the lab gives its edges, and thus what has to stand in the messages: the truth that comes
 // from neither codec.
 struct LabPlan {
+    struct Edge {
+        uint32_t serial;
+        std::string label;
+        WireDevice device;
+    };
+
     Endpoint central{Ip(10, 77, 0, 254), 1922};
     uint32_t gateway = Ip(192, 168, 15, 5);
     uint32_t mask = Ip(255, 255, 255, 0);
@@ -15,17 +21,12 @@ struct LabPlan {
     std::string password = "qwop";
     uint32_t version = 0x00000105;
 
-    // Edges are numbered by the last byte of their host's address, from 1; 0 for another host.
-    static uint32_t NumberAt(uint32_t ip) {
-        uint32_t number = ip - Ip(10, 77, 0, 0);
-        return number < 16 ? number : 0;
-    }
-    static uint32_t SerialOf(uint32_t number) { return 1000 + number; }
-    static std::string LabelOf(uint32_t number) {
-        return std::string("edge-") + static_cast<char>('a' + number - 1);
-    }
-    static WireDevice DeviceOf(uint32_t number) {
-        return {.ip = Ip(192, 168, 15, 10 + number),
-                .mac = {2, 0, 0, 0, 0, static_cast<uint8_t>(number)}};
+    // Edges are numbered by the last byte of their host's address, from 1.
+    static bool HasEdgeAt(uint32_t ip) { return ip - Ip(10, 77, 0, 1) < 15; }
+    static Edge EdgeAt(uint32_t ip) {
+        uint8_t number = static_cast<uint8_t>(ip);
+        return {.serial = 1000U + number,
+                .label = std::string("edge-") + static_cast<char>('a' + number - 1),
+                .device = {.ip = Ip(192, 168, 15, 10) + number, .mac = {2, 0, 0, 0, 0, number}}};
     }
 };

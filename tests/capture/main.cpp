@@ -4,7 +4,6 @@
 
 #include <cstdio>
 
-#include "tests/capture/capture_file.h"
 #include "tests/capture/conversation.h"
 
 int main(int argc, char** argv) {
@@ -17,12 +16,11 @@ int main(int argc, char** argv) {
     Conversation conversation(plan);
     std::string wrong =
         ReadCapture(argv[1], [&](const Datagram& datagram) { conversation.Follow(datagram); });
+    if (!wrong.empty()) conversation.deviations.push_back(wrong);
     conversation.Finish();
-    for (const auto& [name, count] : conversation.GetCounts())
+    for (const auto& [name, count] : conversation.counts)
         printf("%7d  %s\n", count, name.c_str());
-    std::vector<std::string> deviations = conversation.GetDeviations();
-    if (!wrong.empty()) deviations.push_back(wrong);
-    for (const std::string& deviation : deviations)
+    for (const std::string& deviation : conversation.deviations)
         printf("deviation: %s\n", deviation.c_str());
-    return deviations.empty() ? 0 : 1;
+    return conversation.deviations.empty() ? 0 : 1;
 }

@@ -7,17 +7,12 @@
 
 // Decoding in tests, which fail on whatever the codec finds wrong.
 
-inline void ExpectNoFaults(const WireFaults& faults) {
-    for (const std::string& fault : faults)
-        ADD_FAILURE() << fault;
-}
-
 // A datagram's header; with the body held against its kind if it is one that a whole program sent.
 inline WireMessage ExpectMessage(const WireBytes& datagram, bool check_body) {
     WireFaults faults;
     WireMessage message = WireMessage::Decode(datagram, faults);
     if (check_body) CheckWireKind(message, faults);
-    ExpectNoFaults(faults);
+    EXPECT_EQ(faults, WireFaults());
     return message;
 }
 
@@ -25,6 +20,6 @@ template <typename Body>
 Body ExpectBody(const WireMessage& message) {
     WireFaults faults;
     Body body = DecodeWire<Body>(message.body, faults);
-    ExpectNoFaults(faults);
+    EXPECT_EQ(faults, WireFaults());
     return body;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <mutex>
+#include <cstdio>
 #include <thread>
 
+#include "base/pvu_tick.h"
 #include "tcr/central_router.h"
 #include "tests/support/udp_peer.h"
 
@@ -10,19 +11,28 @@
 // serves without a configuration.
 class LiveCentralRouter : public TcrLink {
   public:
-    LiveCentralRouter();
-    ~LiveCentralRouter() override;
-
     uint16_t Port() const { return m_peer.Port(); }
 
-    void Send(const CTSockAddr& to, const void* data, int length) override;
-    void Tell(const char* line) override;
+    void Send(const CTSockAddr& to, const void* data, int length) override {
+        const uint8_t* bytes = static_cast<const uint8_t*>(data);
+        m_peer.SendBytes(WireBytes(bytes, bytes + length), to.GetPort());
+    }
+    void Tell(const char* line) override { printf("%s\n", line); }
 
   private:
-    void Run();
+    static constexpr int kTickMs = 20;
+
+    void Run(std::stop_token stop) {
+        while (!stop.stop_requested()) {
+            std::optional<WireBytes> bytes = m_peer.ReceiveBytes(kTickMs);
+            uint32_t now = static_cast<uint32_t>(pvu_get_current_tick());
+            CTSockAddr from("127.0.0.1", m_peer.LastPort());
+            if (bytes) m_router.Receive(from, bytes->data(), static_cast<int>(bytes->size()), now);
+            m_router.Tick(now);
+        }
+    }
 
     UdpPeer m_peer;
-    int m_wake[2];
-    CTCentralRouter m_router;
-    std::thread m_thread;
+    CTCentralRouter m_router{TcrConfig(), *this};
+    std::jthread m_thread{[this](std::stop_token stop) { Run(stop); }};
 };

@@ -15,17 +15,13 @@ class PacketEnd {
     PacketEnd& operator=(const PacketEnd&) = delete;
 
     // For the adapter, which owns it from then on.
-    int TakeOther();
+    int TakeOther() { return std::exchange(m_fds[1], -1); }
     void Write(const WireBytes& packet);
-    // The next packet; nothing after ten seconds.
+    // The next packet; nothing after the wait, or when the interface has gone.
     std::optional<WireBytes> Read(int wait_ms = 10000);
-    bool HasWaiting();
-    // As if the interface had gone.
-    void Close();
 
   private:
-    int m_fd = -1;
-    int m_other = -1;
+    int m_fds[2];  // the host's end and the other one
 };
 
 // An IPv4 packet with a right header checksum, protocol 17 and that many bytes of payload.

@@ -1,8 +1,6 @@
 #include "tests/support/scripted_router.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <unistd.h>
 
 #include <chrono>
 
@@ -10,26 +8,14 @@
 
 namespace {
 
-constexpr int kWaitSeconds = 10;
+constexpr int kTickMs = 20;
+constexpr std::chrono::seconds kWait(10);
 
 }  // namespace
 
-ScriptedRouter::ScriptedRouter() {
-    EXPECT_EQ(pipe(m_wake), 0);
-    m_thread = std::thread([this] { Run(); });
-}
-
-ScriptedRouter::~ScriptedRouter() {
-    close(m_wake[1]);
-    m_thread.join();
-    close(m_wake[0]);
-}
-
-void ScriptedRouter::Run() {
-    for (;;) {
-        pollfd wait[] = {{m_peer.Fd(), POLLIN, 0}, {m_wake[0], POLLIN, 0}};
-        poll(wait, 2, -1);
-        if (wait[1].revents != 0) return;
+void ScriptedRouter::Run(std::stop_token stop) {
+    while (!stop.stop_requested()) {
+        if (!m_peer.HasWaiting(kTickMs)) continue;
         std::lock_guard lock(m_mutex);
         std::optional<WireBytes> datagram = m_peer.ReceiveBytes();
         if (!datagram) continue;
@@ -42,24 +28,21 @@ void ScriptedRouter::Run() {
 
 void ScriptedRouter::Handle(const WireMessage& request) {
     WireMessage answer = request.Reply(AnswerBody(request));
-    Script& script = m_scripts[request.sub];
-    if (script.drop > 0) {
-        --script.drop;
+    Script& next = m_scripts[request.sub];
+    if (next.drop > 0) {
+        --next.drop;
         return;
     }
-    if (script.has_body) {
-        answer.body = script.body;
-        answer.length_field = script.length_field;
+    Script script = std::exchange(next, {});
+    if (script.answer) {
+        answer.body = script.answer->body;
+        answer.length_field = script.answer->length_field;
     }
     if (script.late) {
         m_held[request.sub] = answer;
-        script = Script();
         return;
     }
-    if (auto held = m_held.find(request.sub); held != m_held.end()) {
-        m_peer.Reply(held->second);
-        m_held.erase(held);
-    }
+    if (auto held = m_held.extract(request.sub)) m_peer.Reply(held.mapped());
     if (script.stray) {
         WireMessage stray = answer;
         stray.seq = static_cast<uint16_t>(stray.seq + 100);
@@ -67,7 +50,6 @@ void ScriptedRouter::Handle(const WireMessage& request) {
     }
     m_peer.Reply(answer);
     if (script.twice) m_peer.Reply(answer);
-    script = Script();
 }
 
 WireBytes ScriptedRouter::AnswerBody(const WireMessage& request) {
@@ -101,33 +83,6 @@ void ScriptedRouter::AddDevice(uint32_t identifier, uint32_t ip, uint8_t mac_end
     m_devices[identifier].devices.push_back(DeviceRecord(ip, mac_end));
 }
 
-void ScriptedRouter::Drop(uint8_t sub, int times) {
-    std::lock_guard lock(m_mutex);
-    m_scripts[sub].drop = times;
-}
-
-void ScriptedRouter::AnswerTwice(uint8_t sub) {
-    std::lock_guard lock(m_mutex);
-    m_scripts[sub].twice = true;
-}
-
-void ScriptedRouter::AnswerLate(uint8_t sub) {
-    std::lock_guard lock(m_mutex);
-    m_scripts[sub].late = true;
-}
-
-void ScriptedRouter::StrayFirst(uint8_t sub) {
-    std::lock_guard lock(m_mutex);
-    m_scripts[sub].stray = true;
-}
-
-void ScriptedRouter::AnswerWith(uint8_t sub, const WireBytes& body, int length_field) {
-    std::lock_guard lock(m_mutex);
-    m_scripts[sub].has_body = true;
-    m_scripts[sub].body = body;
-    m_scripts[sub].length_field = length_field;
-}
-
 void ScriptedRouter::FallSilent() {
     std::lock_guard lock(m_mutex);
     m_silent = true;
@@ -153,18 +108,13 @@ std::vector<int> ScriptedRouter::ReceivedCommands() {
 
 WireMessage ScriptedRouter::WaitFor(std::function<bool(const WireMessage&)> test) {
     std::unique_lock lock(m_mutex);
-    size_t looked_at = 0;
-    WireMessage found;
-    bool in_time = m_arrived.wait_for(lock, std::chrono::seconds(kWaitSeconds), [&] {
-        for (; looked_at < m_received.size(); ++looked_at) {
-            if (!test(m_received[looked_at])) continue;
-            found = m_received[looked_at];
-            return true;
-        }
-        return false;
+    auto found = m_received.end();
+    bool in_time = m_arrived.wait_for(lock, kWait, [&] {
+        found = std::find_if(m_received.begin(), m_received.end(), test);
+        return found != m_received.end();
     });
     EXPECT_TRUE(in_time) << "the message did not come";
-    return found;
+    return in_time ? *found : WireMessage();
 }
 
 WireRouter RouterRecord(uint32_t identifier, uint32_t serial, uint16_t udp_port) {

@@ -15,9 +15,6 @@
 // own and speaks through the tests' own codec.
 class ScriptedRouter {
   public:
-    ScriptedRouter();
-    ~ScriptedRouter();
-
     uint16_t Port() const { return m_peer.Port(); }
 
     // What the default answers say: one identifier for every login, one address, and the routers
@@ -30,13 +27,15 @@ class ScriptedRouter {
     void AddDevice(uint32_t identifier, uint32_t ip, uint8_t mac_end);
 
     // Verbs, for the next request of that sub type (a command's, or with type 1 an interior one).
-    void Drop(uint8_t sub, int times = 1);
-    void AnswerTwice(uint8_t sub);
+    void Drop(uint8_t sub, int times = 1) { Bend(sub, &Script::drop, times); }
+    void AnswerTwice(uint8_t sub) { Bend(sub, &Script::twice, true); }
     // The answer goes out only when the edge asks again, and right before the answer to that.
-    void AnswerLate(uint8_t sub);
+    void AnswerLate(uint8_t sub) { Bend(sub, &Script::late, true); }
     // An answer to some other exchange goes first.
-    void StrayFirst(uint8_t sub);
-    void AnswerWith(uint8_t sub, const WireBytes& body, int length_field = -1);
+    void StrayFirst(uint8_t sub) { Bend(sub, &Script::stray, true); }
+    void AnswerWith(uint8_t sub, const WireBytes& body, int length_field = -1) {
+        Bend(sub, &Script::answer, {{.body = body, .length_field = length_field}});
+    }
     // From now on nothing is answered.
     void FallSilent();
 
@@ -55,16 +54,18 @@ class ScriptedRouter {
         bool twice = false;
         bool late = false;
         bool stray = false;
-        bool has_body = false;
-        WireBytes body;
-        int length_field = -1;
+        std::optional<WireMessage> answer;  // its body and length
     };
-    void Run();
+    template <typename Value>
+    void Bend(uint8_t sub, Value Script::*what, std::type_identity_t<Value> value) {
+        std::lock_guard lock(m_mutex);
+        m_scripts[sub].*what = value;
+    }
+    void Run(std::stop_token stop);
     void Handle(const WireMessage& request);
     WireBytes AnswerBody(const WireMessage& request);
 
     UdpPeer m_peer;
-    int m_wake[2];
     std::mutex m_mutex;
     std::condition_variable m_arrived;
     std::vector<WireMessage> m_received;
@@ -73,7 +74,7 @@ class ScriptedRouter {
     WireRouterList m_routers;
     std::map<uint32_t, WireDeviceList> m_devices;  // by router
     bool m_silent = false;
-    std::thread m_thread;
+    std::jthread m_thread{[this](std::stop_token stop) { Run(stop); }};
 };
 
 // Records as they stand in lists: a router at a port of 127.0.0.1, a device.

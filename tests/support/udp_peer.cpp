@@ -1,6 +1,5 @@
 #include "tests/support/udp_peer.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -10,15 +9,27 @@
 
 namespace {
 
+bool Waits(int fd, int wait_ms) {
+    pollfd wait = {fd, POLLIN, 0};
+    return poll(&wait, 1, wait_ms) == 1;
+}
+
 sockaddr_in Loopback(uint16_t port) {
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = htons(port);
-    return addr;
+    return {AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
 }
 
 }  // namespace
+
+std::optional<WireBytes> ReceiveWithin(int fd, int wait_ms, sockaddr_in* from) {
+    if (!Waits(fd, wait_ms)) return std::nullopt;
+    WireBytes bytes(65536);
+    socklen_t size = from ? sizeof *from : 0;
+    ssize_t n = recvfrom(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(from),
+                         from ? &size : nullptr);
+    if (n < 0) return std::nullopt;
+    bytes.resize(static_cast<size_t>(n));
+    return bytes;
+}
 
 UdpPeer::UdpPeer() : m_fd(socket(AF_INET, SOCK_DGRAM, 0)) {
     sockaddr_in addr = Loopback(0);
@@ -33,29 +44,20 @@ UdpPeer::~UdpPeer() {
 }
 
 std::optional<WireBytes> UdpPeer::ReceiveBytes(int wait_ms) {
-    pollfd wait = {m_fd, POLLIN, 0};
-    if (poll(&wait, 1, wait_ms) != 1) return std::nullopt;
-    WireBytes bytes(65536);
-    sockaddr_in from = {};
-    socklen_t size = sizeof from;
-    ssize_t n =
-        recvfrom(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&from), &size);
-    if (n < 0) return std::nullopt;
-    bytes.resize(static_cast<size_t>(n));
-    m_last_port = ntohs(from.sin_port);
+    sockaddr_in from;
+    std::optional<WireBytes> bytes = ReceiveWithin(m_fd, wait_ms, &from);
+    if (bytes) m_last_port = ntohs(from.sin_port);
     return bytes;
 }
 
 WireMessage UdpPeer::Receive() {
     std::optional<WireBytes> bytes = ReceiveBytes();
-    if (bytes) return ExpectMessage(*bytes, false);
-    ADD_FAILURE() << "no message came";
-    return {};
+    EXPECT_TRUE(bytes) << "no message came";
+    return bytes ? ExpectMessage(*bytes, false) : WireMessage();
 }
 
-bool UdpPeer::HasWaiting() {
-    pollfd wait = {m_fd, POLLIN, 0};
-    return poll(&wait, 1, 0) == 1;
+bool UdpPeer::HasWaiting(int wait_ms) {
+    return Waits(m_fd, wait_ms);
 }
 
 void UdpPeer::SendBytes(const WireBytes& bytes, uint16_t port) {
@@ -63,8 +65,4 @@ void UdpPeer::SendBytes(const WireBytes& bytes, uint16_t port) {
     EXPECT_EQ(
         sendto(m_fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to),
         static_cast<ssize_t>(bytes.size()));
-}
-
-void UdpPeer::Reply(const WireMessage& message) {
-    SendBytes(message.Encode(), m_last_port);
 }

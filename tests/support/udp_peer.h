@@ -2,10 +2,12 @@
 
 #include <netinet/in.h>
 
-#include <cstdint>
 #include <optional>
 
 #include "tests/support/wire_message.h"
+
+// What comes on a socket of datagrams or packets within the wait; fills in where it came from.
+std::optional<WireBytes> ReceiveWithin(int fd, int wait_ms, sockaddr_in* from = nullptr);
 
 // A plain datagram socket on 127.0.0.1, for the other end of what is tested. Waits are bounded:
 // what does not come within ten seconds does not come.
@@ -17,18 +19,17 @@ class UdpPeer {
     UdpPeer& operator=(const UdpPeer&) = delete;
 
     uint16_t Port() const { return m_port; }
-    int Fd() const { return m_fd; }
 
     // The next datagram; remembers where it came from. Nothing after the wait.
     std::optional<WireBytes> ReceiveBytes(int wait_ms = 10000);
     // The next message; fails the test when none comes.
     WireMessage Receive();
-    // Whether a datagram is waiting already.
-    bool HasWaiting();
+    // Whether a datagram is waiting, now or within that time.
+    bool HasWaiting(int wait_ms = 0);
 
     // To a port on 127.0.0.1, or to where the last datagram came from.
     void SendBytes(const WireBytes& bytes, uint16_t port);
-    void Reply(const WireMessage& message);
+    void Reply(const WireMessage& message) { SendBytes(message.Encode(), m_last_port); }
     uint16_t LastPort() const { return m_last_port; }
 
   private:

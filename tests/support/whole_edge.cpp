@@ -2,25 +2,13 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
-#include <iterator>
 #include <thread>
 
 namespace {
 
-// The model tells nobody that it changed, so it is looked at again and again.
-bool Becomes(std::function<bool()> test) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!test()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
 int CountEntries(const char* folder) {
     std::filesystem::directory_iterator begin(folder);
-    return static_cast<int>(std::distance(begin, std::filesystem::directory_iterator()));
+    return static_cast<int>(std::distance(begin, {}));
 }
 
 }  // namespace
@@ -45,17 +33,17 @@ bool WholeEdge::Start() {
     return sys.Start();
 }
 
-bool WholeEdge::HasDevice(uint32_t ip) {
-    CTReadGuard guard(sys.GetModelLock());
-    return sys.GetExternalSubnet().HasDevice(ip);
-}
-
-bool WholeEdge::Knows(uint32_t ip) {
-    return Becomes([&] { return HasDevice(ip); });
-}
-
-bool WholeEdge::Forgets(uint32_t ip) {
-    return Becomes([&] { return !HasDevice(ip); });
+// The model tells nobody that it changed, so it is looked at again and again.
+bool WholeEdge::Becomes(uint32_t ip, bool known) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (std::chrono::steady_clock::now() < end) {
+        {
+            CTReadGuard guard(sys.GetModelLock());
+            if (sys.GetExternalSubnet().HasDevice(ip) == known) return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return false;
 }
 
 int CountThreads() {

@@ -18,15 +18,15 @@ class WholeEdge {
     void Stop() { sys.Stop(); }
     std::string ConfigPath() const { return dir.File("config.json"); }
     // Whether the model has a device with that address behind a router, now or within ten seconds.
-    bool Knows(uint32_t ip);
-    bool Forgets(uint32_t ip);
+    bool Knows(uint32_t ip) { return Becomes(ip, true); }
+    bool Forgets(uint32_t ip) { return Becomes(ip, false); }
 
     ScratchDir dir;
     PacketEnd host;
     CTsdwSys sys;
 
   private:
-    bool HasDevice(uint32_t ip);
+    bool Becomes(uint32_t ip, bool known);
 };
 
 // How many threads and open descriptors this process has.

@@ -6,67 +6,45 @@
 // has: a router of type TUN and layer 3, online; an IPv4 device that is on.
 
 struct WireNothing {
-    void Walk(auto&) {}
+    void Walk(WireWalk&) {}
 };
 
 struct WireTick {
     uint32_t tick = 0;
-    void Walk(auto& fields) { fields.Number(tick); }
+    void Walk(WireWalk& walk) { walk(tick); }
 };
 
 struct WireLogin {
     std::string subnet, user, password;
     uint32_t serial = 0, version = 0;
-    void Walk(auto& fields) {
-        fields.Text(subnet);
-        fields.Text(user);
-        fields.Text(password);
-        fields.Number(serial);
-        fields.Number(version);
-    }
+    void Walk(WireWalk& walk) { walk(subnet, user, password, serial, version); }
 };
 
 struct WireLoginReply {
     uint32_t error = 0, identifier = 0;
-    void Walk(auto& fields) {
-        fields.Number(error, {0, 1001, 1002, 1003});
-        fields.Identifier(identifier);
-    }
+    void Walk(WireWalk& walk) { walk.OneOf(error, {0, 1001, 1002, 1003}).Edge(identifier); }
 };
 
 struct WireDhcp {
     uint32_t ip = 0;
     WireMac mac = {};
-    void Walk(auto& fields) {
-        fields.Number(ip);
-        fields.Mac(mac);
-        fields.Reserved(2);
-    }
+    void Walk(WireWalk& walk) { walk(ip, mac).Reserved(2); }
 };
 
 struct WireDhcpReply {
     uint32_t error = 0, gateway = 0, mask = 0, ip = 0;
-    void Walk(auto& fields) {
-        fields.Number(error, {0, 1});
-        fields.Number(gateway);
-        fields.Number(mask);
-        fields.Number(ip);
-    }
+    void Walk(WireWalk& walk) { walk.OneOf(error, {0, 1})(gateway, mask, ip); }
 };
 
 struct WireSubnet {
     std::string name;
-    void Walk(auto& fields) { fields.Text(name); }
+    void Walk(WireWalk& walk) { walk(name); }
 };
 
 struct WireSubnetReply {
     std::string name;
     uint32_t gateway = 0, mask = 0;
-    void Walk(auto& fields) {
-        fields.Text(name);
-        fields.Number(gateway);
-        fields.Number(mask);
-    }
+    void Walk(WireWalk& walk) { walk(name, gateway, mask); }
 };
 
 struct WireRouter {
@@ -74,15 +52,9 @@ struct WireRouter {
     uint16_t port = 0, stat = 1, type = 2;
     uint8_t layer = 3;
     bool operator==(const WireRouter&) const = default;
-    void Walk(auto& fields) {
-        fields.Number(stat, {0, 1});
-        fields.Number(type, {1, 2});
-        fields.Number(layer, {2, 3});
-        fields.Reserved(1);
-        fields.Number(port);
-        fields.Number(ip);
-        fields.Identifier(identifier);
-        fields.Number(serial);
+    void Walk(WireWalk& walk) {
+        walk.OneOf(stat, {0, 1}).OneOf(type, {1, 2}).OneOf(layer, {2, 3}).Reserved(1);
+        walk(port, ip).Edge(identifier)(serial);
     }
 };
 
@@ -91,27 +63,22 @@ struct WireDevice {
     WireMac mac = {};
     uint16_t stat = 1, type = 1;
     bool operator==(const WireDevice&) const = default;
-    void Walk(auto& fields) {
-        fields.Number(stat, {0, 1, 2});
-        fields.Number(type, {1, 2, 3});
-        fields.Number(ip);
-        fields.Mac(mac);
-    }
+    void Walk(WireWalk& walk) { walk.OneOf(stat, {0, 1, 2}).OneOf(type, {1, 2, 3})(ip, mac); }
 };
 
 struct WireAddress {
     uint32_t ip = 0;
-    void Walk(auto& fields) { fields.Number(ip); }
+    void Walk(WireWalk& walk) { walk(ip); }
 };
 
 struct WireRouterList {
     std::vector<WireRouter> routers;
-    void Walk(auto& fields) { fields.List(routers, 32); }
+    void Walk(WireWalk& walk) { walk.List(routers, 32); }
 };
 
 struct WireDeviceList {
     std::vector<WireDevice> devices;
-    void Walk(auto& fields) { fields.List(devices, 32); }
+    void Walk(WireWalk& walk) { walk.List(devices, 32); }
 };
 
 struct WireRouterAdd {
@@ -120,44 +87,31 @@ struct WireRouterAdd {
     uint32_t ip = 0;
     uint16_t port = 0, type = 2;
     uint8_t layer = 3;
-    void Walk(auto& fields) {
-        fields.Number(type, {1, 2});
-        fields.Number(layer, {2, 3});
-        fields.Reserved(1);
-        fields.Identifier(identifier);
-        fields.Number(serial);
-        fields.Reserved(2);
-        fields.Number(port);
-        fields.Number(ip);
-        fields.Text(label);
+    void Walk(WireWalk& walk) {
+        walk.OneOf(type, {1, 2}).OneOf(layer, {2, 3}).Reserved(1);
+        walk.Edge(identifier)(serial).Reserved(2)(port, ip, label);
     }
 };
 
 struct WireRouterAddReply {
     uint32_t error = 0;
-    void Walk(auto& fields) { fields.Number(error, {0, 1}); }
+    void Walk(WireWalk& walk) { walk.OneOf(error, {0, 1}); }
 };
 
 // Of router del and device get.
 struct WireIdentifier {
     uint32_t identifier = 0;
-    void Walk(auto& fields) { fields.Identifier(identifier); }
+    void Walk(WireWalk& walk) { walk.Edge(identifier); }
 };
 
 struct WireDeviceAdd {
     uint32_t identifier = 0;
     std::vector<WireDevice> devices;
-    void Walk(auto& fields) {
-        fields.Identifier(identifier);
-        fields.List(devices, 64);
-    }
+    void Walk(WireWalk& walk) { walk.Edge(identifier).List(devices, 64); }
 };
 
 struct WireDeviceDel {
     uint32_t identifier = 0;
     std::vector<WireAddress> addresses;
-    void Walk(auto& fields) {
-        fields.Identifier(identifier);
-        fields.List(addresses, 32);
-    }
+    void Walk(WireWalk& walk) { walk.Edge(identifier).List(addresses, 32); }
 };

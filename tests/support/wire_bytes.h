@@ -24,6 +24,29 @@ inline WireBytes Hex(const std::string& digits) {
     return bytes;
 }
 
+inline void Put8(WireBytes& bytes, uint32_t value) {
+    bytes.push_back(static_cast<uint8_t>(value));
+}
+inline void Put16(WireBytes& bytes, uint32_t value) {
+    Put8(bytes, value >> 8);
+    Put8(bytes, value);
+}
+inline void Put32(WireBytes& bytes, uint32_t value) {
+    Put16(bytes, value >> 16);
+    Put16(bytes, value);
+}
+
+// Of bytes that are not there, 0.
+inline uint32_t At8(const WireBytes& bytes, size_t offset) {
+    return offset < bytes.size() ? bytes[offset] : 0;
+}
+inline uint32_t At16(const WireBytes& bytes, size_t offset) {
+    return At8(bytes, offset) << 8 | At8(bytes, offset + 1);
+}
+inline uint32_t At32(const WireBytes& bytes, size_t offset) {
+    return At16(bytes, offset) << 16 | At16(bytes, offset + 2);
+}
+
 // A packed wire record laid over the bytes.
 template <typename Record>
 Record* RecordAt(WireBytes& bytes, size_t offset = 0) {

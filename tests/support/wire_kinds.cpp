@@ -4,9 +4,7 @@
 
 namespace {
 
-constexpr int kUp = static_cast<int>(WireWay::kToCentral);
-constexpr int kDown = static_cast<int>(WireWay::kToEdge);
-constexpr int kAcross = static_cast<int>(WireWay::kToPeer);
+constexpr int kBoth = kWireUp | kWireDown;
 
 template <typename Body>
 void Check(const WireBytes& body, WireFaults& faults) {
@@ -20,28 +18,23 @@ void CheckPacket(const WireBytes& body, WireFaults& faults) {
 
 }  // namespace
 
-const char* WireWayName(WireWay way) {
-    if (way == WireWay::kToPeer) return "edge to edge";
-    return way == WireWay::kToCentral ? "to the central router" : "to an edge";
-}
-
 const std::vector<WireKind>& WireKinds() {
     using namespace wire_sub;
     static const std::vector<WireKind> kKinds = {
-        {1, kHeartbeat, "heartbeat", kUp, Check<WireTick>, Check<WireTick>},
-        {3, kEcho, "echo", kUp, Check<WireNothing>, Check<WireNothing>},
-        {3, kLogin, "login", kUp, Check<WireLogin>, Check<WireLoginReply>},
-        {3, kLogout, "logout", kUp, Check<WireNothing>, Check<WireNothing>},
-        {3, kDhcp, "dhcp", kUp, Check<WireDhcp>, Check<WireDhcpReply>},
-        {3, kSubnet, "subnet", kUp, Check<WireSubnet>, Check<WireSubnetReply>},
-        {3, kPeerHeartbeat, "peer heartbeat", kAcross, Check<WireTick>, Check<WireTick>},
-        {3, kAddRouter, "router add", kUp | kDown, Check<WireRouterAdd>, Check<WireRouterAddReply>},
-        {3, kDelRouter, "router del", kDown, Check<WireIdentifier>, Check<WireNothing>},
-        {3, kGetRouter, "router get", kUp, Check<WireNothing>, Check<WireRouterList>},
-        {3, kAddDevice, "device add", kUp | kDown, Check<WireDeviceAdd>, Check<WireNothing>},
-        {3, kDelDevice, "device del", kUp | kDown, Check<WireDeviceDel>, Check<WireNothing>},
-        {3, kGetDevice, "device get", kUp, Check<WireIdentifier>, Check<WireDeviceList>},
-        {5, 0, "network packet", kUp | kDown, CheckPacket, nullptr},
+        {1, kHeartbeat, "heartbeat", kWireUp, Check<WireTick>, Check<WireTick>},
+        {3, kEcho, "echo", kWireUp, Check<WireNothing>, Check<WireNothing>},
+        {3, kLogin, "login", kWireUp, Check<WireLogin>, Check<WireLoginReply>},
+        {3, kLogout, "logout", kWireUp, Check<WireNothing>, Check<WireNothing>},
+        {3, kDhcp, "dhcp", kWireUp, Check<WireDhcp>, Check<WireDhcpReply>},
+        {3, kSubnet, "subnet", kWireUp, Check<WireSubnet>, Check<WireSubnetReply>},
+        {3, kPeerHeartbeat, "peer heartbeat", kWireAcross, Check<WireTick>, Check<WireTick>},
+        {3, kAddRouter, "router add", kBoth, Check<WireRouterAdd>, Check<WireRouterAddReply>},
+        {3, kDelRouter, "router del", kWireDown, Check<WireIdentifier>, Check<WireNothing>},
+        {3, kGetRouter, "router get", kWireUp, Check<WireNothing>, Check<WireRouterList>},
+        {3, kAddDevice, "device add", kBoth, Check<WireDeviceAdd>, Check<WireNothing>},
+        {3, kDelDevice, "device del", kBoth, Check<WireDeviceDel>, Check<WireNothing>},
+        {3, kGetDevice, "device get", kWireUp, Check<WireIdentifier>, Check<WireDeviceList>},
+        {5, 0, "network packet", kBoth, CheckPacket, nullptr},
     };
     return kKinds;
 }

@@ -20,9 +20,8 @@ constexpr uint8_t kDelDevice = 17;
 constexpr uint8_t kGetDevice = 18;
 }  // namespace wire_sub
 
-// Who sends to whom.
-enum class WireWay { kToCentral = 1, kToEdge = 2, kToPeer = 4 };
-const char* WireWayName(WireWay way);
+// Who sends to whom: edge to central router, central router to edge, edge to edge.
+enum WireWay { kWireUp = 1, kWireDown = 2, kWireAcross = 4 };
 
 struct WireKind {
     uint8_t type;  // of the request
@@ -31,8 +30,6 @@ struct WireKind {
     int ways;  // on which requests go; replies go back
     void (*check_request)(const WireBytes& body, WireFaults& faults);
     void (*check_reply)(const WireBytes& body, WireFaults& faults);
-
-    bool Goes(WireWay way) const { return (ways & static_cast<int>(way)) != 0; }
 };
 
 const std::vector<WireKind>& WireKinds();

@@ -7,15 +7,10 @@ constexpr size_t kHeaderSize = 16;
 struct Header {
     WireMessage& message;
     uint16_t length = 0;
-    void Walk(auto& fields) {
-        fields.Number(message.type, {1, 2, 3, 4, 5});
-        fields.Number(message.sub);
-        fields.Number(message.seq);
-        fields.Number(length);
-        fields.Number(message.frame_total, {0, 2});
-        fields.Number(message.frame_index, {0, 1});
-        fields.Number(message.src);
-        fields.Number(message.dst);
+    void Walk(WireWalk& walk) {
+        walk.OneOf(message.type, {1, 2, 3, 4, 5})(message.sub, message.seq, length);
+        walk.OneOf(message.frame_total, {0, 2}).OneOf(message.frame_index, {0, 1});
+        walk(message.src, message.dst);
     }
 };
 
@@ -37,13 +32,12 @@ WireBytes WireMessage::Encode() const {
 WireMessage WireMessage::Decode(const WireBytes& datagram, WireFaults& faults) {
     WireMessage message;
     Header header{message};
-    WireReader reader(datagram, faults);
+    WireWalk reader(datagram, faults);
     header.Walk(reader);
     if (datagram.size() < kHeaderSize) return {};
     message.body.assign(datagram.begin() + kHeaderSize, datagram.end());
     if (header.length != datagram.size()) faults.push_back("the length is not the datagram's");
-    if (message.frame_index != 0 && message.frame_total == 0)
-        faults.push_back("an index of no fragment");
+    if (message.frame_index > message.frame_total) faults.push_back("an index of no fragment");
     if (message.frame_total != 0 && !message.IsPacket())
         faults.push_back("a fragment of no packet");
     if (!IsParty(message.src) || !IsParty(message.dst)) faults.push_back("an identifier of nobody");
@@ -51,49 +45,9 @@ WireMessage WireMessage::Decode(const WireBytes& datagram, WireFaults& faults) {
 }
 
 WireMessage WireMessage::Reply(const WireBytes& reply_body) const {
-    WireMessage reply;
+    WireMessage reply{.sub = sub, .seq = seq, .src = dst, .dst = src, .body = reply_body};
     reply.type = static_cast<uint8_t>(type + 1);
-    reply.sub = sub;
-    reply.seq = seq;
-    reply.src = dst;
-    reply.dst = src;
-    reply.body = reply_body;
     return reply;
-}
-
-void Put8(WireBytes& bytes, uint32_t value) {
-    bytes.push_back(static_cast<uint8_t>(value));
-}
-
-void Put16(WireBytes& bytes, uint32_t value) {
-    WireWriter(bytes).Number(static_cast<uint16_t>(value));
-}
-
-void Put32(WireBytes& bytes, uint32_t value) {
-    WireWriter(bytes).Number(value);
-}
-
-void PutText(WireBytes& bytes, const std::string& text) {
-    WireWriter(bytes).Text(text);
-}
-
-uint32_t At8(const WireBytes& bytes, size_t offset) {
-    return offset < bytes.size() ? bytes[offset] : 0;
-}
-
-uint32_t At16(const WireBytes& bytes, size_t offset) {
-    return At8(bytes, offset) << 8 | At8(bytes, offset + 1);
-}
-
-uint32_t At32(const WireBytes& bytes, size_t offset) {
-    return At16(bytes, offset) << 16 | At16(bytes, offset + 2);
-}
-
-std::string TextAt(const WireBytes& bytes, size_t offset) {
-    std::string text;
-    for (size_t i = offset; i < offset + kWireTextSize && At8(bytes, i) != 0; ++i)
-        text += static_cast<char>(bytes[i]);
-    return text;
 }
 
 uint16_t ChecksumOf(const WireBytes& bytes, size_t from, size_t to) {

@@ -27,16 +27,6 @@ struct WireMessage {
     WireMessage Reply(const WireBytes& reply_body = {}) const;
 };
 
-void Put8(WireBytes& bytes, uint32_t value);
-void Put16(WireBytes& bytes, uint32_t value);
-void Put32(WireBytes& bytes, uint32_t value);
-void PutText(WireBytes& bytes, const std::string& text);
-// Of bytes that are not there, 0.
-uint32_t At8(const WireBytes& bytes, size_t offset);
-uint32_t At16(const WireBytes& bytes, size_t offset);
-uint32_t At32(const WireBytes& bytes, size_t offset);
-std::string TextAt(const WireBytes& bytes, size_t offset);
-
 // The Internet checksum as RFC 1071 words it; 0 over bytes whose checksum field is right.
 uint16_t ChecksumOf(const WireBytes& bytes, size_t from, size_t to);
 
