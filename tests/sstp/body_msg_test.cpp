@@ -92,11 +92,8 @@ void CopyFields(Fields& to, const Fields& from) {
 // router, a reply the other way, but for two replies that start like requests.
 WireBytes Wire(uint8_t type, uint8_t sub, const WireBytes& body = {}) {
     bool request = type % 2 == 1 || (type == 4 && (sub == 2 || sub == 8));
-    WireMessage message = {type, sub};
-    message.src = request ? 0 : kWireCentral;
-    message.dst = request ? kWireCentral : 0;
-    message.body = body;
-    return message.Encode();
+    uint32_t src = request ? 0 : kWireCentral;
+    return WireMessage{type, sub, 0, 0, 0, src, ~src, body}.Encode();
 }
 
 // One message class against its bytes and print-out: title, header, lines. A fresh message is the
