@@ -26,7 +26,7 @@ int CTP2pConnectList::Create(int n) {
 
 int CTP2pConnectList::Resize(int add) {
     if (m_capacity >= kMaxCapacity) return 0;
-    m_capacity = std::min(m_capacity + add, kMaxCapacity);
+    m_capacity += std::min(add, kMaxCapacity - m_capacity);
     return 1;
 }
 

@@ -112,11 +112,13 @@ class CTSstpListMsg : public CTSstpBodyMsg<kType, kSubType, Fixed, kItemSize * k
         uint8_t* body = this->m_body.GetPtr();
         return body ? body + this->kRecordSize : nullptr;
     }
-    // The list's bytes: what the message's length says, but never less than 0 nor more than the
-    // buffer holds.
+    // The list's bytes: what the message's length leaves behind header and record, but never more
+    // than the buffer holds. Below 0 while the length does not count the record, as in a fresh
+    // message; 0 if the buffer does not even hold the record.
     int GetParamListLength() {
         if (!this->m_body.GetPtr()) return 0;
-        return std::max(0, this->GetBodyLimit() - this->kRecordSize);
+        int held = this->GetBufferSize() - kSstpHeaderSize;
+        return std::min(this->GetDataLength(), held) - this->kRecordSize;
     }
 
   protected:

@@ -107,6 +107,7 @@ int CTSstpConnect::SstpAddDevice(CTSstpConnect& conn, CTSstpGetDeviceAckParamLis
 }
 
 int CTSstpConnect::SstpDelDevice(CTSstpConnect& conn, const uint32_t* addrs, int count) {
+    if (!addrs) return 1;
     CTSstpDelDeviceMsg request;
     CTSstpDelDeviceAck reply;
     if (!request.Create() || !reply.Create()) return 1;

@@ -59,8 +59,8 @@ class CTSstpConnect {
     // The same with the central router and three attempts.
     int WriteAndWaitReply(CTSstpMessage& request, CTSstpMessage& reply);
 
-    // One exchange with the central router each: 0 on success, nonzero on failure. A null text or
-    // MAC gives 1 and sends nothing.
+    // One exchange with the central router each: 0 on success, nonzero on failure. A null text,
+    // MAC or array gives 1 and sends nothing.
     static int SstpEcho(CTSstpConnect& conn);
     // Succeeds when the reply's error is 0, and takes the identifier from it; otherwise that error
     // becomes the last error. Prints the reply.

@@ -36,7 +36,7 @@ TEST(Adapter, ReadsAndWritesWholePackets) {
     host.Write(WireBytes(60, 1));
     EXPECT_EQ(CTNetAdapter::SelectWait(fd, 5000), 0);
     EXPECT_EQ(adapter.Read(buf, sizeof buf, 5000), 60);
-    host.Write({7});
+    host.Write({1});
     EXPECT_EQ(adapter.Read(buf, 1, 5000), 1);
     EXPECT_EQ(adapter.Read(nullptr, 10, 1), -1);
     EXPECT_EQ(adapter.Read(buf, 0, 1), -1);
@@ -113,6 +113,19 @@ TEST_F(Device, KeepsNoMoreThanItsLimitAndReleasesAllAtTheEnd) {
     EXPECT_EQ(device->Read(), nullptr);
     CTXmitPkt pkt(100);
     EXPECT_EQ(device->Write(&pkt), -1);
+}
+
+TEST_F(Device, AnInterfaceThatEndsIsToldOnceAndDoesNotKeepTheThreadBusy) {
+    Open();
+    device.StopThread();
+    host.Close();  // from now on each read gives nothing, at once
+    uint64_t before = pvu_get_current_tick();
+    std::string printed = CapturedOutput([&] {
+        EXPECT_EQ(device.ReadXmitPacket(), nullptr);
+        EXPECT_EQ(device.ReadXmitPacket(), nullptr);
+    });
+    EXPECT_EQ(printed, "net adapter read failed: No such device\n");
+    EXPECT_GE(pvu_get_current_tick() - before, 390u);
 }
 
 TEST_F(Device, ABrokenInterfaceDoesNotKeepTheThreadBusy) {
