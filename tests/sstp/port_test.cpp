@@ -230,7 +230,6 @@ TEST_F(Port, TheHeartbeatCarriesTheTickToTheCentralRouter) {
 }
 
 TEST_F(Port, AFullQueueTakesNoNetworkPacketAndAFullPortLeavesDatagramsToTheSocket) {
-    OpenAndClose();  // nobody takes anything from the queues
     auto receive = [&](uint8_t type) { Finish(Message(type, 0, 20), central); };
     for (int i = 0; i < kQueueLimit; ++i) {
         ASSERT_EQ(port.Write(Packet(NetPacket(20))), 0);
@@ -256,7 +255,6 @@ TEST_F(Port, AFullQueueTakesNoNetworkPacketAndAFullPortLeavesDatagramsToTheSocke
 TEST_F(Port, AFloodOfStrangersCommandsLeavesRoomForPacketsAndTheCentralRouter) {
     constexpr int kWaitingAtMost = 1024;
     CTSockAddr stranger("10.0.0.9", 999);
-    OpenAndClose();
     for (int i = 0; i < 3000; ++i)
         Finish(Message(i % 2 == 0 ? 3 : 7, 8, 4), stranger);
     EXPECT_EQ(pool.GetLoans(), kWaitingAtMost);
