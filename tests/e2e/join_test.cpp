@@ -119,7 +119,7 @@ TEST_P(EachStep, ThreeLossesEndTheJoinOrLeaveThePictureEmpty) {
         edge.Stop();
         return;
     }
-    EXPECT_FALSE(edge.host.Read());  // the interface is closed
+    EXPECT_FALSE(edge.sys.GetAdapter().IsOpen());
     EXPECT_EQ(edge.sys.GetPool().GetLoans(), 0);
     EXPECT_EQ(Log(), "connected tcr failed, tcr is not online\n");
     EXPECT_EQ(CTSstpError::GetLastError(), GetParam() == kEcho ? 1000 : 0);

@@ -62,7 +62,7 @@ TEST_P(StartFailure, StopsWhatRanLeavesTheOverlayAndSaysWhy) {
     EXPECT_NE(output.Take().find("- System config -"), std::string::npos);
     EXPECT_EQ(ReadWholeFile(log), GetParam().log);
     EXPECT_EQ(CountThreads(), threads);
-    EXPECT_FALSE(edge.host.Read());  // the interface is closed
+    EXPECT_FALSE(edge.sys.GetAdapter().IsOpen());
     EXPECT_EQ(router.ReceivedCommands().back(), kLogout);
     EXPECT_NE(ReadWholeFile(edge.ConfigPath()).find("192.168.15.57"), std::string::npos);
 }

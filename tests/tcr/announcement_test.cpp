@@ -62,6 +62,10 @@ TEST_F(Announcements, NobodyIsSentAnythingBeforeItHasJoined) {
     b.Register();
     rig.Pass(400);
     EXPECT_FALSE(b.HasMail());  // it may still wait for its last reply
+    rig.Receive(b.port, b.last);
+    EXPECT_TRUE(b.Next().Is(4, wire_sub::kAddDevice));
+    rig.Pass(400);
+    EXPECT_FALSE(b.HasMail());  // and once more
     Settle();
     ExpectTruePictures();
 }
@@ -90,6 +94,9 @@ TEST_F(Announcements, SilenceIsAnOutageNotAnEnd) {
 TEST_F(Announcements, EachIsRepeatedThreeTimesThenTheEdgeIsLeftAloneUntilItsHeartbeat) {
     WireMessage first = FirstTold();
     EXPECT_NE(first.seq, 0);
+    WireMessage other = first;
+    ++other.seq;
+    a.Acknowledge(other);  // acknowledges nothing
     rig.Pass(10000);
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(a.Next().Encode(), first.Encode());

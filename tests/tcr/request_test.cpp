@@ -71,10 +71,15 @@ TEST_F(Requests, TheRequestedAddressIsGivenWhenFree) {
     uint32_t wish = Ip(192, 168, 15, 78);  // a new one is heeded
     EXPECT_EQ(b.Exchange(kDhcp, EncodeWire(WireDhcp{wish})).body,
               EncodeWire(WireDhcpReply{0, kGateway, kMask, wish}));
+    a.AddDevice(Ip(192, 168, 15, 79));
+    a.Login();
     a.Leave();
-    SimulatedEdge c{rig, 1003, 0xC, a.ip};
-    c.Join();
-    EXPECT_NE(c.ip, a.ip);  // kept for it
+    // What an edge has given up is free for others, not what it left with.
+    for (uint32_t ip : {b.ip, Ip(192, 168, 15, 79), a.ip}) {
+        SimulatedEdge other{rig, 1003, ip, ip};
+        other.Login();
+        EXPECT_EQ(other.ip == ip, ip != a.ip);
+    }
 }
 
 TEST_F(Requests, ATinySubnetIsUsedToItsLastAddress) {
