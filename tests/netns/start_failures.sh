@@ -55,7 +55,7 @@ fi
 head -c 100 config.json >truncated
 : >empty
 truncate -s 3G huge
-head -c 3000 /dev/urandom >binary
+{ printf '\377'; head -c 3000 /dev/urandom; } >binary  # no digit first: a number would be JSON
 for config in truncated empty huge binary; do
     before=$(stat -c '%i %s %y' "$config")
     expect_failure 'connected tcr failed, tcr is not online' "$LAB_BUILD/tamvo" -i -c "$config"

@@ -30,7 +30,7 @@ WholeEdge::WholeEdge(uint16_t central_port, uint32_t serial, const std::string& 
 
 bool WholeEdge::Start() {
     if (int fd = host.TakeOther(); fd >= 0) sys.GetAdapter().Adopt(fd);
-    return sys.Start();
+    return m_runs = sys.Start();
 }
 
 // The model tells nobody that it changed, so it is looked at again and again.

@@ -13,9 +13,13 @@ class WholeEdge {
     // For the central router at that port on 127.0.0.1.
     explicit WholeEdge(uint16_t central_port, uint32_t serial = 0x1001,
                        const std::string& ip = "0.0.0.0");
+    // Stops what a test that failed half-way has left running, as its threads would never end.
+    ~WholeEdge() { Stop(); }
 
     bool Start();
-    void Stop() { sys.Stop(); }
+    void Stop() {
+        if (std::exchange(m_runs, false)) sys.Stop();
+    }
     std::string ConfigPath() const { return dir.File("config.json"); }
     // Whether the model has a device with that address behind a router, now or within ten seconds.
     bool Knows(uint32_t ip) { return Becomes(ip, true); }
@@ -27,6 +31,8 @@ class WholeEdge {
 
   private:
     bool Becomes(uint32_t ip, bool known);
+
+    bool m_runs = false;
 };
 
 // How many threads and open descriptors this process has.
