@@ -10,6 +10,7 @@
 "$lab" stop b
 disk=$LAB_DIR/disk
 mkdir "$disk"
+at_end() { umount -l "$disk"; }
 mount -t tmpfs -o size=64k none "$disk"
 cp "$("$lab" dir b)/config.json" "$disk/config.json"
 cp "$disk/config.json" "$LAB_DIR/before.json"

@@ -12,14 +12,6 @@ a=$("$lab" addr a)
 b=$("$lab" addr b)
 reaches a "$b" || fail "a does not reach b"
 
-port_of() { "$lab" table | sed -n "s/.* joined .* from 10.77.0.$1:\([0-9]*\) .*/\1/p" | tail -1; }
-# "Router 0 is gone", which is edge a, as the central router would say it.
-forge() { # sequence number below 256
-    # shellcheck disable=SC2059
-    printf "$(printf '\\x03\\x0c\\x00\\x%02x' "$1")"'\x00\x14\x00\x00\xff\xff\xff\xff\x00\x00\x00\x01\x00\x00\x00\x00' |
-        "$lab" exec c socat -u - "UDP:10.77.0.2:$(port_of 2)"
-}
-
 forge 77
 has_line "$("$lab" dir b)/out" '^Del Router: .*seq=77,' || fail "b did not take the forged command"
 if "$lab" exec b ping -q -c 1 -W 1 "$a" >/dev/null; then fail "b still reaches a"; fi
@@ -68,6 +60,7 @@ capture=$!
 has_line "$LAB_DIR/tcpdump.out" 'listening on' || fail "tcpdump"
 "$lab" exec tcr "$LAB_BUILD/tamvo-tcr" -b 10.99.0.254 >"$LAB_DIR/tcr.out" 2>&1 &
 has_line "$LAB_DIR/tcr.out" 'listens on' || fail "the central router"
+cd "$LAB_DIR" # where the edges log
 for edge in a b; do
     dir=$("$lab" dir "$edge")
     sed -i 's/"10\.77\.0\.254"/"10.99.0.254"/' "$dir/config.json"
