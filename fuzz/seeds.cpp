@@ -5,8 +5,8 @@
 #include <fstream>
 
 #include "cfg/sys_cfg.h"
-#include "tests/support/wire_bodies.h"
-#include "tests/support/wire_kinds.h"
+#include "lab/wire/wire_bodies.h"
+#include "lab/wire/wire_kinds.h"
 
 namespace {
 

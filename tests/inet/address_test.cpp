@@ -7,8 +7,8 @@
 #include "inet/tnet_ether.h"
 #include "inet/tnet_ethipv4.h"
 #include "inet/tnet_ip.h"
+#include "lab/wire/wire_bytes.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/wire_bytes.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "inet/tnet_ipv6_hdr.h"
 #include "inet/tnet_tcp.h"
 #include "inet/tnet_udp.h"
-#include "tests/support/wire_bytes.h"
+#include "lab/wire/wire_bytes.h"
 
 // The expected values were worked out as big-endian numbers modulo 65535, without any folding.
 

@@ -10,8 +10,8 @@
 #include "inet/tnet_merger.h"
 #include "inet/tnet_splitter.h"
 #include "inet/xmit_pkt_pool.h"
+#include "lab/wire/wire_bytes.h"
 #include "tests/support/moved_clock.h"
-#include "tests/support/wire_bytes.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "inet/tnet_ipv6_hdr.h"
 #include "inet/tnet_tcp.h"
 #include "inet/tnet_udp.h"
+#include "lab/wire/wire_bytes.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/wire_bytes.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "inet/tnet_arp_packet.h"
 #include "inet/tnet_icmp_packet.h"
-#include "tests/support/wire_bytes.h"
+#include "lab/wire/wire_bytes.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "inet/tnet_npkt.h"
 #include "inet/tnet_skb_pool.h"
 #include "inet/tnet_writer.h"
+#include "lab/wire/wire_bytes.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/wire_bytes.h"
 
 namespace {
 

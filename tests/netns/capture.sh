@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A whole run as the wire shows it, joins, traffic, announcements, heartbeats and stops, held against
-# the protocol's description by the tests' own decoder.
+# the protocol's description by the lab's own decoder.
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
@@ -63,4 +63,5 @@ timeout 10 sh -c "until grep -aqs 'the end of it' '$capture'; do sleep 0.05; don
 kill -INT "$tcpdump"
 wait "$tcpdump" || true
 grep -q '^0 packets dropped by kernel' "$LAB_DIR/tcpdump.out" || fail "the capture is not whole"
-"$LAB_CAPTURE" "$capture" "$user" >"$LAB_DIR/capture.out" || fail "deviations from the protocol"
+"$LAB_BUILD/tamvo-capture" -u "$user" "$capture" >"$LAB_DIR/capture.out" || fail "deviations from the protocol"
+[ "$("$LAB_BUILD/tamvo-capture" -l "$capture" | grep -c ' login reply, seq 1,')" -eq 3 ] || fail "the list"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # What an operator sees of an edge, whole: standard output, log and written configuration of a run
-# from start to orderly stop, in which another edge comes and goes, against the stored texts in
-# operator/. In these, <number> stands for digits, <path> for a path; everything else is literal.
+# from start to orderly stop, in which another edge is there, goes and comes back, against the stored
+# texts in operator/. In these, <number> stands for digits, <path> for a path, <state> for that of a
+# peer; everything else is literal.
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
@@ -14,16 +15,19 @@ expect_stored() { # stored text, file
         number=$((number + 1))
         IFS= read -r line <&4 || [ -n "$line" ] || fail "$1 line $number: the file ends"
         [[ $line =~ ^$pattern$ ]] || fail "$1 line $number: \"$line\" is not \"$pattern\""
-    done 3< <(sed -E 's/[][\\.*^$+?(){}|]/\\&/g; s/<number>/[0-9]+/g; s/<path>/[^ ]+/g' "$stored/$1") \
+    done 3< <(sed -E 's/[][\\.*^$+?(){}|]/\\&/g; s/<number>/[0-9]+/g; s/<path>/[^ ]+/g; s/<state>/(ON|OFF|Pending)/g' "$stored/$1") \
         4<"$2"
     [ "$(wc -l <"$2")" -eq "$(wc -l <"$stored/$1")" ] || fail "$2 has lines behind those of $1"
 }
 
-"$lab" up a
-"$lab" start b
+"$lab" up b
+"$lab" start a
+has_line "$(out_of a)" '^Add Device:.* seq=1,' || fail "a was not told of b"
 pings a "$("$lab" addr b)" 1472
 "$lab" stop b
-has_line "$("$lab" dir a)/out" '^Del Router:' || fail "a was not told that b left"
+has_line "$(out_of a)" '^Del Router:.* seq=2,' || fail "a was not told that b left"
+"$lab" start b
+has_line "$(out_of a)" '^Add Device:.* seq=4,' || fail "a was not told that b is back"
 "$lab" stop a
 
 dir=$("$lab" dir a)

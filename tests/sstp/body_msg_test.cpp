@@ -7,6 +7,7 @@
 #include <climits>
 #include <numeric>
 
+#include "lab/wire/wire_message.h"
 #include "sstp/sstp_add_device.h"
 #include "sstp/sstp_add_router.h"
 #include "sstp/sstp_del_device.h"
@@ -20,7 +21,6 @@
 #include "sstp/sstp_p2p_heartbeat.h"
 #include "sstp/sstp_subnet.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/wire_message.h"
 
 namespace {
 

@@ -19,11 +19,11 @@ WireMessage Request(uint8_t sub, uint16_t seq, uint32_t src, const std::string& 
     return {3, sub, seq, 0, 0, src, kWireCentral, Hex(body)};
 }
 
-// One command operation: what it sends and, once that is answered with the body, prints.
+// One command operation: what it sends, and what that is answered with.
 struct Step {
     uint8_t sub;
     std::function<int(C&)> run;
-    std::string body, answer, printed;
+    std::string body, answer;
 };
 
 const std::string kNet = "6e6574 0000000000 000000000000000000000000 000000000000000000000000";
@@ -39,32 +39,19 @@ int AddDevice(C& conn) {
     return C::SstpAddDevice(conn, list);
 }
 
-// All of them, in the order of a join and a leave. Requests are printed before they are numbered.
+// All of them, in the order of a join and a leave.
 const Step kSteps[] = {
-    {2, C::SstpEcho, "", "", ""},
+    {2, C::SstpEcho, "", ""},
     {3, [](C& c) { return C::SstpLogin(c, "net", "user", "net", 0x12345678, 0x105); },
-     kNet + kUser + kNet + "12345678 00000105", "00000000 00000203",
-     "\nLogin ACK: mt=cmm ack(4), st=login(3), seq=1, len=24(0,0), src=4294967295, "
-     "dst=4294967295\n    err: 0\n    identifier: 0x00000203\n"},
+     kNet + kUser + kNet + "12345678 00000105", "00000000 00000203"},
     {5, [](C& c) { return C::SstpDhcp(c, 0x0a000001, Hex("021122334455").data()); },
-     "0a000001 021122334455 0000", "00000001 00000000 00000000 00000000",  // an error, not read
-     ""},
-    {6, [](C& c) { return C::SstpSubnet(c, "net"); }, kNet, kNet + "0a000001 ffffff00",
-     "\nSubnet Ack: mt=cmm ack(4), st=subnet(6), seq=3, len=56(0,0), src=4294967295, dst=515\n"
-     " Subnet: net\n gateway: 10.0.0.1\n network mask:255.255.255.0\n\n"},
+     "0a000001 021122334455 0000", "00000001 00000000 00000000 00000000"},  // an error, not read
+    {6, [](C& c) { return C::SstpSubnet(c, "net"); }, kNet, kNet + "0a000001 ffffff00"},
     {10, [](C& c) { return C::SstpAddRouter(c, "net", 0xabcd, 2, 3); },
-     "0002 03 00 00000203 0000abcd 00000000 00000000" + kNet, "00000000",
-     "\nAdd Router: mt=cmm(3), st=router add(10), seq=0, len=68(0,0), src=0, dst=4294967295\n"
-     " label: net\n Serial Number: 0x0000abcd\n type: 2\n layer:  3\n"},
-    {16, AddDevice, "00000203 0000 0000 0a000001 000000000000", "",
-     "\nAdd Device: mt=cmm(3), st=add device(16), seq=0, len=34(0,0), src=0, dst=4294967295\n"
-     " Ident: 0x00000203\n"},
-    {17, [](C& c) { return C::SstpDelDevice(c, &kAddr, 1); }, "00000203 0a000001", "",
-     "\nDel Device: mt=cmm(3), st=del device(17), seq=0, len=24(0,0), src=0, dst=4294967295\n"
-     " Ident: 0x00000203\n 0. 10.0.0.1\n"},
-    {4, C::SstpLogout, "", "",
-     "\nLogout: mt=cmm(3), st=logout(4), seq=0, len=16(0,0), src=0, dst=4294967295\n"
-     "\nLogout Ack: mt=cmm ack(4), st=logout(4), seq=7, len=16(0,0), src=4294967295, dst=515\n"},
+     "0002 03 00 00000203 0000abcd 00000000 00000000" + kNet, "00000000"},
+    {16, AddDevice, "00000203 0000 0000 0a000001 000000000000", ""},
+    {17, [](C& c) { return C::SstpDelDevice(c, &kAddr, 1); }, "00000203 0a000001", ""},
+    {4, C::SstpLogout, "", ""},
 };
 
 // What the central router will answer waits in the edge's socket before the edge asks.
@@ -95,7 +82,7 @@ TEST_F(Connect, EachCommandSendsItsRequestAndSucceedsWithItsReply) {
         WireMessage request = Request(step.sub, seq, seq < 2 ? kWireCentral : 0x203, step.body);
         ++seq;
         peer.Reply(request.Reply(Hex(step.answer)));
-        EXPECT_EQ(CapturedOutput([&] { EXPECT_EQ(step.run(conn), 0); }), step.printed);
+        CapturedOutput([&] { EXPECT_EQ(step.run(conn), 0); });
         EXPECT_EQ(peer.Receive().Encode(), request.Encode());
     }
     EXPECT_EQ(conn.GetIdentifier(), 0x203u) << "a logout does not reset it";

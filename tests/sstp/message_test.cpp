@@ -8,10 +8,10 @@
 #include <map>
 #include <tuple>
 
+#include "lab/wire/wire_bytes.h"
 #include "sstp/sstp_error.h"
 #include "sstp/sstp_message.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/wire_bytes.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/wire_bodies.h"
-#include "tests/support/wire_kinds.h"
+#include "lab/wire/wire_bodies.h"
+#include "lab/wire/wire_kinds.h"
 
 // Decoding in tests, which fail on whatever the codec finds wrong.
 

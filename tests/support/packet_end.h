@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "tests/support/wire_message.h"
+#include "lab/wire/wire_message.h"
 
 // The host's end of an interface that exists only in the test: one end of a pair of packet
 // sockets, the other of which an adapter adopts. One write is one packet is one read.

@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include "lab/wire/wire_bodies.h"
 #include "tests/support/udp_peer.h"
-#include "tests/support/wire_bodies.h"
 
 // A central router that does what the test says. By default it answers everything that a joining
 // edge asks for; the verbs bend its next answer to a kind of request. It runs in a thread of its

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "tests/support/wire_message.h"
+#include "lab/wire/wire_message.h"
 
 // What comes on a socket of datagrams or packets within the wait; fills in where it came from.
 std::optional<WireBytes> ReceiveWithin(int fd, int wait_ms, sockaddr_in* from = nullptr);

@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <thread>
 
+#include "lab/wire/wire_kinds.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"
-#include "tests/support/wire_kinds.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 #include <cerrno>
 
 #include "base/pvu_log.h"
+#include "lab/wire/wire_kinds.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/moved_clock.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"
-#include "tests/support/wire_kinds.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "lab/wire/wire_message.h"
 #include "tests/support/scratch_dir.h"
-#include "tests/support/wire_message.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "tests/support/wire_kinds.h"
+#include "lab/wire/wire_kinds.h"
 
-#include "tests/support/wire_bodies.h"
+#include "lab/wire/wire_bodies.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/wire_fields.h"
+#include "lab/wire/wire_fields.h"
 
 // The bodies of all messages, and the records in them. Defaults are what an edge of this system
 // has: a router of type TUN and layer 3, online; an IPv4 device that is on.

@@ -1,10 +1,11 @@
 #pragma once
 
-#include "tests/support/wire_fields.h"
+#include "lab/wire/wire_fields.h"
 
-// The tunnel protocol as a test's peer speaks it: a codec of its own, made from the protocol's
-// description. It shares nothing with the product, so that one mistake cannot hide on both sides.
-// Here is the header; the bodies are in wire_bodies.h, what belongs together in wire_kinds.h.
+// The tunnel protocol as the lab's decoder and the tests' peers speak it: a codec of its own, made
+// from the protocol's description. It shares nothing with the product, so that one mistake cannot
+// hide on both sides. Here is the header; the bodies are in wire_bodies.h, what belongs together in
+// wire_kinds.h.
 struct WireMessage {
     uint8_t type = 0;
     uint8_t sub = 0;

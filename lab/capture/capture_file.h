@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "tests/support/wire_bytes.h"
+#include "lab/wire/wire_bytes.h"
 
 struct Endpoint {
     uint32_t ip = 0;

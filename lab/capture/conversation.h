@@ -4,8 +4,8 @@
 #include <map>
 #include <optional>
 
-#include "tests/capture/lab_plan.h"
-#include "tests/support/wire_kinds.h"
+#include "lab/capture/lab_plan.h"
+#include "lab/wire/wire_kinds.h"
 
 // Follows a lab run from the first join to the last logout, datagram by datagram in the order of
 // the capture, and holds it against the protocol's rules. The network between must be a good one.

@@ -1,4 +1,4 @@
-#include "tests/support/wire_message.h"
+#include "lab/wire/wire_message.h"
 
 namespace {
 

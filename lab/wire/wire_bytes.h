@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-// Wire bytes as a test writes them down, in a block of exactly their length, so that a sanitizer
-// sees every read past it.
+// In a block of exactly their length, so that a sanitizer sees every read past it.
 using WireBytes = std::vector<uint8_t>;
 
 // "4500 0073" in bytes; blanks separate as the reader likes.

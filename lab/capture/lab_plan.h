@@ -1,8 +1,8 @@
 #pragma once
 
-#include "tests/capture/capture_file.h"
-#include "tests/support/wire_bodies.h"
-#include "tests/support/wire_message.h"
+#include "lab/capture/capture_file.h"
+#include "lab/wire/wire_bodies.h"
+#include "lab/wire/wire_message.h"
 
 // What the lab gives its edges, and thus what has to stand in the messages: the truth that comes
 // from neither codec.

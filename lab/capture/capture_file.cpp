@@ -1,4 +1,4 @@
-#include "tests/capture/capture_file.h"
+#include "lab/capture/capture_file.h"
 
 #include <arpa/inet.h>
 #include <pcap/pcap.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/wire_message.h"
+#include "lab/wire/wire_message.h"
 
 // Sub types of requests and replies, the one of the heartbeat with types 1 and 2, the others with 3
 // and 4.

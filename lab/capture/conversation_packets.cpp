@@ -1,4 +1,4 @@
-#include "tests/capture/conversation.h"
+#include "lab/capture/conversation.h"
 
 // What holds for network packets alone.
 

@@ -5,7 +5,7 @@
 #include <concepts>
 #include <initializer_list>
 
-#include "tests/support/wire_bytes.h"
+#include "lab/wire/wire_bytes.h"
 
 using WireMac = std::array<uint8_t, 6>;
 // What a message has that the protocol does not allow, a line each.
