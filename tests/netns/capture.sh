@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# A whole run as the wire shows it, joins, traffic, announcements, heartbeats and stops, held against
-# the protocol's description by the lab's own decoder.
+# A whole run, joins, traffic of every size in both directions, announcements, heartbeats and stops:
+# what arrives is what was sent, and what the wire shows is held against the protocol's description by
+# the lab's own decoder.
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
@@ -34,13 +35,15 @@ reaches b "$a" || fail "b does not reach a"
 "$lab" exec b timeout 10 sh -c 'until ss -Hlnu sport = 7 | grep -q . && ss -Hlnt sport = 7 | grep -q .; do
     sleep 0.05; done'
 for size in $sizes; do
+    head -c "$size" /dev/urandom >"$LAB_DIR/sent"
     pings a "$b" "$size"
     pings b "$a" "$size"
     for edge in a b; do pings "$edge" 192.168.15.5 "$size"; done
     for service in udp tcp; do  # there and back
         # shellcheck disable=SC2016
-        "$lab" exec a timeout 10 bash -c 'exec 3<>"$0" && head -c "$1" /dev/zero >&3 && head -c "$1" <&3' \
-            "/dev/$service/$b/7" "$size" >/dev/null || fail "$service with $size bytes"
+        "$lab" exec a timeout 10 bash -c 'exec 3<>"$0" && cat "$1" >&3 && head -c "$2" <&3' \
+            "/dev/$service/$b/7" "$LAB_DIR/sent" "$size" | cmp - "$LAB_DIR/sent" ||
+            fail "$service with $size bytes"
     done
 done
 

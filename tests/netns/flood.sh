@@ -10,7 +10,7 @@
 a=$("$lab" addr a)
 b=$("$lab" addr b)
 reaches a "$b" || fail "a does not reach b"
-edge="10.77.0.1 $("$lab" table | sed -n 's/.* joined .* from 10.77.0.1:\([0-9]*\) .*/\1/p' | tail -1)"
+edge="10.77.0.1 $(port_of 1)"
 router="10.77.0.254 1922"
 
 # The flood lasts until it is ended.

@@ -11,7 +11,7 @@ dir=$("$lab" dir a)
 
 # Three packets for nobody, four datagrams that are no messages, one unpaired fragment.
 "$lab" exec a ping -q -c 3 -i 0.05 -W 0.1 192.168.15.99 >/dev/null || true
-port=$("$lab" table | sed -n 's/.* joined .* from 10.77.0.1:\([0-9]*\) .*/\1/p' | tail -1)
+port=$(port_of 1)
 for datagram in 'x' 'shorter than 16' '\x03\x0c\x00\x01\x00\x0f----------' \
     '\x03\x0c\x00\x01\x00\x11----------' \
     '\x05\x00\x00\x09\x00\x10\x02\x00\x00\x00\x00\x05\x00\x00\x00\x00'; do
