@@ -157,8 +157,13 @@ TEST_F(Forwarders, OnlyLayer3LeavesAndOtherLayersHaveNoDestination) {
     EXPECT_EQ(outgress.Verify(pkt), 0);
     EXPECT_EQ(outgress.GetNetPktDstIPv4(pkt), 0u);
     pkt.GetSkb()->Pull(14);
+    pkt.SetNetLayer(3);
+    unsigned int identifier = 0;
+    EXPECT_EQ(outgress.FindDstIdentifier(pkt, identifier), 0);
     EXPECT_EQ(outgress.FindDDstIdentifier(pkt), -1);
     AddFarRouter();
+    EXPECT_EQ(outgress.FindDstIdentifier(pkt, identifier), 1);
+    EXPECT_EQ(identifier, kFarIdentifier);
     EXPECT_EQ(outgress.FindDDstIdentifier(pkt), static_cast<int>(kFarIdentifier));
 }
 
