@@ -204,7 +204,7 @@ void Conversation::Finish() {
             // edge itself is gone.
             if (!(kind.ways & way) || (way == kWireDown && kind.sub == kDelDevice)) continue;
             for (std::string form : {"", " reply", ", first part", ", second part"}) {
-                if (form != "" && (form == " reply") != (kind.check_reply != nullptr)) continue;
+                if (!form.empty() && (form == " reply") != (kind.check_reply != nullptr)) continue;
                 std::string name = NameOf(kind, form, form == " reply" ? Back(way) : way);
                 if (counts.count(name) == 0) deviations.push_back("never seen: " + name);
             }
@@ -218,7 +218,8 @@ Conversation::Edge* Conversation::EdgeAt(const Endpoint& endpoint) {
 }
 
 uint32_t Conversation::IdentifierAt(const Endpoint& endpoint) {
-    return endpoint == m_plan.central ? kWireCentral : EdgeAt(endpoint)->identifier;
+    const Edge* edge = EdgeAt(endpoint);
+    return edge ? edge->identifier : kWireCentral;
 }
 
 const Conversation::Edge* Conversation::EdgeWith(uint32_t identifier) const {
