@@ -170,13 +170,18 @@ int CTNetAdapter::PollWait(pollfd* fds, unsigned long n, int timeout_ms) {
 
 int CTNetAdapter::PollRead(int fd, void* buf, int len, int timeout_ms) {
     pollfd wait = {fd, POLLIN, 0};
-    if (PollWait(&wait, 1, timeout_ms) <= 0) return 0;
+    if (PollWait(&wait, 1, timeout_ms) <= 0) {
+        errno = ETIMEDOUT;
+        return 0;
+    }
     // An interface that is gone is ready at once, but has nothing to read.
     if ((wait.revents & POLLIN) == 0) {
         errno = ENODEV;
         return -1;
     }
-    return static_cast<int>(read(fd, buf, static_cast<size_t>(len)));
+    int result = static_cast<int>(read(fd, buf, static_cast<size_t>(len)));
+    if (result == 0) errno = ENODEV;
+    return result;
 }
 
 int CTNetAdapter::SelectWait(int fd, int timeout_ms) {

@@ -64,7 +64,7 @@ class CTNetAdapter {
     int SetMediaStatus(bool up) { return up ? EnableAdapter() : DisableAdapter(); }
 
     // One packet; the system call's result, -1 for a null buffer, a length below 1 or a closed
-    // adapter. The form with a time-out returns 0 when it passed.
+    // adapter. The form with a time-out returns 0 when it passed (see PollRead).
     int Read(void* buf, int len);
     int Read(void* buf, int len, int timeout_ms);
     int Write(const void* buf, int len);
@@ -72,7 +72,8 @@ class CTNetAdapter {
     // poll, begun again with the full time-out as long as it fails; its result.
     static int PollWait(pollfd* fds, unsigned long n, int timeout_ms);
     // One read once the descriptor is readable: its result, 0 on time-out, -1 for a descriptor
-    // that is ready with an error and no input.
+    // that is ready with an error and no input. errno is ETIMEDOUT after a time-out, and ENODEV
+    // where the interface has gone: with -1, or with 0 when there is an end instead of an error.
     static int PollRead(int fd, void* buf, int len, int timeout_ms);
     // 0 when the descriptor is readable, 1 on time-out or error.
     static int SelectWait(int fd, int timeout_ms);

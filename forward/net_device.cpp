@@ -8,14 +8,12 @@
 #include <cstring>
 
 #include "base/pvu_sleep.h"
-#include "base/pvu_time.h"
 
 namespace {
 
 constexpr int kMinFrameLength = 14;   // layer 2: an Ethernet header
 constexpr int kMinPacketLength = 20;  // layer 3: an IPv4 header
 constexpr int kReadWaitMs = 200;
-constexpr int kReadWaitUs = kReadWaitMs * 1000;
 constexpr unsigned kClosedReadMs = 5;
 constexpr unsigned kPoolBackOffMs = 10;
 
@@ -88,13 +86,8 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
         return nullptr;
     }
     CTSkBuffer* skb = pkt->GetSkb();
-    int64_t begin = CTTime::GetCurrentUS();
     int length = m_adapter->Read(skb->GetData(), skb->GetFreeSize(), kReadWaitMs);
-    // Nothing, and before the time was over: no time-out but the end of what can be read.
-    if (length == 0 && CTTime::GetCurrentUS() - begin < kReadWaitUs) {
-        errno = ENODEV;
-        length = -1;
-    }
+    if (length == 0 && errno == ENODEV) length = -1;  // the end of what can be read
     if (length >= m_min_length) {
         skb->Put(length);
         pkt->SetNetLayer(m_net_layer);

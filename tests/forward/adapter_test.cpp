@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "base/pvu_tick.h"
 #include "forward/net_device.h"
 #include "tests/support/captured_output.h"
@@ -32,7 +34,9 @@ TEST(Adapter, ReadsAndWritesWholePackets) {
     CapturedOutput([&] { EXPECT_EQ(adapter.Open("Tamvo"), 1); });
     EXPECT_EQ(adapter.GetNetLayer(), 3);
     char buf[100];
+    errno = ENODEV;
     EXPECT_EQ(adapter.Read(buf, sizeof buf, 1), 0);
+    EXPECT_EQ(errno, ETIMEDOUT) << "no end of the interface";
     EXPECT_EQ(CTNetAdapter::SelectWait(fd, 1), 1);
     host.Write(WireBytes(60, 1));
     EXPECT_EQ(CTNetAdapter::SelectWait(fd, 5000), 0);
