@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -101,14 +103,17 @@ void CTsdwSys::DeInit() {
 }
 
 // Somebody wrote it, and it may be one comma away from right: the file that replaces it must not be
-// the end of it. A second name for the same content costs nothing and fails where no file can be
-// replaced either. Devices keep their one name.
+// the end of it. A second name for the same content costs nothing, whatever its size; a file system
+// that knows no second names is told of. Devices keep their one name.
 void CTsdwSys::KeepConfigFile() {
     std::error_code error;
     if (!std::filesystem::is_regular_file(m_config_file.c_str(), error)) return;
     std::string kept = std::string(m_config_file.c_str()) + kKeptSuffix;
     unlink(kept.c_str());
-    if (linkat(AT_FDCWD, m_config_file.c_str(), AT_FDCWD, kept.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+    int result = linkat(AT_FDCWD, m_config_file.c_str(), AT_FDCWD, kept.c_str(), AT_SYMLINK_FOLLOW);
+    if (result == 0) {
         printf("config file kept as: %s\n", kept.c_str());
+    } else {
+        printf("config file not kept as: %s: %s\n", kept.c_str(), strerror(errno));
     }
 }

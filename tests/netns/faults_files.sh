@@ -56,5 +56,11 @@ tells 'config file not usable, defaults in force: config.json'
 ends b
 tells 'config file kept as: config.json.bad'
 cmp config.json.bad "$LAB_DIR/truncated.json" || fail "what somebody wrote is lost"
+rm config.json.bad
+mkdir config.json.bad # what is in the way is told
+cp "$LAB_DIR/truncated.json" config.json
+starts b
+ends b
+tells 'config file not kept as: config.json.bad: File exists'
 kill "$tcr"
 wait "$tcr" || fail "the central router ended with status $?"
