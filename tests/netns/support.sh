@@ -96,15 +96,12 @@ ends() {
 out_of() { echo "$("$lab" dir "$1")/out"; }
 pid_of() { cat "$("$lab" dir "$1")/pid"; }
 
-# The edge's port, as the central router's table has it: 1 for edge a, 2 for b.
-port_of() { "$lab" table | sed -n "s/.* joined .* from 10.77.0.$1:\([0-9]*\) .*/\1/p" | tail -1; }
-
 # Has the host of edge c tell edge b, as the central router would, that router 0 is gone, which is
 # edge a: SEQUENCE-NUMBER below 256.
 forge() {
     # shellcheck disable=SC2059
     printf "$(printf '\\x03\\x0c\\x00\\x%02x' "$1")"'\x00\x14\x00\x00\xff\xff\xff\xff\x00\x00\x00\x01\x00\x00\x00\x00' |
-        "$lab" exec c socat -u - "UDP:10.77.0.2:$(port_of 2)"
+        "$lab" exec c socat -u - "UDP:10.77.0.2:$("$lab" port b)"
 }
 
 # What three seconds cost these processes, none of which has anything to do. That is far below one

@@ -30,7 +30,6 @@ done
 "$lab" table | grep -q "$identifier joined.*edge-c" || fail "c has another identifier"
 reaches a "$c" || fail "a does not reach c again"
 
-: >"$LAB_DIR/empty"
 before=$(grep -c '^Del Router:' "$("$lab" dir a)/out")
 "$lab" kill c
 has_line "$("$lab" dir tcr)/out" "$identifier not heard of for 5 s, gone" || fail "c was not missed"
