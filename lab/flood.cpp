@@ -1,5 +1,5 @@
 // A flood for the lab: sends datagrams of one kind at an address, for a time, at a rate or as fast
-// as it can, and prints how many it sent.
+// as it can. Prints "floods" when each of that kind was sent once, and at the end how many were.
 //
 //     tamvo-flood [--seconds N] [--rate N] [--size N] [--seed N] KIND ADDRESS PORT
 //
@@ -190,6 +190,10 @@ void Flood(const Options& options, std::vector<Datagram> datagrams) {
         if (numbered && msg.Attach(datagram.data(), length)) msg.SetSeq(static_cast<uint16_t>(n));
         // An empty datagram counts as sent.
         ++(udp.Write(to.GetSockAddrin(), datagram.data(), length) >= 0 ? sent : refused);
+        if (n + 1 == datagrams.size()) {
+            puts("floods");
+            fflush(stdout);
+        }
     }
     printf("sent %lu refused %lu in %.1f s\n", sent, refused, SecondsSince(begin));
 }

@@ -15,10 +15,11 @@ router="10.77.0.254 1922"
 
 # The flood lasts until it is ended.
 flooded() { # kind, address and port, an edge that joins
-    local flooding address port
+    local flooding address port out=$LAB_DIR/flood-$1.out
     read -r address port <<<"$2"
-    "$lab" exec d "$LAB_BUILD/tamvo-flood" --seconds 100 "$1" "$address" "$port" >"$LAB_DIR/flood.out" &
+    "$lab" exec d "$LAB_BUILD/tamvo-flood" --seconds 100 "$1" "$address" "$port" >"$out" &
     flooding=$!
+    has_line_of "$flooding" "$out" '^floods' || fail "no flood of $1"
     "$lab" start "$3" || fail "$3 did not join during a flood of $1"
     reaches "$3" "$a" || fail "$3 did not reach a during a flood of $1"
     kill "$flooding" || fail "the flood of $1 ended too soon"

@@ -29,7 +29,7 @@ finish() {
         [ -e "$out" ] || continue
         if grep -qE 'Sanitizer|runtime error' "$out"; then status=1; fi
     done
-    if [ "$status" -ne 0 ]; then tail -n 200 "$LAB_DIR"/*/out "$LAB_DIR"/*.out 2>/dev/null || true; fi
+    if [ "$status" -ne 0 ]; then tail -n 200 "$LAB_DIR"/*/{out,tamvo.log} "$LAB_DIR"/*.out 2>/dev/null || true; fi
     cd /
     at_end || status=1
     "$lab" down || status=1
