@@ -53,6 +53,7 @@ bool TcrAnnouncer::Choose(TcrSubnet& subnet, int slot, int about) {
         AnnounceRouterEnd(subnet, slot, about);
         return true;
     }
+    if (!other.settled) return false;
     if (told.sure_version != other.version) {
         AnnounceRouter(subnet, slot, about);
         return true;

@@ -101,7 +101,7 @@ void CTCentralRouter::RelayNetPacket(const CTSockAddr& from, const uint8_t* data
         return;
     }
     sender.heard_tick = now;
-    Settle(edge);  // it would not send packets while it joins
+    Settle(edge, now);  // it would not send packets while it joins
     if (msg.GetDst() == kSstpCentralRouter) {
         bool taken = m_gateway.Receive(from, data, length, edge.subnet->model.GetGateway());
         ++(taken ? m_counters.pings : m_counters.unknown_destination);
@@ -145,7 +145,7 @@ void CTCentralRouter::HeartBeat(const CTSockAddr& from, CTSstpMessage& msg, uint
         if (session.registered) List(edge);
         Tell("edge 0x%08x is back", edge.Identifier());
     }
-    if (session.registered) Settle(edge);
+    if (session.registered) Settle(edge, now);
     m_announcer.Advance(*edge.subnet, edge.slot, now);
 }
 
@@ -184,15 +184,18 @@ void CTCentralRouter::CheckSilence(const Edge& edge, uint32_t now) {
 void CTCentralRouter::CheckSettled(const Edge& edge, uint32_t now) {
     TcrSession& session = edge.Session();
     if (session.presence != TcrPresence::kLoggedIn || !session.registered) return;
-    if (static_cast<int32_t>(now - session.settle_tick) >= 0) Settle(edge);
+    if (static_cast<int32_t>(now - session.settle_tick) >= 0) Settle(edge, now);
 }
 
-void CTCentralRouter::Settle(const Edge& edge) {
+void CTCentralRouter::Settle(const Edge& edge, uint32_t now) {
     TcrSession& session = edge.Session();
     if (session.settled) return;
     session.settled = true;
     Tell("edge 0x%08x \"%s\" joined", edge.Identifier(),
          tcr_printable(edge.Router()->GetLabel()).c_str());
+    // At once: the others cannot answer its packets before they know it.
+    for (int slot = 0; slot < kTcrSlots; ++slot)
+        m_announcer.Advance(*edge.subnet, slot, now);
 }
 
 void CTCentralRouter::Unlist(const Edge& edge, uint16_t device_status) {

@@ -67,10 +67,11 @@ class CTCentralRouter {
     void Acknowledgement(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now);
     void CheckSilence(const Edge& edge, uint32_t now);
     void CheckSettled(const Edge& edge, uint32_t now);
-    // From now on the edge is sent announcements and packets.
-    void Settle(const Edge& edge);
+    // From now on the edge is sent announcements and packets, and the others are told of it.
+    void Settle(const Edge& edge, uint32_t now);
     // The others no longer see the router; its devices wait with it or end.
     void Unlist(const Edge& edge, uint16_t device_status);
+    // The edge registered its router, or is back; the others see it once it has settled.
     void List(const Edge& edge);
     void Tell(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void PrintEdge(const Edge& edge, uint32_t now);

@@ -124,7 +124,7 @@ bool CTCentralRouter::GetRouters(const Edge& edge, CTSstpMessage& msg) {
     for (int slot = 0; slot < kTcrSlots; ++slot) {
         const TcrSession& other = edge.subnet->sessions[slot];
         CTSdwanRouter* router = edge.subnet->Router(slot);
-        if (slot == edge.slot || !router || !other.listed || !list.Append()) continue;
+        if (slot == edge.slot || !router || !other.settled || !list.Append()) continue;
         list.SetStat(router->GetStatus());
         list.SetType(router->GetType());
         list.SetNetLayer(router->GetNetLayer());
@@ -153,7 +153,7 @@ bool CTCentralRouter::GetDevices(const Edge& edge, CTSstpMessage& msg) {
     TcrTold& told = edge.Session().told[slot];
     told.sure_version = told.offered_version;
     std::vector<TcrDevice> devices;
-    if (edge.subnet->sessions[slot].listed) devices = edge.subnet->DevicesOf(slot);
+    if (edge.subnet->sessions[slot].settled) devices = edge.subnet->DevicesOf(slot);
     told.MayKnow(devices);
     for (const TcrDevice& device : devices) {
         if (!list.Append()) break;

@@ -69,11 +69,12 @@ struct TcrSession {
     uint32_t gone_tick = 0;
     uint32_t lease = 0;  // its address, kept for it while it is away; 0: none yet
 
-    bool listed = false;   // it registered its router: the others see it
-    uint32_t version = 0;  // changes with each registration
-    // It registered its devices too. It is not sent anything by itself before settle_tick, as it
-    // may still wait for that reply and would take anything else for a lost one.
-    bool registered = false;
+    bool listed = false;      // it registered its router
+    uint32_t version = 0;     // changes with each registration
+    bool registered = false;  // it registered its devices too
+    // Its join is over, at settle_tick or when it shows that by what it sends. Before, it may still
+    // wait for a reply and takes anything else for a lost one. So nothing is announced to it, nor
+    // it to the others: each would greet it with a heartbeat, and three of those end a join.
     bool settled = false;
     uint32_t settle_tick = 0;
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# A third edge joins, leaves, comes back and is killed; the others' pictures follow.
+# A third edge joins, leaves, comes back and is killed; the others' pictures follow. A fourth one joins
+# from far away.
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
@@ -17,6 +18,10 @@ LAB_TCR_ARGS="-c $LAB_DIR/tcr.json" "$lab" up a b
 c=$("$lab" addr c)
 reaches a "$c" || fail "a does not reach c"
 reaches b "$c" || fail "b does not reach c"
+# Its last request is on the road for longer than the near ones need to greet it.
+LAB_IMPAIR="--delay 60" "$lab" start d || fail "d did not join from far away"
+reaches d "$c" || fail "d does not reach c"
+"$lab" stop d || fail "d did not end"
 identifier=$("$lab" table | sed -n 's/.*edge \(0x[0-9a-f]*\) .*"edge-c".*/\1/p')
 
 "$lab" stop c

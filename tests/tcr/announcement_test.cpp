@@ -37,7 +37,7 @@ class Announcements : public testing::Test {
         a.Join();
         rig.Pass(1000);
         b.Join();
-        rig.Pass(100);
+        rig.Pass(600);
         WireMessage first = a.Next();
         EXPECT_TRUE(first.Is(3, kAddRouter));
         return first;
@@ -66,6 +66,23 @@ TEST_F(Announcements, NobodyIsSentAnythingBeforeItHasJoined) {
     EXPECT_TRUE(b.Next().Is(4, wire_sub::kAddDevice));
     rig.Pass(400);
     EXPECT_FALSE(b.HasMail());  // and once more
+    Settle();
+    ExpectTruePictures();
+}
+
+// Each of those who know an edge greets it with a heartbeat, and three of those end a join.
+TEST_F(Announcements, NobodyIsToldOfAnEdgeBeforeItHasJoined) {
+    a.Join();
+    rig.Pass(600);
+    b.Join();
+    rig.Pass(400);
+    c.Login();
+    EXPECT_EQ(c.GetRouters().size(), 1u);
+    EXPECT_TRUE(c.GetDevices(b.identifier).empty());
+    EXPECT_FALSE(a.HasMail());
+    b.HeartBeat();
+    EXPECT_TRUE(a.HasMail()) << "at once: a could not answer b's packets";
+    EXPECT_EQ(c.GetRouters().size(), 2u);
     Settle();
     ExpectTruePictures();
 }

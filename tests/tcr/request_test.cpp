@@ -118,6 +118,7 @@ TEST_F(Requests, AFullSubnetRefusesUntilAnEdgeIsGone) {
 TEST_F(Requests, SubnetAndRoutersAreAnswered) {
     a.Join();
     EXPECT_TRUE(a.GetRouters().empty());
+    rig.Pass(600);
     b.Login();
     EXPECT_EQ(b.Exchange(kSubnet, EncodeWire(WireSubnet{"qwop"})).body,
               EncodeWire(WireSubnetReply{"qwop", kGateway, kMask}));
@@ -167,6 +168,9 @@ TEST_F(Requests, WhatIsAnotherEdgesCannotBeRegistered) {
     b.AddRouter();
     for (uint32_t bad : {a.ip, kGateway, Ip(10, 9, 9, 9)})
         b.AddDevice(bad);
+    rig.Pass(600);
+    a.Obey();
+    b.Obey();
     EXPECT_TRUE(a.GetDevices(b.identifier).empty());
     b.AddDevice(b.ip);
     EXPECT_EQ(a.GetDevices(b.identifier), std::vector{b.Device(b.ip)});
