@@ -57,13 +57,12 @@ has_line() { timeout "${patience:-10}" grep -q -m1 -e "$2" <(tail -n +1 -F "$1" 
 # The same, and gives up when the process ends.
 has_line_of() { timeout 10 grep -q -m1 -e "$3" <(tail --pid="$1" -s 0.05 -n +1 -F "$2" 2>/dev/null); }
 
-# Waits until an edge forwards: PID OUTPUT. All its threads are there then: ThreadSanitizer, which has
-# one more, loses a signal that meets a thread at its birth.
+# Waits until an edge forwards: PID OUTPUT; and, under ThreadSanitizer, until its main thread sleeps
+# between two looks: now and then the sanitizer loses a signal that meets a thread at work.
 forwards() {
-    local threads=6
-    if [[ $(ldd "$LAB_BUILD/tamvo") == *libtsan* ]]; then threads=7; fi
-    has_line_of "$1" "$2" 'txloop start' &&
-        timeout 10 sh -c "until [ \$(ls /proc/$1/task | wc -l) -ge $threads ]; do sleep 0.02; done"
+    has_line_of "$1" "$2" 'txloop start' || return 1
+    if [[ $(ldd "$LAB_BUILD/tamvo") != *libtsan* ]]; then return; fi
+    timeout 10 sh -c "until grep -q nanosleep /proc/$1/wchan; do sleep 0.02; done"
 }
 
 # Ends a child of this shell; its exit status, or 124 when it takes longer than two seconds.
