@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-#include "base/pvu_annotations.h"
+#include "base/pvu_thread_safety.h"
 
 // A process-private mutex with default attributes. Every operation returns the POSIX result: 0 on
 // success, otherwise an error number.

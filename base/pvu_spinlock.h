@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-#include "base/pvu_annotations.h"
+#include "base/pvu_thread_safety.h"
 
 // A process-private spin lock. Init returns 1 on success and 0 on failure; every other operation
 // returns the POSIX result: 0 on success, otherwise an error number.

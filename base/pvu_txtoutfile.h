@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/pvu_annotations.h"
+#include "base/pvu_thread_safety.h"
 #include "base/pvu_file.h"
 #include "base/pvu_mutex.h"
 
