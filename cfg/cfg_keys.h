@@ -32,5 +32,8 @@ constexpr char kRecvTimeout[] = "recv timeout";
 constexpr char kP2pEnable[] = "p2p eanble";
 constexpr char kHeartBeatInterval[] = "heartbeat interval";
 constexpr char kMtu[] = "mtu";
+// May be absent; the default file has neither.
+constexpr char kRejoinAfter[] = "rejoin after";
+constexpr char kStrictSource[] = "strict source";
 
 }  // namespace cfg_key

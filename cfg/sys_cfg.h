@@ -75,6 +75,12 @@ class CTSysCfg {
     int GetSstpRecvTimeout() const;
     // Seconds, as configured.
     int GetSstpHeartBeatInterval() const { return m_sstp.m_heartbeat_interval; }
+    // Seconds without an answered heartbeat after which the edge joins again, 0 for never; 60
+    // where the file has no such key, at most a day.
+    int GetSstpRejoinAfter() const { return m_sstp.m_rejoin_after; }
+    // Whether commands and packets count from the central router's address only; false where the
+    // file has no such key.
+    bool GetSstpStrictSource() const { return m_sstp.m_strict_source; }
     // Six bytes, owned by this object.
     const unsigned char* GetLocalEtherAddr() const { return m_lan.m_mac.GetBytes(); }
     unsigned int GetLocalIPAddr() const { return m_lan.m_ip.GetIP(); }

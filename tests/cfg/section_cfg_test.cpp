@@ -133,4 +133,29 @@ TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndAFlagIsTrueForTheLiteralTrueOnl
               R"({"recv timeout":200,"p2p eanble":true,"heartbeat interval":20,"mtu":1400})");
 }
 
+TEST(SectionCfg, AKeyThatMayBeAbsentIsKeptAsItWasGiven) {
+    const std::string always =
+        R"({"recv timeout":200,"p2p eanble":false,"heartbeat interval":20,"mtu":1400)";
+    for (auto [json, rejoin_after, strict] :
+         {std::tuple(R"("mtu":1400)", 60, false),
+          {R"("rejoin after":0,"strict source":true)", 0, true},
+          {R"("rejoin after":7.25,"strict source":false)", 8, false},
+          {R"("rejoin after":0.5)", 1, false},
+          {R"("rejoin after":-5,"strict source":"true")", 0, false},
+          {R"("rejoin after":1e+300,"strict source":1)", 86400, false},
+          {R"("rejoin after":"9","strict source":null)", 60, false},
+          {R"("rejoin after":[{"a":"\u001b"}],"strict source":{})", 60, false}}) {
+        CTSstpCfg sstp;
+        Read(sstp, std::string("{") + json + "}");
+        EXPECT_EQ(sstp.m_rejoin_after, rejoin_after) << json;
+        EXPECT_EQ(sstp.m_strict_source, strict) << json;
+        bool kept = json != std::string(R"("mtu":1400)");
+        EXPECT_EQ(Unformatted(sstp.GenerateJson()),
+                  always + (kept ? "," : "") + (kept ? json : "") + "}");
+        // A later read without the keys leaves them.
+        Read(sstp, "{}");
+        EXPECT_EQ(sstp.m_rejoin_after, rejoin_after) << json;
+    }
+}
+
 }  // namespace
