@@ -32,14 +32,15 @@ Devices Difference(const Devices& a, const Devices& b) {
 void TcrAnnouncer::Advance(TcrSubnet& subnet, int slot, uint32_t now) {
     TcrSession& session = subnet.sessions[slot];
     if (session.presence != TcrPresence::kLoggedIn || !session.settled) return;
-    if (session.announcement.active) {
-        if (now - session.announcement.sent_tick >= kRepeatMs) SendAgain(subnet, slot, now);
+    if (session.topology.announcement.active) {
+        if (now - session.topology.announcement.sent_tick >= kRepeatMs)
+            SendAgain(subnet, slot, now);
         return;
     }
-    if (session.stalled) return;
+    if (session.topology.stalled) return;
     for (int about = 0; about < kTcrSlots; ++about) {
         if (about == slot || !Choose(subnet, slot, about)) continue;
-        session.announcement.sent_tick = now;
+        session.topology.announcement.sent_tick = now;
         return;
     }
 }
@@ -47,23 +48,23 @@ void TcrAnnouncer::Advance(TcrSubnet& subnet, int slot, uint32_t now) {
 // The one next command that the edge needs about the router in that slot; false for none.
 bool TcrAnnouncer::Choose(TcrSubnet& subnet, int slot, int about) {
     const TcrSession& other = subnet.sessions[about];
-    const TcrTold& told = subnet.sessions[slot].told[about];
+    const TcrPeerView& view = subnet.sessions[slot].topology.views[about];
     if (!other.listed) {
-        if (!told.may_know) return false;
+        if (!view.may_know) return false;
         AnnounceRouterEnd(subnet, slot, about);
         return true;
     }
     if (!other.settled) return false;
-    if (told.sure_version != other.version) {
+    if (view.sure_version != other.version) {
         AnnounceRouter(subnet, slot, about);
         return true;
     }
     Devices present = subnet.DevicesOf(about);
-    if (Devices gone = Difference(told.may_devices, present); !gone.empty()) {
+    if (Devices gone = Difference(view.may_devices, present); !gone.empty()) {
         AnnounceDeviceEnds(subnet, slot, about, gone);
         return true;
     }
-    if (Devices missing = Difference(present, told.sure_devices); !missing.empty()) {
+    if (Devices missing = Difference(present, view.sure_devices); !missing.empty()) {
         AnnounceDevices(subnet, slot, about, missing);
         return true;
     }
@@ -72,11 +73,11 @@ bool TcrAnnouncer::Choose(TcrSubnet& subnet, int slot, int about) {
 
 void TcrAnnouncer::Start(TcrSubnet& subnet, int slot, CTSstpMessage& msg, int about) {
     TcrSession& session = subnet.sessions[slot];
-    if (session.next_seq == 0) session.next_seq = 1;
-    msg.SetSeq(session.next_seq++);
+    if (session.topology.next_seq == 0) session.topology.next_seq = 1;
+    msg.SetSeq(session.topology.next_seq++);
     msg.SetSrc(kSstpCentralRouter);
     msg.SetDst(subnet.Identifier(slot));
-    TcrAnnouncement& announcement = session.announcement;
+    TcrAnnouncement& announcement = session.topology.announcement;
     announcement.active = true;
     announcement.sub_type = msg.GetSubType();
     announcement.seq = msg.GetSeq();
@@ -99,7 +100,7 @@ void TcrAnnouncer::AnnounceRouter(TcrSubnet& subnet, int slot, int about) {
     msg.SetSerialNumber(router->GetSerialNumber());
     msg.SetExtSockAddr(router->GetSstpAddr());
     msg.SetRouterLabel(router->GetLabel());
-    subnet.sessions[slot].told[about].may_know = true;
+    subnet.sessions[slot].topology.views[about].may_know = true;
     Start(subnet, slot, msg, about);
 }
 
@@ -123,9 +124,9 @@ void TcrAnnouncer::AnnounceDevices(TcrSubnet& subnet, int slot, int about, const
     }
     msg.SetIdentifier(subnet.Identifier(about));
     msg.FillParamList(list);
-    subnet.sessions[slot].told[about].MayKnow(devices);
+    subnet.sessions[slot].topology.views[about].MayKnow(devices);
     Start(subnet, slot, msg, about);
-    subnet.sessions[slot].announcement.devices = devices;
+    subnet.sessions[slot].topology.announcement.devices = devices;
 }
 
 void TcrAnnouncer::AnnounceDeviceEnds(TcrSubnet& subnet, int slot, int about,
@@ -138,12 +139,12 @@ void TcrAnnouncer::AnnounceDeviceEnds(TcrSubnet& subnet, int slot, int about,
     msg.SetIdentifier(subnet.Identifier(about));
     msg.FillParamList(addrs.data(), static_cast<int>(addrs.size()));
     Start(subnet, slot, msg, about);
-    subnet.sessions[slot].announcement.devices = devices;
+    subnet.sessions[slot].topology.announcement.devices = devices;
 }
 
 void TcrAnnouncer::SendAgain(TcrSubnet& subnet, int slot, uint32_t now) {
     TcrSession& session = subnet.sessions[slot];
-    TcrAnnouncement& announcement = session.announcement;
+    TcrAnnouncement& announcement = session.topology.announcement;
     if (announcement.repeats >= kMaxRepeats) {
         GiveUp(subnet, slot);
         return;
@@ -156,8 +157,8 @@ void TcrAnnouncer::SendAgain(TcrSubnet& subnet, int slot, uint32_t now) {
 
 void TcrAnnouncer::GiveUp(TcrSubnet& subnet, int slot) {
     TcrSession& session = subnet.sessions[slot];
-    session.announcement.active = false;
-    session.stalled = true;
+    session.topology.announcement.active = false;
+    session.topology.stalled = true;
     CTString line;
     line.Append("edge 0x%08x does not acknowledge, left alone until its next heartbeat",
                 subnet.Identifier(slot));
@@ -167,7 +168,7 @@ void TcrAnnouncer::GiveUp(TcrSubnet& subnet, int slot) {
 bool TcrAnnouncer::Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, int body,
                                uint32_t now) {
     TcrSession& session = subnet.sessions[slot];
-    TcrAnnouncement& announcement = session.announcement;
+    TcrAnnouncement& announcement = session.topology.announcement;
     bool expected = announcement.active && ack.GetSubType() == announcement.sub_type &&
                     ack.GetSeq() == announcement.seq;
     if (!expected) {
@@ -189,27 +190,29 @@ bool TcrAnnouncer::Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, 
 }
 
 void TcrAnnouncer::Apply(TcrSession& session) {
-    TcrAnnouncement& announcement = session.announcement;
-    TcrTold& told = session.told[announcement.slot];
+    TcrAnnouncement& announcement = session.topology.announcement;
+    TcrPeerView& view = session.topology.views[announcement.slot];
     announcement.active = false;
     switch (announcement.sub_type) {
         case kSstpCmmAddRouter:
             // The edge puts a fresh router there, without devices.
-            told = TcrTold();
-            told.may_know = true;
-            told.sure_version = announcement.version;
-            session.acknowledged[session.acknowledged_next] = {announcement.seq, announcement.slot};
-            session.acknowledged_next = (session.acknowledged_next + 1) % kTcrSlots;
+            view = TcrPeerView();
+            view.may_know = true;
+            view.sure_version = announcement.version;
+            session.topology.acknowledged[session.topology.acknowledged_next] = {announcement.seq,
+                                                                                 announcement.slot};
+            session.topology.acknowledged_next =
+                (session.topology.acknowledged_next + 1) % kTcrSlots;
             break;
         case kSstpCmmDelRouter:
-            told = TcrTold();
+            view = TcrPeerView();
             break;
         case kSstpCmmAddDevice:
-            told.SurelyKnows(announcement.devices);
+            view.SurelyKnows(announcement.devices);
             break;
         case kSstpCmmDelDevice:
-            told.may_devices = Difference(told.may_devices, announcement.devices);
-            told.sure_devices = Difference(told.sure_devices, announcement.devices);
+            view.may_devices = Difference(view.may_devices, announcement.devices);
+            view.sure_devices = Difference(view.sure_devices, announcement.devices);
             break;
         default:
             break;
@@ -218,9 +221,9 @@ void TcrAnnouncer::Apply(TcrSession& session) {
 
 bool TcrAnnouncer::AcknowledgeAgain(TcrSession& session, CTSstpMessage& ack) {
     if (ack.GetSubType() != kSstpCmmAddRouter) return false;
-    for (const TcrSession::Acknowledged& earlier : session.acknowledged) {
+    for (const TcrTopology::Acknowledged& earlier : session.topology.acknowledged) {
         if (earlier.seq == 0 || earlier.seq != ack.GetSeq()) continue;
-        session.told[earlier.slot].sure_devices.clear();
+        session.topology.views[earlier.slot].sure_devices.clear();
         return true;
     }
     return false;

@@ -139,7 +139,7 @@ void CTCentralRouter::HeartBeat(const CTSockAddr& from, CTSstpMessage& msg, uint
     Reply(from, msg, reply);
 
     session.heard_tick = now;
-    session.stalled = false;
+    session.topology.stalled = false;
     if (session.presence == TcrPresence::kSilent) {
         session.presence = TcrPresence::kLoggedIn;
         if (session.registered) List(edge);
@@ -176,7 +176,7 @@ void CTCentralRouter::CheckSilence(const Edge& edge, uint32_t now) {
     if (now - session.heard_tick < limit) return;
     session.presence = TcrPresence::kSilent;
     session.gone_tick = now;
-    session.announcement.active = false;
+    session.topology.announcement.active = false;
     Unlist(edge, kDeviceStatusIdle);
     Tell("edge 0x%08x not heard of for %d s, gone", edge.Identifier(), m_config.silent_seconds);
 }

@@ -134,7 +134,7 @@ bool CTCentralRouter::Logout(const Edge& edge, CTSstpMessage& msg, uint32_t now)
     session.presence = TcrPresence::kAbsent;
     session.gone_tick = now;
     session.registered = false;
-    session.announcement.active = false;
+    session.topology.announcement.active = false;
     Unlist(edge, kDeviceStatusOff);
     ReplyTo(edge, msg, reply);
     Tell("edge 0x%08x logged out", edge.Identifier());

@@ -131,9 +131,9 @@ bool CTCentralRouter::GetRouters(const Edge& edge, CTSstpMessage& msg) {
         list.SetIdentifier(router->GetIdentifier());
         list.SetSerialNumber(router->GetSerialNumber());
         list.SetExtSockAddr(router->GetSstpAddr());
-        TcrTold& told = edge.Session().told[slot];
-        told.may_know = true;
-        told.offered_version = other.version;
+        TcrPeerView& view = edge.Session().topology.views[slot];
+        view.may_know = true;
+        view.offered_version = other.version;
     }
     reply.FillParamList(list);
     ReplyTo(edge, msg, reply);
@@ -150,11 +150,11 @@ bool CTCentralRouter::GetDevices(const Edge& edge, CTSstpMessage& msg) {
     int slot = CTSdwanSubnet::RouterIDToIndex(request.GetIdentifier());
     if (SubnetOf(request.GetIdentifier()) != edge.subnet || slot >= kTcrSlots) return false;
     if (list.Create(CTSdwanDeviceList::kMaxDevices) != 0) return true;
-    TcrTold& told = edge.Session().told[slot];
-    told.sure_version = told.offered_version;
+    TcrPeerView& view = edge.Session().topology.views[slot];
+    view.sure_version = view.offered_version;
     std::vector<TcrDevice> devices;
     if (edge.subnet->sessions[slot].settled) devices = edge.subnet->DevicesOf(slot);
-    told.MayKnow(devices);
+    view.MayKnow(devices);
     for (const TcrDevice& device : devices) {
         if (!list.Append()) break;
         list.SetStat(kDeviceStatusOn);
