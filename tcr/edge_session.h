@@ -5,12 +5,7 @@
 
 #include "base/pvu_sockaddr.h"
 #include "tcr/announcement.h"
-
-enum class TcrPresence {
-    kAbsent,    // never logged in, or logged out
-    kLoggedIn,  // joining
-    kSilent,    // not heard of for too long; back with its next heartbeat
-};
+#include "tcr/tcr_presence.h"
 
 // The protocol state of one edge; its router and devices stand in the model, in the same slot.
 struct TcrSession {
