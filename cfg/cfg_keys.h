@@ -35,5 +35,8 @@ constexpr char kMtu[] = "mtu";
 // May be absent; the default file has neither.
 constexpr char kRejoinAfter[] = "rejoin after";
 constexpr char kStrictSource[] = "strict source";
+// Of the default file; nobody reads them.
+constexpr char kFreshP2pEnable[] = "p2p enable";
+constexpr char kFreshMtu[] = "mtuj";
 
 }  // namespace cfg_key

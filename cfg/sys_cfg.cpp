@@ -8,17 +8,16 @@
 
 #include "base/pvu_fileop.h"
 #include "base/pvu_string.h"
+#include "cfg/cfg_check.h"
 #include "cfg/cfg_keys.h"
 
 namespace {
 
 constexpr char kFileName[] = "config.json";
 
-// What a fresh file holds in place of the defaults and of two keys; established, odd keys included.
+// What a fresh file holds in place of the defaults; established.
 constexpr char kFreshLabel[] = "tap-2";
 constexpr char kFreshAddress[] = "00.00.00.00";
-constexpr char kFreshP2pEnable[] = "p2p enable";
-constexpr char kFreshMtu[] = "mtuj";
 
 std::string DefaultPath() {
     char dir[PATH_MAX];
@@ -52,9 +51,9 @@ cJSON* FreshSstp() {
     CTJsonObject json;
     json.Create();
     json.AddInt(cfg_key::kRecvTimeout, sstp.m_recv_timeout);
-    json.AddBool(kFreshP2pEnable, sstp.m_p2p_enable);
+    json.AddBool(cfg_key::kFreshP2pEnable, sstp.m_p2p_enable);
     json.AddInt(cfg_key::kHeartBeatInterval, sstp.m_heartbeat_interval);
-    json.AddInt(kFreshMtu, sstp.m_mtu);
+    json.AddInt(cfg_key::kFreshMtu, sstp.m_mtu);
     return json.GetHandle();
 }
 
@@ -83,6 +82,7 @@ int CTSysCfg::ReadFromJsonFile(const char* path) {
     CTJsonObject config;
     config = CTFileOp::FileExist(path) ? CTJsonObject::ReadFile(path) : CreateDefaultFile(path);
     if (config.IsEmpty()) return 1;
+    CTCfgCheck(path).Check(config.GetHandle());
     Parse(config);
     config.Free();
     return 0;

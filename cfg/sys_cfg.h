@@ -25,7 +25,7 @@ class CTSysCfg {
 
     // 0 when a configuration was parsed, 1 otherwise, with every field as it was. A file that is
     // missing is first created with the default content; that it could not be written is not
-    // an error.
+    // an error. What the file says in vain gets its lines (see CTCfgCheck).
     int ReadFromJsonFile(const char* path);
     // The length of the text written, 0 on failure. The file holds a password in clear: it is
     // replaced as a whole and becomes its owner's alone.

@@ -1,0 +1,85 @@
+#include "cfg/cfg_check.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "cfg/sys_cfg.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/scratch_dir.h"
+
+namespace {
+
+class CfgCheck : public testing::Test {
+  protected:
+    // What is printed when a file of this content is read, without the line of its size.
+    std::string LinesFor(const std::string& content) {
+        WriteWholeFile(path, content);
+        std::string output =
+            CapturedOutput([&] { EXPECT_EQ(CTSysCfg().ReadFromJsonFile(path.c_str()), 0); });
+        return output.substr(output.find('\n') + 1);
+    }
+    std::string Line(const std::string& fault) {
+        return "config file: " + fault + ": " + path + "\n";
+    }
+
+    ScratchDir dir;
+    std::string path = dir.File("config.json");
+};
+
+TEST_F(CfgCheck, NothingIsSaidOfTheDefaultFileNorOfOneThatWasWrittenBack) {
+    CTSysCfg cfg;
+    std::string output = CapturedOutput([&] { cfg.ReadFromJsonFile(path.c_str()); });
+    EXPECT_EQ(output.find("config file"), std::string::npos) << output;
+    EXPECT_EQ(LinesFor(ReadWholeFile(path)), "");
+    EXPECT_GT(cfg.WriteToJsonFile(path.c_str()), 0);
+    EXPECT_EQ(LinesFor(ReadWholeFile(path)), "");
+    EXPECT_EQ(
+        LinesFor(R"({"SSTP":{"Rejoin After":9,"strict source":true},"LAN":{"IP":"1.2.3.4"}})"), "");
+}
+
+TEST_F(CfgCheck, AKeyThatIsUnknownDoubledOrOfTheWrongKindIsNamedWithItsPlace) {
+    EXPECT_EQ(LinesFor(R"({"sttp":{"mtu":1},"lan":[],"subnet":{"net name":5,"Net Name":"x"},
+                           "local router":{"serial number":"0x10","mtu":1,"layer":"L3"},
+                           "central router":{"ip":"1.2.3","port":true},
+                           "sstp":{"strict source":1,"rejoin after":"9","p2p enable":7},
+                           "SSTP":{"unheeded":1}})"),
+              Line(R"(unknown key "sttp")") +
+                  Line(R"(key "lan" of the wrong kind, expected an object)") +
+                  Line(R"(duplicate key "SSTP", the first one counts)") +
+                  Line(R"(key "net name" in section "subnet" of the wrong kind, expected a text)") +
+                  Line(R"(duplicate key "Net Name" in section "subnet", the first one counts)") +
+                  Line(R"(key "serial number" in section "local router" of the wrong kind, )"
+                       "expected a number") +
+                  Line(R"(unknown key "mtu" in section "local router")") +
+                  Line(R"(key "ip" in section "central router" of the wrong kind, )"
+                       "expected an IPv4 address") +
+                  Line(R"(key "port" in section "central router" of the wrong kind, )"
+                       "expected a number") +
+                  Line(R"(key "strict source" in section "sstp" of the wrong kind, )"
+                       "expected true or false") +
+                  Line(R"(key "rejoin after" in section "sstp" of the wrong kind, )"
+                       "expected a number"));
+    EXPECT_EQ(LinesFor("[{\"sstp\":1}]"),
+              Line("of the wrong kind, expected an object of sections"));
+    EXPECT_EQ(LinesFor(R"({"lan":{"mac":"11:22"}})"),
+              Line(R"(key "mac" in section "lan" of the wrong kind, expected a MAC address)"));
+}
+
+TEST_F(CfgCheck, NamesOutOfAFileAreEscapedAndBoundedInLengthAndNumber) {
+    EXPECT_EQ(LinesFor("{\"\\u001b[2J\\\"\xc2\x9b%s\":1}"),
+              Line(R"(unknown key "\x1b[2J\x22\xc2\x9b%s")"));
+    EXPECT_EQ(LinesFor("{\"" + std::string(100000, 'k') + "\":1}"),
+              Line("unknown key \"" + std::string(64, 'k') + "...\""));
+    std::string many = "{\"sstp\":{\"mtu\":1";
+    std::string expected;
+    constexpr int kKeys = 100000;
+    for (int i = 0; i < kKeys; ++i)
+        many += ",\"\":0";
+    for (int i = 0; i < CTCfgCheck::kMaxLines; ++i)
+        expected += Line(R"(unknown key "" in section "sstp")");
+    expected += Line(std::to_string(kKeys - CTCfgCheck::kMaxLines) + " more faults");
+    EXPECT_EQ(LinesFor(many + "}}"), expected);
+}
+
+}  // namespace
