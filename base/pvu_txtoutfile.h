@@ -1,8 +1,8 @@
 #pragma once
 
-#include "base/pvu_thread_safety.h"
 #include "base/pvu_file.h"
 #include "base/pvu_mutex.h"
+#include "base/pvu_thread_safety.h"
 
 // A text output file that several threads may write: each operation holds the mutex around its
 // one stream call, so that lines never interleave.
