@@ -13,16 +13,17 @@ namespace {
 
 constexpr uint8_t kSources = 16;
 constexpr uint8_t kPrintTable = 16;
-constexpr uint32_t kTickMs = 100;
+constexpr TcrTime kTickMs = 100;
 constexpr int kLargestDatagram = 2048;
 
 // Whatever goes out must be a whole message.
 class CheckedLink : public TcrLink {
   public:
-    void Send(const CTSockAddr&, const void* data, int length) override {
+    bool Send(const TcrPath&, const void* data, int length) override {
         const uint8_t* bytes = static_cast<const uint8_t*>(data);
         if (length < 16 || length > kLargestDatagram) abort();
         if ((bytes[4] << 8 | bytes[5]) > length) abort();
+        return (bytes[3] & 1) == 0;  // now and then the system refuses it
     }
     void Tell(const char* line) override {
         for (; *line != '\0'; ++line) {
@@ -39,12 +40,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     TcrConfig config;
     config.subnets.push_back({"second", "", 0x0A000001, 0xFFFFFFFC});
     CTCentralRouter router(config, link);
-    uint32_t now = 0;
+    TcrTime now = 0;
     while (!input.Empty()) {
         uint8_t step = input.Take8();
         if (step < kSources) {
             std::vector<uint8_t> datagram = input.TakeRecord();
-            CTSockAddr from(0x0A000001U + step, static_cast<uint16_t>(1000 + step));
+            TcrPath from{CTSockAddr(0x0A000001U + step, static_cast<uint16_t>(1000 + step))};
             router.Receive(from, datagram.data(), static_cast<int>(datagram.size()), now);
         } else if (step == kPrintTable) {
             router.PrintTable(now);

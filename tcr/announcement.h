@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tcr/peer_view.h"
+#include "tcr/tcr_time.h"
 
 constexpr int kTcrSlots = 16;  // routers of a subnet
 
@@ -17,7 +18,7 @@ struct TcrAnnouncement {
     std::vector<TcrDevice> devices;
     std::vector<uint8_t> bytes;  // the datagram, sent again as it is
     int repeats = 0;
-    uint32_t sent_tick = 0;
+    TcrTime sent_tick = 0;
 };
 
 // What one edge knows of its subnet, and what is being announced to it. Part of its session; the

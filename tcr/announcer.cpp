@@ -29,7 +29,7 @@ Devices Difference(const Devices& a, const Devices& b) {
 
 }  // namespace
 
-void TcrAnnouncer::Advance(TcrSubnet& subnet, int slot, uint32_t now) {
+void TcrAnnouncer::Advance(TcrSubnet& subnet, int slot, TcrTime now) {
     TcrSession& session = subnet.sessions[slot];
     if (session.presence != TcrPresence::kLoggedIn || !session.settled) return;
     if (session.topology.announcement.active) {
@@ -86,7 +86,7 @@ void TcrAnnouncer::Start(TcrSubnet& subnet, int slot, CTSstpMessage& msg, int ab
     announcement.devices.clear();
     announcement.bytes.assign(msg.GetBufferPtr(), msg.GetBufferPtr() + msg.GetMessageLength());
     announcement.repeats = 0;
-    m_link.Send(session.addr, announcement.bytes.data(),
+    m_link.Send(session.path, announcement.bytes.data(),
                 static_cast<int>(announcement.bytes.size()));
 }
 
@@ -142,7 +142,7 @@ void TcrAnnouncer::AnnounceDeviceEnds(TcrSubnet& subnet, int slot, int about,
     subnet.sessions[slot].topology.announcement.devices = devices;
 }
 
-void TcrAnnouncer::SendAgain(TcrSubnet& subnet, int slot, uint32_t now) {
+void TcrAnnouncer::SendAgain(TcrSubnet& subnet, int slot, TcrTime now) {
     TcrSession& session = subnet.sessions[slot];
     TcrAnnouncement& announcement = session.topology.announcement;
     if (announcement.repeats >= kMaxRepeats) {
@@ -151,7 +151,7 @@ void TcrAnnouncer::SendAgain(TcrSubnet& subnet, int slot, uint32_t now) {
     }
     ++announcement.repeats;
     announcement.sent_tick = now;
-    m_link.Send(session.addr, announcement.bytes.data(),
+    m_link.Send(session.path, announcement.bytes.data(),
                 static_cast<int>(announcement.bytes.size()));
 }
 
@@ -166,7 +166,7 @@ void TcrAnnouncer::GiveUp(TcrSubnet& subnet, int slot) {
 }
 
 bool TcrAnnouncer::Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, int body,
-                               uint32_t now) {
+                               TcrTime now) {
     TcrSession& session = subnet.sessions[slot];
     TcrAnnouncement& announcement = session.topology.announcement;
     bool expected = announcement.active && ack.GetSubType() == announcement.sub_type &&

@@ -16,14 +16,14 @@
 class TcrAnnouncer {
   public:
     static constexpr int kMaxRepeats = 3;
-    static constexpr uint32_t kRepeatMs = 500;
+    static constexpr TcrTime kRepeatMs = 500;
 
     explicit TcrAnnouncer(TcrLink& link) : m_link(link) {}
 
     // Sends what is due to the edge in that slot by now, if anything.
-    void Advance(TcrSubnet& subnet, int slot, uint32_t now);
+    void Advance(TcrSubnet& subnet, int slot, TcrTime now);
     // Takes the edge's answer and goes on; false when it answers nothing that was asked.
-    bool Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, int body, uint32_t now);
+    bool Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, int body, TcrTime now);
 
   private:
     bool Choose(TcrSubnet& subnet, int slot, int about);
@@ -34,7 +34,7 @@ class TcrAnnouncer {
                          const std::vector<TcrDevice>& devices);
     void AnnounceDeviceEnds(TcrSubnet& subnet, int slot, int about,
                             const std::vector<TcrDevice>& devices);
-    void SendAgain(TcrSubnet& subnet, int slot, uint32_t now);
+    void SendAgain(TcrSubnet& subnet, int slot, TcrTime now);
     void GiveUp(TcrSubnet& subnet, int slot);
     void Apply(TcrSession& session);
     bool AcknowledgeAgain(TcrSession& session, CTSstpMessage& ack);

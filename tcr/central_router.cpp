@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kRequestSize = 2048;
 constexpr int kLineSize = 256;
-constexpr uint32_t kMillisPerSecond = 1000;
+constexpr TcrTime kMillisPerSecond = 1000;
 
 const char* PresenceName(const TcrSession& session) {
     switch (session.presence) {
@@ -45,8 +45,7 @@ CTCentralRouter::CTCentralRouter(const TcrConfig& config, TcrLink& link)
     }
 }
 
-void CTCentralRouter::Receive(const CTSockAddr& from, const uint8_t* data, int length,
-                              uint32_t now) {
+void CTCentralRouter::Receive(const TcrPath& from, const uint8_t* data, int length, TcrTime now) {
     ++m_counters.received;
     m_request.Copy(data, length);
     CTSstpMessage msg;
@@ -82,17 +81,21 @@ TcrSubnet* CTCentralRouter::SubnetOf(uint32_t identifier) const {
 }
 
 // The edge with that identifier, if the datagram comes from where it logged in.
-bool CTCentralRouter::FindEdge(uint32_t identifier, const CTSockAddr& from, Edge& edge) {
+bool CTCentralRouter::FindEdge(uint32_t identifier, const TcrPath& from, Edge& edge) {
     edge.subnet = SubnetOf(identifier);
     edge.slot = CTSdwanSubnet::RouterIDToIndex(identifier);
     bool found = edge.subnet && edge.slot < kTcrSlots && edge.Router() &&
-                 edge.Session().addr.GetPort() != 0 && edge.Session().addr == from;
-    if (!found) ++m_counters.foreign;
-    return found;
+                 edge.Session().path.remote.GetPort() != 0 && edge.Session().path.SameRemote(from);
+    if (!found) {
+        ++m_counters.foreign;
+        return false;
+    }
+    edge.Session().path.local = from.local;  // what it is sent leaves from where it asks now
+    return true;
 }
 
-void CTCentralRouter::RelayNetPacket(const CTSockAddr& from, const uint8_t* data, int length,
-                                     CTSstpMessage& msg, uint32_t now) {
+void CTCentralRouter::RelayNetPacket(const TcrPath& from, const uint8_t* data, int length,
+                                     CTSstpMessage& msg, TcrTime now) {
     Edge edge;
     if (!FindEdge(msg.GetSrc(), from, edge)) return;
     TcrSession& sender = edge.Session();
@@ -115,11 +118,11 @@ void CTCentralRouter::RelayNetPacket(const CTSockAddr& from, const uint8_t* data
         ++m_counters.unknown_destination;
         return;
     }
-    ++m_counters.relayed;
-    m_link.Send(edge.subnet->sessions[slot].addr, data, length);
+    bool sent = m_link.Send(edge.subnet->sessions[slot].path, data, length);
+    ++(sent ? m_counters.relayed : m_counters.send_refused);
 }
 
-void CTCentralRouter::HeartBeat(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now) {
+void CTCentralRouter::HeartBeat(const TcrPath& from, CTSstpMessage& msg, TcrTime now) {
     Edge edge;
     CTSstpHeartBeatMsg heartbeat;
     CTSstpHeartBeatAck reply;
@@ -149,7 +152,7 @@ void CTCentralRouter::HeartBeat(const CTSockAddr& from, CTSstpMessage& msg, uint
     m_announcer.Advance(*edge.subnet, edge.slot, now);
 }
 
-void CTCentralRouter::Acknowledgement(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now) {
+void CTCentralRouter::Acknowledgement(const TcrPath& from, CTSstpMessage& msg, TcrTime now) {
     Edge edge;
     if (!FindEdge(msg.GetSrc(), from, edge)) return;
     edge.Session().heard_tick = now;
@@ -158,7 +161,7 @@ void CTCentralRouter::Acknowledgement(const CTSockAddr& from, CTSstpMessage& msg
     }
 }
 
-void CTCentralRouter::Tick(uint32_t now) {
+void CTCentralRouter::Tick(TcrTime now) {
     for (std::unique_ptr<TcrSubnet>& subnet : m_subnets) {
         for (int slot = 0; slot < kTcrSlots; ++slot) {
             Edge edge{subnet.get(), slot};
@@ -170,9 +173,9 @@ void CTCentralRouter::Tick(uint32_t now) {
     }
 }
 
-void CTCentralRouter::CheckSilence(const Edge& edge, uint32_t now) {
+void CTCentralRouter::CheckSilence(const Edge& edge, TcrTime now) {
     TcrSession& session = edge.Session();
-    uint32_t limit = static_cast<uint32_t>(m_config.silent_seconds) * kMillisPerSecond;
+    TcrTime limit = m_config.silent_seconds * kMillisPerSecond;
     if (now - session.heard_tick < limit) return;
     session.presence = TcrPresence::kSilent;
     session.gone_tick = now;
@@ -181,13 +184,13 @@ void CTCentralRouter::CheckSilence(const Edge& edge, uint32_t now) {
     Tell("edge 0x%08x not heard of for %d s, gone", edge.Identifier(), m_config.silent_seconds);
 }
 
-void CTCentralRouter::CheckSettled(const Edge& edge, uint32_t now) {
+void CTCentralRouter::CheckSettled(const Edge& edge, TcrTime now) {
     TcrSession& session = edge.Session();
     if (session.presence != TcrPresence::kLoggedIn || !session.registered) return;
-    if (static_cast<int32_t>(now - session.settle_tick) >= 0) Settle(edge, now);
+    if (now >= session.settle_tick) Settle(edge, now);
 }
 
-void CTCentralRouter::Settle(const Edge& edge, uint32_t now) {
+void CTCentralRouter::Settle(const Edge& edge, TcrTime now) {
     TcrSession& session = edge.Session();
     if (session.settled) return;
     session.settled = true;
@@ -218,7 +221,7 @@ void CTCentralRouter::List(const Edge& edge) {
     session.listed = true;
     session.version = ++edge.subnet->last_version;
     router->SetStatus(kRouterStatusOnline);
-    router->SetSstpAddr(session.addr);
+    router->SetSstpAddr(session.path.remote);
     CTSdwanDeviceList& devices = router->GetDeviceList();
     for (int i = 0; i < devices.Count(); ++i) {
         CTSdwanDevice* device = devices.At(i);
@@ -235,7 +238,7 @@ void CTCentralRouter::Tell(const char* format, ...) {
     m_link.Tell(line);
 }
 
-void CTCentralRouter::PrintTable(uint32_t now) {
+void CTCentralRouter::PrintTable(TcrTime now) {
     for (std::unique_ptr<TcrSubnet>& subnet : m_subnets) {
         Tell("subnet %d \"%s\" gateway %s mask %s", subnet->model.GetIndex(),
              tcr_printable(subnet->model.GetName()).c_str(),
@@ -251,21 +254,24 @@ void CTCentralRouter::PrintTable(uint32_t now) {
          static_cast<unsigned long long>(m_counters.pings));
     Tell(
         "dropped: malformed %llu foreign %llu wrong %llu unknown destination %llu refused logins "
-        "%llu",
+        "%llu send refused %llu",
         static_cast<unsigned long long>(m_counters.malformed),
         static_cast<unsigned long long>(m_counters.foreign),
         static_cast<unsigned long long>(m_counters.wrong),
         static_cast<unsigned long long>(m_counters.unknown_destination),
-        static_cast<unsigned long long>(m_counters.refused_logins));
+        static_cast<unsigned long long>(m_counters.refused_logins),
+        static_cast<unsigned long long>(m_counters.send_refused));
 }
 
-void CTCentralRouter::PrintEdge(const Edge& edge, uint32_t now) {
+void CTCentralRouter::PrintEdge(const Edge& edge, TcrTime now) {
     CTSdwanRouter* router = edge.Router();
     if (!router) return;
     const TcrSession& session = edge.Session();
-    Tell("  edge 0x%08x %-7s serial 0x%08x from %-21s heard %u s ago \"%s\"", edge.Identifier(),
-         PresenceName(session), router->GetSerialNumber(), tcr_addr_text(session.addr).c_str(),
-         (now - session.heard_tick) / kMillisPerSecond, tcr_printable(router->GetLabel()).c_str());
+    Tell("  edge 0x%08x %-7s serial 0x%08x from %-21s heard %lld s ago \"%s\"", edge.Identifier(),
+         PresenceName(session), router->GetSerialNumber(),
+         tcr_addr_text(session.path.remote).c_str(),
+         static_cast<long long>((now - session.heard_tick) / kMillisPerSecond),
+         tcr_printable(router->GetLabel()).c_str());
     CTSdwanDeviceList& devices = router->GetDeviceList();
     for (int i = 0; i < devices.Count(); ++i) {
         CTSdwanDevice* device = devices.At(i);

@@ -10,8 +10,8 @@
 namespace {
 
 // A login repeated within this time is the same one, whose reply was lost or late.
-constexpr uint32_t kSameLoginMs = 5000;
-constexpr uint32_t kRefusalLineMs = 1000;
+constexpr TcrTime kSameLoginMs = 5000;
+constexpr TcrTime kRefusalLineMs = 1000;
 
 }  // namespace
 
@@ -29,7 +29,7 @@ uint32_t CTCentralRouter::JudgeLogin(CTSstpLoginMsg& login, TcrSubnet*& subnet) 
     return kTcrErrNone;
 }
 
-void CTCentralRouter::Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now) {
+void CTCentralRouter::Login(const TcrPath& from, CTSstpMessage& msg, TcrTime now) {
     CTSstpLoginMsg login;
     CTSstpLoginAck reply;
     if (!HoldsBody(msg, CTSstpLoginMsg::GetContextLength())) return;
@@ -48,13 +48,13 @@ void CTCentralRouter::Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t
     Edge edge{subnet, slot};
     TcrSession& session = edge.Session();
     reply.SetIdentifier(edge.Identifier());
-    bool repeated = session.presence == TcrPresence::kLoggedIn && session.addr == from &&
+    bool repeated = session.presence == TcrPresence::kLoggedIn && session.path.SameRemote(from) &&
                     session.login_seq == msg.GetSeq() && now - session.login_tick < kSameLoginMs;
     if (!repeated) {
         // It was killed and came back, or there are two with its serial number.
-        if (session.presence == TcrPresence::kLoggedIn && !(session.addr == from)) {
+        if (session.presence == TcrPresence::kLoggedIn && !session.path.SameRemote(from)) {
             Tell("edge 0x%08x is no longer listened to at %s", edge.Identifier(),
-                 tcr_addr_text(session.addr).c_str());
+                 tcr_addr_text(session.path.remote).c_str());
         }
         // What the edge knew and where it was is over; its address stays its own.
         Unlist(edge, kDeviceStatusOff);
@@ -63,13 +63,13 @@ void CTCentralRouter::Login(const CTSockAddr& from, CTSstpMessage& msg, uint32_t
         session = TcrSession();
         session.lease = lease;
         session.presence = TcrPresence::kLoggedIn;
-        session.addr = from;
+        session.path = from;
         session.login_tick = now;
         session.login_seq = msg.GetSeq();
         session.heard_tick = now;
         CTVersion version(login.GetVersion());
         Tell("edge 0x%08x logged in from %s, serial 0x%08x, version %d.%d.%d, subnet \"%s\"",
-             edge.Identifier(), tcr_addr_text(from).c_str(), login.GetSerialNumber(),
+             edge.Identifier(), tcr_addr_text(from.remote).c_str(), login.GetSerialNumber(),
              version.GetMajor(), version.GetMinor(), version.GetPatch(),
              tcr_printable(subnet->model.GetName()).c_str());
     }
@@ -84,10 +84,7 @@ bool CTCentralRouter::TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot) {
         const TcrSession* longest = nullptr;
         for (TcrSession& session : subnet.sessions) {
             if (session.presence == TcrPresence::kLoggedIn) continue;
-            // Ticks wrap: the earlier of two is the one from which the other lies ahead.
-            if (!longest || static_cast<int32_t>(session.gone_tick - longest->gone_tick) < 0) {
-                longest = &session;
-            }
+            if (!longest || session.gone_tick < longest->gone_tick) longest = &session;
         }
         if (!longest) return false;
         int freed = static_cast<int>(longest - subnet.sessions);
@@ -101,14 +98,15 @@ bool CTCentralRouter::TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot) {
 }
 
 // At most one line a second: anybody can send logins.
-void CTCentralRouter::RefuseLogin(const CTSockAddr& from, uint32_t error, uint32_t now) {
+void CTCentralRouter::RefuseLogin(const TcrPath& from, uint32_t error, TcrTime now) {
     ++m_counters.refused_logins;
     if (m_refusal_told && now - m_last_refusal_tick < kRefusalLineMs) {
         ++m_refusals_not_told;
         return;
     }
-    Tell("login from %s refused, error %u (%llu more not shown)", tcr_addr_text(from).c_str(),
-         error, static_cast<unsigned long long>(m_refusals_not_told));
+    Tell("login from %s refused, error %u (%llu more not shown)",
+         tcr_addr_text(from.remote).c_str(), error,
+         static_cast<unsigned long long>(m_refusals_not_told));
     m_refusal_told = true;
     m_last_refusal_tick = now;
     m_refusals_not_told = 0;
@@ -127,7 +125,7 @@ void CTCentralRouter::DropDevicesBut(const Edge& edge, uint32_t kept) {
         edge.subnet->model.DelDevice(edge.Router(), ip);
 }
 
-bool CTCentralRouter::Logout(const Edge& edge, CTSstpMessage& msg, uint32_t now) {
+bool CTCentralRouter::Logout(const Edge& edge, CTSstpMessage& msg, TcrTime now) {
     CTSstpLogoutAck reply;
     if (!reply.Create()) return true;
     TcrSession& session = edge.Session();

@@ -25,7 +25,7 @@ constexpr int kAddrSize = 4;
 
 // An edge that waits for the reply to its last registration step asks again within its receive
 // time-out, 200 ms by default; after this long it is done with joining.
-constexpr uint32_t kSettleMs = 500;
+constexpr TcrTime kSettleMs = 500;
 
 }  // namespace
 
@@ -36,7 +36,7 @@ bool CTCentralRouter::HoldsBody(CTSstpMessage& msg, int length) {
     return false;
 }
 
-void CTCentralRouter::Reply(const CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply) {
+void CTCentralRouter::Reply(const TcrPath& to, CTSstpMessage& request, CTSstpMessage& reply) {
     reply.SetSeq(request.GetSeq());
     reply.SetSrc(kSstpCentralRouter);
     reply.SetDst(request.GetSrc());
@@ -46,13 +46,13 @@ void CTCentralRouter::Reply(const CTSockAddr& to, CTSstpMessage& request, CTSstp
 
 void CTCentralRouter::ReplyTo(const Edge& edge, CTSstpMessage& request, CTSstpMessage& reply) {
     TcrSession& session = edge.Session();
-    Reply(session.addr, request, reply);
+    Reply(session.path, request, reply);
     session.answered_sub_type = request.GetSubType();
     session.answered_seq = request.GetSeq();
     session.answer.assign(reply.GetBufferPtr(), reply.GetBufferPtr() + reply.GetMessageLength());
 }
 
-void CTCentralRouter::Command(const CTSockAddr& from, CTSstpMessage& msg, uint32_t now) {
+void CTCentralRouter::Command(const TcrPath& from, CTSstpMessage& msg, TcrTime now) {
     if (msg.GetSubType() == kSstpCmmEcho) return Echo(from, msg);
     if (msg.GetSubType() == kSstpCmmLogin) return Login(from, msg, now);
     Edge edge;
@@ -74,7 +74,7 @@ void CTCentralRouter::Command(const CTSockAddr& from, CTSstpMessage& msg, uint32
     if (!Dispatch(edge, msg, now)) ++m_counters.wrong;
 }
 
-bool CTCentralRouter::Dispatch(const Edge& edge, CTSstpMessage& msg, uint32_t now) {
+bool CTCentralRouter::Dispatch(const Edge& edge, CTSstpMessage& msg, TcrTime now) {
     switch (msg.GetSubType()) {
         case kSstpCmmLogout:
             return Logout(edge, msg, now);
@@ -97,7 +97,7 @@ bool CTCentralRouter::Dispatch(const Edge& edge, CTSstpMessage& msg, uint32_t no
     }
 }
 
-void CTCentralRouter::Echo(const CTSockAddr& from, CTSstpMessage& msg) {
+void CTCentralRouter::Echo(const TcrPath& from, CTSstpMessage& msg) {
     CTSstpEchoAck reply;
     if (reply.Create()) Reply(from, msg, reply);
 }
@@ -187,7 +187,7 @@ bool CTCentralRouter::AddRouter(const Edge& edge, CTSstpMessage& msg) {
     return true;
 }
 
-bool CTCentralRouter::AddDevices(const Edge& edge, CTSstpMessage& msg, uint32_t now) {
+bool CTCentralRouter::AddDevices(const Edge& edge, CTSstpMessage& msg, TcrTime now) {
     CTSstpAddDeviceMsg request;
     CTSstpAddDeviceAck reply;
     if (!HoldsBody(msg, kIdentifierSize)) return true;

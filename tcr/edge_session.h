@@ -3,18 +3,19 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/pvu_sockaddr.h"
 #include "tcr/announcement.h"
+#include "tcr/tcr_path.h"
 #include "tcr/tcr_presence.h"
+#include "tcr/tcr_time.h"
 
 // The protocol state of one edge; its router and devices stand in the model, in the same slot.
 struct TcrSession {
     TcrPresence presence = TcrPresence::kAbsent;
-    CTSockAddr addr;  // where it logged in from: the only source that is listened to
-    uint32_t login_tick = 0;
+    TcrPath path;  // its remote end logged in: the only source that is listened to
+    TcrTime login_tick = 0;
     uint16_t login_seq = 0;
-    uint32_t heard_tick = 0;
-    uint32_t gone_tick = 0;
+    TcrTime heard_tick = 0;
+    TcrTime gone_tick = 0;
     uint32_t lease = 0;  // its address, kept for it while it is away; 0: none yet
 
     bool listed = false;      // it registered its router
@@ -24,7 +25,7 @@ struct TcrSession {
     // wait for a reply and takes anything else for a lost one. So nothing is announced to it, nor
     // it to the others: each would greet it with a heartbeat, and three of those end a join.
     bool settled = false;
-    uint32_t settle_tick = 0;
+    TcrTime settle_tick = 0;
 
     // The last request that was answered, and the answer: a repeated request gets it again.
     uint8_t answered_sub_type = 0;

@@ -38,8 +38,7 @@ TcrGateway::TcrGateway(TcrLink& link)
     m_splitter.SetMtu(CTSstpConnect::kDefaultMtu);
 }
 
-bool TcrGateway::Receive(const CTSockAddr& from, const uint8_t* data, int length,
-                         uint32_t gateway) {
+bool TcrGateway::Receive(const TcrPath& from, const uint8_t* data, int length, uint32_t gateway) {
     CTXmitPkt* pkt = m_pool.Alloc();
     if (!pkt) return false;
     bool accepted = false;
@@ -68,7 +67,7 @@ bool TcrGateway::Reassemble(CTXmitPkt& pkt) {
     return true;
 }
 
-bool TcrGateway::Answer(const CTSockAddr& to, CTXmitPkt& request, uint32_t gateway) {
+bool TcrGateway::Answer(const TcrPath& to, CTXmitPkt& request, uint32_t gateway) {
     CTSstpMessage asked;
     asked.Attach(request);
     uint8_t* packet = asked.GetDataPtr();
@@ -88,7 +87,7 @@ bool TcrGateway::Answer(const CTSockAddr& to, CTXmitPkt& request, uint32_t gatew
 }
 
 // The second fragment first: the receiver joins them the quicker way.
-void TcrGateway::SendMessage(const CTSockAddr& to, CTXmitPkt& pkt) {
+void TcrGateway::SendMessage(const TcrPath& to, CTXmitPkt& pkt) {
     if (m_splitter.IsSingle(pkt)) {
         m_spare.SetStatus(kXmitFinished);
         m_splitter.Split(pkt, m_spare);

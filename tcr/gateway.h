@@ -16,12 +16,12 @@ class TcrGateway {
 
     // A network packet message for the gateway address, from the edge at that address. True when
     // it was a ping and is answered, or a fragment that waits for its partner.
-    bool Receive(const CTSockAddr& from, const uint8_t* data, int length, uint32_t gateway);
+    bool Receive(const TcrPath& from, const uint8_t* data, int length, uint32_t gateway);
 
   private:
     bool Reassemble(CTXmitPkt& pkt);
-    bool Answer(const CTSockAddr& to, CTXmitPkt& request, uint32_t gateway);
-    void SendMessage(const CTSockAddr& to, CTXmitPkt& pkt);
+    bool Answer(const TcrPath& to, CTXmitPkt& request, uint32_t gateway);
+    void SendMessage(const TcrPath& to, CTXmitPkt& pkt);
 
     TcrLink& m_link;
     CTXmitPktPool m_pool;

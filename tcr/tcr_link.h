@@ -2,14 +2,15 @@
 
 #include <cstdint>
 
-#include "base/pvu_sockaddr.h"
+#include "tcr/tcr_path.h"
 
 // The central router's way out, so that its logic runs without a socket in tests.
 class TcrLink {
   public:
     virtual ~TcrLink() = default;
-    // One datagram.
-    virtual void Send(const CTSockAddr& to, const void* data, int length) = 0;
+    // One datagram, from the path's local address where that is known. False when the system
+    // refused it: it is lost, as it might have been on the road.
+    virtual bool Send(const TcrPath& to, const void* data, int length) = 0;
     // One line for the operator, without newline.
     virtual void Tell(const char* line) = 0;
 };

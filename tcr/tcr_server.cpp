@@ -18,8 +18,8 @@ constexpr int kBufSize = 2048;
 constexpr int kDatagramsBetweenTicks = 64;
 constexpr int kSocketBufferKb = 1024;
 
-uint32_t Now() {
-    return static_cast<uint32_t>(pvu_get_current_tick());
+TcrTime Now() {
+    return static_cast<TcrTime>(pvu_get_current_tick());
 }
 
 }  // namespace
@@ -51,7 +51,7 @@ bool TcrServer::Open(const TcrOption& option, std::string& fault) {
 
 void TcrServer::Run(const TcrConfig& config) {
     CTCentralRouter router(config, *this);
-    uint32_t last_tick = Now();
+    TcrTime last_tick = Now();
     for (;;) {
         pollfd wait[] = {{m_udp.GetHandle(), POLLIN, 0}, {m_signals, POLLIN, 0}};
         poll(wait, 2, kTickMs);
@@ -72,7 +72,7 @@ void TcrServer::Receive(CTCentralRouter& router) {
         ssize_t n = recvfrom(m_udp.GetHandle(), data, sizeof data, MSG_DONTWAIT | MSG_TRUNC,
                              reinterpret_cast<sockaddr*>(&from), &size);
         if (n < 0) return;
-        router.Receive(CTSockAddr(&from), data, n > kBufSize ? 0 : static_cast<int>(n), Now());
+        router.Receive({CTSockAddr(&from)}, data, n > kBufSize ? 0 : static_cast<int>(n), Now());
     }
 }
 
@@ -88,8 +88,8 @@ bool TcrServer::HandleSignal(CTCentralRouter& router) {
     return false;
 }
 
-void TcrServer::Send(const CTSockAddr& to, const void* data, int length) {
-    m_udp.Write(to.GetSockAddrin(), data, length);
+bool TcrServer::Send(const TcrPath& to, const void* data, int length) {
+    return m_udp.Write(to.remote.GetSockAddrin(), data, length) == length;
 }
 
 void TcrServer::Tell(const char* line) {

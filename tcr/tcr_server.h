@@ -19,7 +19,7 @@ class TcrServer : public TcrLink {
     // Serves until SIGINT or SIGTERM.
     void Run(const TcrConfig& config);
 
-    void Send(const CTSockAddr& to, const void* data, int length) override;
+    bool Send(const TcrPath& to, const void* data, int length) override;
     void Tell(const char* line) override;
 
   private:

@@ -13,9 +13,10 @@ class LiveCentralRouter : public TcrLink {
   public:
     uint16_t Port() const { return m_peer.Port(); }
 
-    void Send(const CTSockAddr& to, const void* data, int length) override {
+    bool Send(const TcrPath& to, const void* data, int length) override {
         const uint8_t* bytes = static_cast<const uint8_t*>(data);
-        m_peer.SendBytes(WireBytes(bytes, bytes + length), to.GetPort());
+        m_peer.SendBytes(WireBytes(bytes, bytes + length), to.remote.GetPort());
+        return true;
     }
     void Tell(const char* line) override { printf("%s\n", line); }
 
@@ -25,8 +26,8 @@ class LiveCentralRouter : public TcrLink {
     void Run(std::stop_token stop) {
         while (!stop.stop_requested()) {
             std::optional<WireBytes> bytes = m_peer.ReceiveBytes(kTickMs);
-            uint32_t now = static_cast<uint32_t>(pvu_get_current_tick());
-            CTSockAddr from("127.0.0.1", m_peer.LastPort());
+            TcrTime now = static_cast<TcrTime>(pvu_get_current_tick());
+            TcrPath from{CTSockAddr("127.0.0.1", m_peer.LastPort())};
             if (bytes) m_router.Receive(from, bytes->data(), static_cast<int>(bytes->size()), now);
             m_router.Tick(now);
         }

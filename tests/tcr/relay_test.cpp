@@ -70,6 +70,28 @@ TEST_F(Relay, PassesPacketsAndFragmentsOnAsTheyComeAndDropsThoseForNobodyOrFromS
     EXPECT_EQ(counters.wrong, 1u);
 }
 
+TEST_F(Relay, APacketThatTheSystemRefusesIsNotCountedAsRelayed) {
+    rig.refusing = true;
+    rig.Receive(a.port, NetPacket(a, b.identifier, WireBytes(20, 7)));
+    rig.refusing = false;
+    rig.Receive(a.port, NetPacket(a, b.identifier, WireBytes(20, 7)));
+    EXPECT_EQ(b.Next().seq, seq);
+    EXPECT_EQ(rig.router.GetCounters().relayed, 1u);
+    EXPECT_EQ(rig.router.GetCounters().send_refused, 1u);
+}
+
+TEST_F(Relay, WhateverGoesToAnEdgeLeavesFromTheAddressThatItAskedLast) {
+    rig.local = Ip(10, 0, 0, 7);
+    b.HeartBeat();
+    EXPECT_EQ(rig.sent_from[b.port], Ip(10, 0, 0, 7));
+    rig.local = Ip(10, 0, 0, 8);
+    rig.Receive(a.port, NetPacket(a, b.identifier, WireBytes(20, 7)));
+    EXPECT_EQ(rig.sent_from[b.port], Ip(10, 0, 0, 7));
+    SimulatedEdge c{rig, 1003, 0xC};
+    c.Login();
+    EXPECT_EQ(rig.sent_from[c.port], Ip(10, 0, 0, 8));
+}
+
 TEST_F(Relay, AnswersPingsToTheGatewayAtEverySize) {
     for (size_t data : {0u, 56u, 1356u, 1357u, 1372u, 1373u, 1472u}) {
         WireBytes request = PingPacket(a.ip, kGateway, data);

@@ -9,6 +9,7 @@ namespace {
 using namespace wire_sub;
 
 constexpr uint32_t kGateway = Ip(192, 168, 15, 5);
+constexpr TcrTime kDay = 24LL * 60 * 60 * 1000;
 constexpr uint32_t kMask = Ip(255, 255, 255, 0);
 
 class Requests : public testing::Test {
@@ -107,7 +108,7 @@ TEST_F(Requests, AFullSubnetRefusesUntilAnEdgeIsGone) {
     }
     EXPECT_EQ(a.AskLogin().error, 1003u);
     edges[7].Leave();
-    rig.Pass(100);
+    rig.now += 25 * kDay;  // more than half of what 32 bits of milliseconds hold
     edges[3].Leave();
     a.Join();  // in the place of the one that has been away longest
     EXPECT_EQ(a.identifier, edges[7].identifier);
@@ -157,7 +158,8 @@ TEST_F(Requests, ForeignWrongAndMalformedRequestsAreCountedAndDropped) {
     rig.lines.clear();
     rig.router.PrintTable(rig.now);
     EXPECT_EQ(rig.lines.back(),
-              "dropped: malformed 15 foreign 4 wrong 7 unknown destination 0 refused logins 0");
+              "dropped: malformed 15 foreign 4 wrong 7 unknown destination 0 refused logins 0 send "
+              "refused 0");
 }
 
 TEST_F(Requests, WhatIsAnotherEdgesCannotBeRegistered) {
@@ -212,16 +214,16 @@ TEST_F(Requests, TheTableShowsSubnetsEdgesAndDevices) {
     edge.Join();
     rig.Pass(1000);
     rig.lines.clear();
-    rig.router.PrintTable(rig.now + 2000);
-    EXPECT_THAT(
-        rig.lines,
-        testing::ElementsAre(
-            "subnet 0 \"qwop\" gateway 192.168.15.5 mask 255.255.255.0",
-            "  edge 0x00000000 joined  serial 0x00000077 from 10.0.0.1:4000         heard 3 s "
-            "ago \"edge 119\"",
-            "    device 192.168.15.77, 02:00:00:00:00:77, on(1), ipv4(1)",
-            "received 5 relayed 0 answered 5 pings 0",
-            "dropped: malformed 0 foreign 0 wrong 0 unknown destination 0 refused logins 0"));
+    rig.router.PrintTable(rig.now - 1000 + 60 * kDay);
+    EXPECT_THAT(rig.lines,
+                testing::ElementsAre("subnet 0 \"qwop\" gateway 192.168.15.5 mask 255.255.255.0",
+                                     "  edge 0x00000000 joined  serial 0x00000077 from "
+                                     "10.0.0.1:4000         heard 5184000 s "
+                                     "ago \"edge 119\"",
+                                     "    device 192.168.15.77, 02:00:00:00:00:77, on(1), ipv4(1)",
+                                     "received 5 relayed 0 answered 5 pings 0",
+                                     "dropped: malformed 0 foreign 0 wrong 0 unknown destination 0 "
+                                     "refused logins 0 send refused 0"));
     EXPECT_EQ(tcr_printable("a\x1b[31m\tb"), "a.[31m.b");
 }
 

@@ -13,15 +13,18 @@
 struct CentralRouterRig : TcrLink {
     explicit CentralRouterRig(const TcrConfig& config = TcrConfig()) : router(config, *this) {}
 
-    void Send(const CTSockAddr& to, const void* data, int length) override {
+    bool Send(const TcrPath& to, const void* data, int length) override {
         const uint8_t* bytes = static_cast<const uint8_t*>(data);
-        sent[to.GetPort()].push_back(ExpectMessage(WireBytes(bytes, bytes + length), true));
+        if (refusing) return false;
+        sent[to.remote.GetPort()].push_back(ExpectMessage(WireBytes(bytes, bytes + length), true));
+        sent_from[to.remote.GetPort()] = to.local;
+        return true;
     }
     void Tell(const char* line) override { lines.push_back(line); }
 
     void Receive(uint16_t port, const WireBytes& bytes) {
-        router.Receive(CTSockAddr("10.0.0.1", port), bytes.data(), static_cast<int>(bytes.size()),
-                       now);
+        router.Receive({CTSockAddr("10.0.0.1", port), local}, bytes.data(),
+                       static_cast<int>(bytes.size()), now);
     }
     void Receive(uint16_t port, const WireMessage& message) { Receive(port, message.Encode()); }
     // Lets time pass in steps, as the server's loop does.
@@ -31,7 +34,10 @@ struct CentralRouterRig : TcrLink {
     }
 
     CTCentralRouter router;
-    uint32_t now = 0xFFFFF000;  // wraps while the tests run
+    TcrTime now = 0xFFFFF000;                // passes 32 bits while the tests run
+    uint32_t local = 0;                      // the address of ours that datagrams come to
+    bool refusing = false;                   // the system takes no datagram
+    std::map<uint16_t, uint32_t> sent_from;  // the last one to each port
     std::map<uint16_t, std::deque<WireMessage>> sent;
     std::vector<std::string> lines;
 };
