@@ -31,14 +31,44 @@ CTXmitPkt* CTNetPktFragLinker::FindIf(Match match) {
 }
 
 int CTNetPktFragLinker::Add(CTXmitPkt& pkt) {
+    return Add(pkt, static_cast<uint32_t>(CTTime::GetCurrentTick()));
+}
+
+int CTNetPktFragLinker::Add(CTXmitPkt& pkt, uint32_t now) {
+    static_assert(CTNetSourceProgress::kMaxSources >= kMaxWaiting);
     if (m_list.count() >= kMaxWaiting) {
         Delete(*static_cast<CTXmitPkt*>(m_list.back()));
         m_evicted.Add();
     }
-    pkt.SetRecvTick(static_cast<unsigned>(CTTime::GetCurrentTick()));
+    CTSstpMessage msg;
+    if (msg.Attach(pkt)) pkt.SetStoreMark(m_progress.Hold(msg.GetSrc(), msg.GetSeq()));
+    pkt.SetRecvTick(now);
     m_list.push_front(&pkt);
     ++m_in_bucket[BucketOf(pkt)];
     return 0;
+}
+
+// The list is in the order of arrival, so each fragment is looked at here once in its life, and
+// the oldest one in vain.
+void CTNetPktFragLinker::DropAged(uint32_t now) {
+    while (m_list.count() > 0) {
+        CTXmitPkt* oldest = static_cast<CTXmitPkt*>(m_list.back());
+        if (now - oldest->GetRecvTick() <= kMaxAgeMs) return;
+        Delete(*oldest);
+        m_aged.Add();
+    }
+}
+
+CTXmitPkt* CTNetPktFragLinker::FindPartner(CTSstpMessage& msg, uint32_t now) {
+    Note(msg);
+    DropAged(now);
+    CTXmitPkt* stored = Find(msg);
+    if (!stored) return nullptr;
+    uint32_t passed = m_progress.PassedSince(msg.GetSrc(), stored->GetStoreMark());
+    if (passed < kMaxNumbersPassed) return stored;
+    Delete(*stored);
+    m_aged.Add();
+    return nullptr;
 }
 
 CTXmitPkt* CTNetPktFragLinker::Find(unsigned src, unsigned short seq) {
@@ -61,6 +91,8 @@ CTXmitPkt* CTNetPktFragLinker::Find(CTXmitPkt& pkt) {
 int CTNetPktFragLinker::Delete(CTXmitPkt& pkt) {
     m_list.erase(&pkt);
     --m_in_bucket[BucketOf(pkt)];
+    CTSstpMessage msg;
+    if (msg.Attach(pkt)) m_progress.Release(msg.GetSrc());
     pkt.Release();
     return 0;
 }
@@ -81,4 +113,5 @@ void CTNetPktFragLinker::Release() {
     while (CTLinkedNode* node = m_list.pop_front())
         static_cast<CTXmitPkt*>(node)->Release();
     m_in_bucket.fill(0);
+    m_progress.Clear();
 }

@@ -5,6 +5,7 @@
 
 #include "base/pvu_counter.h"
 #include "base/pvu_list.h"
+#include "inet/tnet_source_progress.h"
 #include "inet/xmit_pkt.h"
 #include "sstp/sstp_message.h"
 
@@ -15,15 +16,28 @@
 // A fragment that comes before its partner, as every pair's first one does, must not walk past all
 // that waits: a count of those in the same bucket of a hash tells mostly that there is none to
 // find. The header of a stored fragment stays as it is.
+//
+// Numbers come again after 65,536 messages of their source, so half of a packet that was lost would
+// one day meet half of another one. A fragment that waited longer than 2 seconds, or since whose
+// arrival its source went on by 4,096 numbers, is therefore nobody's partner. Receivers look for
+// one with FindPartner alone; Find tells what is stored, whatever its age.
 class CTNetPktFragLinker {
   public:
     // Anybody can send fragments without partner: the oldest goes when one more arrives.
     static constexpr int kMaxWaiting = 256;
+    static constexpr uint32_t kMaxAgeMs = 2000;
+    static constexpr uint32_t kMaxNumbersPassed = 4096;
 
     ~CTNetPktFragLinker() { Release(); }
 
-    // Stamps the descriptor's receive tick and stores it; 0.
+    // Stamps the descriptor's receive tick and stores it; 0. With the tick where it is known.
     int Add(CTXmitPkt& pkt);
+    int Add(CTXmitPkt& pkt, uint32_t now);
+    // A fragment arrived: the stored one with its src and seq, or null when there is none or it is
+    // too old. Fragments that are too old are counted and released on the way.
+    CTXmitPkt* FindPartner(CTSstpMessage& msg, uint32_t now);
+    // A message that is no fragment arrived: its source has come that far.
+    void Note(CTSstpMessage& msg) { m_progress.Note(msg.GetSrc(), msg.GetSeq()); }
     // The newest descriptor with that src and seq (and frame index), or null.
     CTXmitPkt* Find(unsigned src, unsigned short seq);
     CTXmitPkt* Find(unsigned src, unsigned short seq, unsigned char index);
@@ -40,6 +54,8 @@ class CTNetPktFragLinker {
     int Count() const { return m_list.count(); }
     // Fragments that went because the store was full.
     uint64_t GetEvicted() const { return m_evicted.Get(); }
+    // Fragments that went because they were too old. Any thread, as the one above.
+    uint64_t GetAged() const { return m_aged.Get(); }
 
   private:
     static constexpr size_t kBuckets = 4096;
@@ -48,8 +64,11 @@ class CTNetPktFragLinker {
     static size_t BucketOf(CTXmitPkt& pkt);
     template <typename Match>
     CTXmitPkt* FindIf(Match match);
+    void DropAged(uint32_t now);
 
     CTLinkedList m_list;
     std::array<uint16_t, kBuckets> m_in_bucket{};  // how many of the list
+    CTNetSourceProgress m_progress;
     CTCounter m_evicted;
+    CTCounter m_aged;
 };

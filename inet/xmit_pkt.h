@@ -59,6 +59,9 @@ class CTXmitPkt : public CTLinkedNode {
     int GetRecvLength() const { return m_recv_length; }
     void SetRecvTick(unsigned tick) { m_recv_tick = tick; }
     unsigned GetRecvTick() const { return m_recv_tick; }
+    // The fragment store's own mark, while it holds the descriptor.
+    void SetStoreMark(uint32_t mark) { m_store_mark = mark; }
+    uint32_t GetStoreMark() const { return m_store_mark; }
     void SetSource(uint8_t source) { m_source = source; }
     uint8_t GetSource() const { return m_source; }
     void SetStatus(int status) { m_status = status; }
@@ -92,6 +95,7 @@ class CTXmitPkt : public CTLinkedNode {
     CTSockAddr m_send_addr;
     uint32_t m_recv_tick = 0;
     int m_recv_length = 0;
+    uint32_t m_store_mark = 0;
     uint8_t m_source = kXmitFromTap;
     CTSkBuffer* m_own_skb = nullptr;  // the buffer that this descriptor created, or null
     CTSkBuffer* m_skb = nullptr;      // the buffer in use

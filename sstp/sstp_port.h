@@ -98,6 +98,7 @@ class CTSstpPort {
     };
     const Counters& GetCounters() const { return m_counters; }
     uint64_t GetFragmentsEvicted() const { return m_fragments.GetEvicted(); }
+    uint64_t GetFragmentsAged() const { return m_fragments.GetAged(); }
     int GetFragmentsWaiting() const { return m_fragments_waiting; }
     CTXmitPktMtFifo& GetRxQueue() { return m_rx_fifo; }
     CTXmitPktMtFifo& GetTxQueue() { return m_tx_fifo; }
@@ -110,7 +111,7 @@ class CTSstpPort {
     int Put(CTXmitPktMtFifo& queue, CTXmitPkt& pkt);
     CTXmitPkt* Take(CTXmitPktMtFifo& queue);
     void Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore);
-    void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, CTSstpMessage& stored_msg);
+    void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, uint32_t now);
     static bool IsNetPacket(CTXmitPkt& pkt);
     bool IsFlooded(CTXmitPkt& pkt);
     bool BacklogIsFull();

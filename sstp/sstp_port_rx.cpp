@@ -158,20 +158,22 @@ void CTSstpPort::RecvNetPacketDone(CTXmitPkt& pkt) {
     CTSstpMessage msg;
     msg.Attach(pkt);
     if (m_merger.IsSingle(msg)) {
+        m_fragments.Note(msg);
         pkt.SetStatus(kXmitDeliver);
         return;
     }
-    CTXmitPkt* stored = m_fragments.Find(msg);
+    uint32_t now = Now();
+    CTXmitPkt* stored = m_fragments.FindPartner(msg, now);
     if (!stored) {
         pkt.SetStatus(kXmitHeld);
-        m_fragments.Add(pkt);
+        m_fragments.Add(pkt, now);
         return;
     }
     CTSstpMessage stored_msg;
     stored_msg.Attach(*stored);
     if (stored_msg.GetFrameTotal() != kFrameTotalNone &&
         stored_msg.GetFrameIndex() == msg.GetFrameIndex()) {
-        ReplaceRepeated(pkt, *stored, stored_msg);
+        ReplaceRepeated(pkt, *stored, now);
         return;
     }
     int result = m_merger.Merge(pkt, *stored);
@@ -180,13 +182,14 @@ void CTSstpPort::RecvNetPacketDone(CTXmitPkt& pkt) {
     m_fragments.Delete(*stored);
 }
 
-void CTSstpPort::ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored,
-                                 CTSstpMessage& stored_msg) {
+void CTSstpPort::ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, uint32_t now) {
+    CTSstpMessage stored_msg;
+    stored_msg.Attach(stored);
     printf("Recv same frame, src: %d, ft: %d, fi: %d\n", static_cast<int>(stored_msg.GetSrc()),
            stored_msg.GetFrameTotal(), stored_msg.GetFrameIndex());
     m_fragments.Delete(stored);
     incoming.SetStatus(kXmitHeld);
-    m_fragments.Add(incoming);
+    m_fragments.Add(incoming, now);
 }
 
 void CTSstpPort::RecvXmitPacketFinish(CTXmitPkt& pkt) {

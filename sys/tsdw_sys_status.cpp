@@ -44,6 +44,7 @@ void AddTunnel(CTString& text, const CTSstpPort& port) {
     Add(text, "messages received", counters.received.Get());
     Add(text, "dropped, malformed datagram", counters.malformed.Get());
     Add(text, "dropped, fragment without partner", port.GetFragmentsEvicted());
+    Add(text, "dropped, fragment too old", port.GetFragmentsAged());
     Add(text, "dropped, too large when joined", counters.merge_refused.Get());
     Add(text, "dropped, receive queue full", counters.rx_queue_full.Get());
     Add(text, "dropped, flood of commands", counters.flooded.Get());

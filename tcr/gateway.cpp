@@ -1,5 +1,6 @@
 #include "tcr/gateway.h"
 
+#include "base/pvu_tick.h"
 #include "inet/tnet_icmp_packet.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_message.h"
@@ -54,8 +55,12 @@ bool TcrGateway::Reassemble(CTXmitPkt& pkt) {
     pkt.SetStatus(kXmitDeliver);
     CTSstpMessage msg;
     if (!msg.Attach(pkt)) return false;
-    if (m_merger.IsSingle(msg)) return true;
-    CTXmitPkt* stored = m_fragments.Find(msg);
+    if (m_merger.IsSingle(msg)) {
+        m_fragments.Note(msg);
+        return true;
+    }
+    uint32_t now = static_cast<uint32_t>(pvu_get_current_tick());
+    CTXmitPkt* stored = m_fragments.FindPartner(msg, now);
     CTSstpMessage stored_msg;
     bool repeated =
         stored && stored_msg.Attach(stored) && stored_msg.GetFrameIndex() == msg.GetFrameIndex();
@@ -63,7 +68,7 @@ bool TcrGateway::Reassemble(CTXmitPkt& pkt) {
     if (stored) m_fragments.Delete(*stored);
     if (stored && !repeated) return joined;
     pkt.SetStatus(kXmitHeld);
-    m_fragments.Add(pkt);
+    m_fragments.Add(pkt, now);
     return true;
 }
 

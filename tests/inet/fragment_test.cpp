@@ -5,6 +5,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "inet/tnet_frag_linker.h"
 #include "inet/tnet_merger.h"
@@ -226,6 +227,136 @@ TEST_F(Fragments, TheOldestGoesWhenTheStoreIsFull) {
     EXPECT_EQ(store.GetEvicted(), 44u);
     EXPECT_EQ(store.Find(1, 43), nullptr);
     EXPECT_NE(store.Find(1, 44), nullptr);
+}
+
+class AgedFragments : public Fragments {
+  protected:
+    CTXmitPkt* Partner(uint32_t src, uint16_t seq) {
+        Packet arrived = Message(20, src, seq);
+        CTSstpMessage msg;
+        msg.Attach(*arrived);
+        return store.FindPartner(msg, static_cast<uint32_t>(pvu_get_current_tick()));
+    }
+    void Pass(uint32_t src, uint16_t seq) {
+        Packet arrived = Message(20, src, seq);
+        CTSstpMessage msg;
+        msg.Attach(*arrived);
+        store.Note(msg);
+    }
+    MovedClock clock{0xFFFFFF00};  // its low 32 bits wrap on the way
+};
+
+TEST_F(AgedFragments, APartnerIsAtMostTwoSecondsOld) {
+    Store(Message(20, 1, 1));
+    clock.Advance(1);
+    CTXmitPkt* young = Store(Message(20, 1, 2));
+    clock.Advance(2000);
+    EXPECT_EQ(Partner(1, 2), young);
+    EXPECT_EQ(store.Count(), 1) << "the older one is released";
+    EXPECT_EQ(Partner(1, 1), nullptr);
+    clock.Advance(1);
+    EXPECT_EQ(Partner(1, 2), nullptr);
+    EXPECT_EQ(store.GetAged(), 2u);
+    EXPECT_EQ(store.Count(), 0);
+}
+
+// 4,096 numbers on, by whatever steps, in whatever order, and also where the number itself is due
+// again; other sources' numbers are no concern.
+TEST_F(AgedFragments, APartnersSourceHasNotGoneOnByFourThousandNumbers) {
+    constexpr uint16_t kFirst = 0xFF00;
+    struct {
+        std::vector<int> numbers;  // that arrive meanwhile, counted from the fragment's own
+        bool found;
+    } const kPassages[] = {{{}, true},
+                           {{4095}, true},
+                           {{4096}, false},
+                           {{60, 2000, 1999, 61, 4095, 100}, true},
+                           {{2000, 4000, 1000, 4096}, false},
+                           {{-1, -4096}, true},  // late ones
+                           {{30000, 60000}, false},
+                           {{-5000}, false}};  // the source has started anew
+    for (const auto& passage : kPassages) {
+        CTXmitPkt* stored = Store(Message(20, 1, kFirst));
+        Store(Message(20, 1, kFirst + 1));
+        CTXmitPkt* other = Store(Message(20, 2, kFirst));
+        for (int number : passage.numbers)
+            Pass(1, static_cast<uint16_t>(kFirst + number));
+        EXPECT_EQ(Partner(1, kFirst), passage.found ? stored : nullptr);
+        EXPECT_EQ(Partner(2, kFirst), other);
+        store.Release();
+    }
+    EXPECT_EQ(store.GetAged(), 4u);
+}
+
+TEST_F(AgedFragments, EverySourceThatWaitsIsKnown) {
+    for (int round = 0; round < 3; ++round) {
+        for (uint32_t src = 0; src < 300; ++src)
+            Store(Message(20, src << 8, 5));
+        for (uint32_t src = 0; src < 300; src += 2)
+            Pass(src << 8, 5 + 4096);
+        for (uint32_t src = 44; src < 300; ++src)
+            EXPECT_EQ(Partner(src << 8, 5) != nullptr, src % 2 == 1) << src;
+        if (round == 1) store.Release();
+    }
+}
+
+// Full packets, each half of which names its packet, after the loss of some halves; once with time
+// passing, so that age tells the old ones, and once without.
+TEST_F(AgedFragments, AMillionPacketsAfterALossAreWhole) {
+    constexpr uint32_t kPackets = 1000000;
+    constexpr uint32_t kLost = 200;
+    constexpr int kFirstSize = 1400;
+    constexpr int kSecondSize = 132;
+    uint32_t whole_ones = 0;
+    auto half = [&](uint32_t number, uint8_t index) {
+        int size = index == 0 ? kFirstSize : kSecondSize;
+        CTSstpMsgHdr header;
+        header.Fill(kSstpNetPacket, 0, static_cast<uint16_t>(number), static_cast<uint16_t>(size),
+                    2, index, 1, 9);
+        CTXmitPkt* pkt = pool.Alloc();
+        pkt->Write(header.GetPtr(), kSstpHeaderSize);
+        uint32_t content[] = {number, index};
+        pkt->Write(content, sizeof content);
+        pkt->SkbPut(size - pkt->GetSkb()->GetDataLength());
+        return pkt;
+    };
+    auto is_half = [](const uint8_t* data, uint32_t number, uint32_t index) {
+        uint32_t content[2];
+        memcpy(content, data, sizeof content);
+        return content[0] == number && content[1] == index;
+    };
+    auto receive = [&](uint32_t number, uint8_t index) {
+        CTXmitPkt* pkt = half(number, index);
+        CTSstpMessage msg;
+        msg.Attach(*pkt);
+        uint32_t now = static_cast<uint32_t>(pvu_get_current_tick());
+        CTXmitPkt* stored = store.FindPartner(msg, now);
+        if (!stored) {
+            store.Add(*pkt, now);
+            return;
+        }
+        const uint8_t* data = pkt->GetSkb()->GetData();
+        bool joined = merger.Merge(*pkt, *stored) == 0;
+        if (joined && is_half(data + kSstpHeaderSize, number, 0) &&
+            is_half(data + kFirstSize, number, 1)) {
+            ++whole_ones;
+        }
+        store.Delete(*stored);
+        pkt->Release();
+    };
+    uint32_t number = 0;
+    for (uint64_t ms : {1u, 0u}) {
+        for (uint32_t i = 0; i < kLost; ++i)
+            receive(number++, i % 2 == 0 ? 0 : 1);
+        for (uint32_t i = 0; i < kPackets / 2; ++i) {
+            receive(number, 1);
+            receive(number++, 0);
+            if (i % 10 == 0) clock.Advance(ms);
+        }
+    }
+    EXPECT_EQ(whole_ones, kPackets);
+    EXPECT_EQ(store.GetAged(), 2 * kLost);
+    EXPECT_EQ(store.Count(), 0);
 }
 
 TEST_F(Fragments, TheSweepRemovesTheYoungAndKeepsTheOld) {

@@ -162,6 +162,33 @@ TEST_F(Port, JoinsTheTwoFragmentsOfOneSourceAndNumber) {
     EXPECT_EQ(printed.find(line), printed.rfind(line)) << "once";
 }
 
+// Half of a packet that was lost once joined a later packet of the same number, and left that one's
+// half for the next.
+TEST_F(Port, AnOldHalfIsNoPartner) {
+    MovedClock clock;
+    auto receive = [&](const WireMessage& message) {
+        CTXmitPkt* pkt = Packet(message);
+        port.RecvXmitPacketHandle(*pkt);
+        port.RecvXmitPacketFinish(*pkt);
+        return port.GetRxQueue().Count();
+    };
+    auto [old_first, old_second] = Fragments(NetPacket(1490));
+    auto [first, second] = Fragments(NetPacket(1500));
+    for (const WireMessage& old : {old_first, old_second}) {
+        EXPECT_EQ(receive(old), 0);
+        clock.Advance(4000);
+        EXPECT_EQ(receive(second), 0);
+        EXPECT_EQ(receive(first), 1);
+        CTXmitPkt* pkt = port.GetRxQueue().Dequeue();
+        EXPECT_EQ(WireBytes(pkt->GetSkb()->GetData(),
+                            pkt->GetSkb()->GetData() + pkt->GetSkb()->GetDataLength()),
+                  NetPacket(1500).Encode());
+        pkt->Release();
+    }
+    EXPECT_EQ(port.GetFragmentsAged(), 2u);
+    EXPECT_EQ(port.GetFragmentsWaiting(), 0);
+}
+
 TEST_F(Port, SendsNetworkPacketsToTheCentralRouterInAtMostTwoPieces) {
     Open();
     UdpPeer elsewhere;
