@@ -5,6 +5,7 @@
 
 #include "base/pvu_rwlock.h"
 #include "base/pvu_thread.h"
+#include "base/pvu_thread_safety.h"
 
 class CTNetDevice;
 class CTP2pConnectList;
@@ -40,6 +41,13 @@ class CTForwardBase {
     bool IsComplete() const { return m_port && m_device && m_subnet && m_peers; }
     int StartThread();
     void StopThread();
+
+    // The model and the peers for reading, by whoever holds the lock, and for changing them.
+    const CTSdwanSubnet& GetSubnet() const PVU_REQUIRES_SHARED(*m_lock) { return *m_subnet; }
+    const CTP2pConnectList& GetPeers() const PVU_REQUIRES_SHARED(*m_lock) { return *m_peers; }
+    CTSdwanSubnet& EditSubnet() PVU_REQUIRES(*m_lock) { return *m_subnet; }
+    CTP2pConnectList& EditPeers() PVU_REQUIRES(*m_lock) { return *m_peers; }
+
     // The thread's body.
     virtual void DoneLoop() = 0;
 
@@ -47,12 +55,13 @@ class CTForwardBase {
     std::atomic<uint8_t> m_running{0};
     CTSstpPort* m_port = nullptr;
     CTNetDevice* m_device = nullptr;
-    CTSdwanSubnet* m_subnet = nullptr;
-    CTP2pConnectList* m_peers = nullptr;
     CTReadWriteLock* m_lock = &m_own_lock;
 
   private:
     static void* ThreadEntry(void* forwarder);
+
+    CTSdwanSubnet* m_subnet PVU_PT_GUARDED_BY(*m_lock) = nullptr;
+    CTP2pConnectList* m_peers PVU_PT_GUARDED_BY(*m_lock) = nullptr;
 
     CTReadWriteLock m_own_lock;
 };

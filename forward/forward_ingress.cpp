@@ -104,8 +104,8 @@ int CTForwardIngress::CommandAckHandle(CTXmitPkt& pkt) {
 
 void CTForwardIngress::P2pHeartbeat() {
     CTWriteGuard guard(*m_lock);
-    for (int i = 0; i < m_peers->Count(); ++i) {
-        if (CTP2PConnect* peer = m_peers->At(i)) peer->HeartBeat(*m_port);
+    for (int i = 0; i < EditPeers().Count(); ++i) {
+        if (CTP2PConnect* peer = EditPeers().At(i)) peer->HeartBeat(*m_port);
     }
 }
 

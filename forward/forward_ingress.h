@@ -54,6 +54,8 @@ class CTForwardIngress : public CTForwardBase {
   private:
     bool HoldsBody(CTXmitPkt& pkt, int length);
     bool ReplaceRouter(CTSstpAddRouterMsg& msg);
+    void PrintSubnet() const;
+    void PrintPeers() const;
     void AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamList& list);
 
     CTCounter m_malformed;

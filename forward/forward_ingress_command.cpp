@@ -55,12 +55,22 @@ int CTForwardIngress::CommandAddRouterDone(CTXmitPkt& pkt) {
     return SendAck(pkt, ack);
 }
 
+void CTForwardIngress::PrintSubnet() const {
+    CTReadGuard guard(*m_lock);
+    GetSubnet().Print();
+}
+
+void CTForwardIngress::PrintPeers() const {
+    CTReadGuard guard(*m_lock);
+    GetPeers().Print();
+}
+
 bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg) {
     CTSockAddr addr;
     msg.GetExtSockaddr(addr);
     {
         CTWriteGuard guard(*m_lock);
-        CTSdwanRouter* router = m_subnet->ReplaceRouter(msg.GetIdentifier());
+        CTSdwanRouter* router = EditSubnet().ReplaceRouter(msg.GetIdentifier());
         if (!router) return false;
         router->SetLabel(msg.GetRouterLabel());
         router->SetType(msg.GetRouterType());
@@ -69,12 +79,12 @@ bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg) {
         router->SetSerialNumber(msg.GetSerialNumber());
         router->SetSstpAddr(addr);
     }
-    m_subnet->Print();
+    PrintSubnet();
     {
         CTWriteGuard guard(*m_lock);
-        m_peers->Insert(msg.GetIdentifier(), addr);
+        EditPeers().Insert(msg.GetIdentifier(), addr);
     }
-    m_peers->Print();
+    PrintPeers();
     return true;
 }
 
@@ -87,9 +97,9 @@ int CTForwardIngress::CommandDelRouterDone(CTXmitPkt& pkt) {
     msg.Print();
     {
         CTWriteGuard guard(*m_lock);
-        m_subnet->DelRouter(msg.GetIdentifier());
+        EditSubnet().DelRouter(msg.GetIdentifier());
     }
-    m_subnet->Print();
+    PrintSubnet();
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
 }
@@ -104,7 +114,7 @@ int CTForwardIngress::CommandAddDeviceDone(CTXmitPkt& pkt) {
     list.Attach(msg.GetParamListPtr(), BodyHeld(pkt) - kIdentifierSize);
     list.Print();
     AddDevices(msg.GetIdentifier(), list);
-    m_subnet->Print();
+    PrintSubnet();
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
 }
@@ -113,7 +123,7 @@ void CTForwardIngress::AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamLi
     CTWriteGuard guard(*m_lock);
     for (list.First(); !list.IsEnd(); list.Next()) {
         CTSdwanDevice* device =
-            m_subnet->AddDevice(identifier, list.GetIPvAddr(), list.GetEtherAddr());
+            EditSubnet().AddDevice(identifier, list.GetIPvAddr(), list.GetEtherAddr());
         if (!device) continue;
         device->SetType(list.GetType());
         device->SetStatus(list.GetStat());
@@ -132,9 +142,9 @@ int CTForwardIngress::CommandDelDeviceDone(CTXmitPkt& pkt) {
     {
         CTWriteGuard guard(*m_lock);
         for (int i = 0; i < count; ++i)
-            m_subnet->DelDevice(tnet_load32(addrs + i * kAddrSize));
+            EditSubnet().DelDevice(tnet_load32(addrs + i * kAddrSize));
     }
-    m_subnet->Print();
+    PrintSubnet();
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
 }
@@ -155,7 +165,7 @@ int CTForwardIngress::CommandP2pHeartbeatAckDone(CTXmitPkt& pkt) {
     CTSstpMessage msg;
     if (!msg.Attach(pkt)) return 1;
     CTWriteGuard guard(*m_lock);
-    CTP2PConnect* peer = m_peers->GetConnect(msg.GetSrc());
+    CTP2PConnect* peer = EditPeers().GetConnect(msg.GetSrc());
     if (!peer) return 1;
     peer->HeartBeatAckDone(pkt);
     return 0;

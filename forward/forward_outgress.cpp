@@ -94,17 +94,17 @@ uint32_t CTForwardOutgress::GetL3NetPktDstIPv4(CTXmitPkt& pkt) {
 int CTForwardOutgress::FindDstIdentifier(CTXmitPkt& pkt, unsigned int& identifier) {
     uint32_t dst = GetNetPktDstIPv4(pkt);
     if (dst == 0) return 0;
-    if (CTSdwanRouter* router = m_subnet->GetRouterByIPv4Addr(dst)) {
+    if (CTSdwanRouter* router = GetSubnet().GetRouterByIPv4Addr(dst)) {
         identifier = router->GetIdentifier();
         return 1;
     }
-    if (dst != m_subnet->GetGateway()) return 0;
+    if (dst != GetSubnet().GetGateway()) return 0;
     identifier = kSstpCentralRouter;
     return 1;
 }
 
 CTSdwanRouter* CTForwardOutgress::FindDstRouter(CTXmitPkt& pkt) {
-    return m_subnet->GetRouterByIPv4Addr(GetL3NetPktDstIPv4(pkt));
+    return GetSubnet().GetRouterByIPv4Addr(GetL3NetPktDstIPv4(pkt));
 }
 
 int CTForwardOutgress::FindDDstIdentifier(CTXmitPkt& pkt) {
@@ -129,7 +129,7 @@ void CTForwardOutgress::NetPacketHandle(CTXmitPkt& pkt) {
 bool CTForwardOutgress::ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier) {
     CTReadGuard guard(*m_lock);
     if (FindDstIdentifier(pkt, identifier) == 0) return false;
-    CTP2PConnect* peer = m_peers->GetConnect(identifier);
+    CTP2PConnect* peer = GetPeers().GetConnect(identifier);
     pkt.SetSendAddr(peer && peer->IsConnect() ? peer->GetEndpointAddr() : m_central);
     return true;
 }

@@ -35,11 +35,11 @@ class CTForwardOutgress : public CTForwardBase {
 
     // The identifier of the router that serves the packet's destination, the central router's for
     // the gateway; 1 when there is one, else 0. Caller holds the model's lock.
-    int FindDstIdentifier(CTXmitPkt& pkt, unsigned int& identifier);
+    int FindDstIdentifier(CTXmitPkt& pkt, unsigned int& identifier) PVU_REQUIRES_SHARED(*m_lock);
     // The router for an IPv4 header at the very start of the data, or null; its identifier, or
     // -1. The loop uses neither. Caller holds the model's lock.
-    CTSdwanRouter* FindDstRouter(CTXmitPkt& pkt);
-    int FindDDstIdentifier(CTXmitPkt& pkt);
+    CTSdwanRouter* FindDstRouter(CTXmitPkt& pkt) PVU_REQUIRES_SHARED(*m_lock);
+    int FindDDstIdentifier(CTXmitPkt& pkt) PVU_REQUIRES_SHARED(*m_lock);
 
     // Prepends the tunnel header; 0, or a negative error number without head room.
     int PushSstpHeader(CTXmitPkt& pkt, unsigned int identifier);

@@ -7,6 +7,7 @@
 #include "base/pvu_mutex.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
+#include "base/pvu_thread_safety.h"
 #include "forward/net_adapter.h"
 #include "inet/xmit_pkt_fifo.h"
 #include "inet/xmit_pkt_pool.h"
@@ -74,7 +75,7 @@ class CTNetDevice {
     CTXmitPktMtFifo m_rx_fifo;
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
     CTMutex m_write_mutex;
-    bool m_read_failure_told = false;   // the receive thread's
-    bool m_write_failure_told = false;  // under the write mutex
+    bool m_read_failure_told = false;  // the receive thread's
+    bool m_write_failure_told PVU_GUARDED_BY(m_write_mutex) = false;
     Counters m_counters;
 };
