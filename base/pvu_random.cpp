@@ -1,7 +1,29 @@
 #include "base/pvu_random.h"
 
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
-#include <ctime>
+
+#include "base/pvu_time.h"
+
+namespace {
+
+// Waits for the kernel to have some, which is for a moment after its start at most. What takes its
+// place on a kernel without the call tells two starts apart, if not two hosts for certain.
+unsigned Entropy() {
+    unsigned seed = 0;
+    ssize_t n;
+    do {
+        n = getrandom(&seed, sizeof seed, 0);
+    } while (n < 0 && errno == EINTR);
+    if (n == sizeof seed) return seed;
+    auto now = static_cast<uint64_t>(CTTime::GetCurrentNS());
+    return static_cast<unsigned>(now ^ now >> 32) ^ static_cast<unsigned>(getpid());
+}
+
+}  // namespace
 
 // Built on first use: other static objects draw their defaults from it before this file's own
 // static initialisation has run, and must not draw unseeded values. The reference makes sure that
@@ -9,7 +31,7 @@
 CTRandom& CTRandom::m_rand = *CTRandom::GetInstance();
 
 CTRandom::CTRandom() {
-    srand(static_cast<unsigned>(time(nullptr)));
+    srand(Entropy());
 }
 
 CTRandom* CTRandom::GetInstance() {

@@ -2,8 +2,9 @@
 
 #include <cstdint>
 
-// The process-wide random source: the standard generator, seeded once with the calendar time in
-// seconds while the program starts. Not for secrets.
+// The process-wide random source: the standard generator, seeded once from the kernel's entropy
+// while the program starts: hosts that start in the same moment are to draw different numbers.
+// Not for secrets.
 class CTRandom {
   public:
     static CTRandom* GetInstance();
