@@ -12,16 +12,12 @@ constexpr uint32_t kUnassignedIdentifier = 0xFFFF;
 constexpr uint32_t kDefaultGateway = 0xC0A80F05;  // 192.168.15.5
 constexpr uint32_t kDefaultMask = 0xFFFFFF00;     // 255.255.255.0
 constexpr uint32_t kReservedHosts = 10;           // at either end of a subnet
+constexpr uint32_t kMaxTries = 4096;
 constexpr int kPrintCapacity = 1024;
 
 // Network and broadcast address leave room.
 bool HasHosts(uint32_t mask) {
     return ~mask > 1;
-}
-
-// Not ones, then zeroes: counting its host parts through would lead out of the subnet.
-bool HasHoles(uint32_t mask) {
-    return (~mask & (~mask + 1)) != 0;
 }
 
 }  // namespace
@@ -159,7 +155,7 @@ const CTSdwanDevice* CTSdwanSubnet::FindHolder(unsigned int ip) const {
 }
 
 unsigned int CTSdwanSubnet::DrawFreeAddress() const {
-    if (HasHoles(m_mask)) return 0;
+    uint32_t network = m_gateway & m_mask;
     uint32_t host = ~m_mask;
     uint32_t first = kReservedHosts;
     uint32_t end = host - kReservedHosts;
@@ -172,10 +168,11 @@ unsigned int CTSdwanSubnet::DrawFreeAddress() const {
     uint32_t part = pvu_rand32() & host;
     if (part < first || part >= end) part = first;
     // Ends soon in the largest subnet too: each step passes the address of a device, and the
-    // routers hold no more than 16 x 8 of them.
-    for (; part < end; ++part) {
-        uint32_t candidate = (m_gateway & m_mask) | part;
-        if (!FindHolder(candidate)) return candidate;
+    // routers hold no more than 16 x 8 of them. Only under a mask with holes do many parts give one
+    // address.
+    for (uint32_t tries = 0; part < end && tries < kMaxTries; ++part, ++tries) {
+        uint32_t candidate = network | part;
+        if (candidate != network && !FindHolder(candidate)) return candidate;
     }
     return 0;
 }

@@ -103,10 +103,10 @@ class CTSdwanSubnet {
     // An address for a new device, or 0 when none is found: the requested one, if it lies in the
     // subnet and is free or belongs to that MAC (null belongs to nobody); otherwise the first free
     // one from a random place upwards, not wrapping round. That search keeps off the first and
-    // last ten host parts, in a subnet too small for it off the first and last one; it finds none
-    // under a mask with holes. Always 0 for a mask without room for hosts. The gateway's address
-    // is not kept free. The caller adds the device. The result of a search, and 0, are also
-    // printed.
+    // last ten host parts, in a subnet too small for it off the first and last one; under a mask
+    // with holes it counts on through those, which can lead out of the subnet. Always 0 for a mask
+    // without room for hosts. The gateway's address is not kept free. The caller adds the device.
+    // The result of a search, and 0, are also printed.
     unsigned int DynamicAllocationIPAddr(unsigned int requested, const unsigned char* mac) const;
 
     // Appends the subnet's line and its router list; returns the text's new length.
