@@ -1,5 +1,7 @@
 #include "inet/tnet_frame.h"
 
+#include <cstddef>
+
 #include "inet/tnet_arp.h"
 #include "inet/tnet_ether_hdr.h"
 #include "inet/tnet_ipv4_hdr.h"
@@ -9,6 +11,9 @@ namespace {
 
 constexpr int kEtherHeaderLength = CEtherHeader::GetHeaderLength();
 constexpr int kIPv4HeaderLength = sizeof(tnet_ipv4_hdr);
+// The beginning of a header, up to and with a field.
+constexpr int kIPv4UpToLength = offsetof(tnet_ipv4_hdr, packet_id);
+constexpr int kIPv4UpToProto = offsetof(tnet_ipv4_hdr, checksum);
 constexpr int kIPv4Version = 4;
 
 tnet_ipv4_hdr* AsIPv4(uint8_t* p) {
@@ -55,7 +60,7 @@ int CTEtherFrame::IsIPv6() {
 }
 
 int CTEtherFrame::GetIPv4Proto() {
-    if (!IsIPv4() || !Holds(kIPv4HeaderLength)) return 0;
+    if (!IsIPv4() || !Holds(kIPv4UpToProto)) return 0;
     return CIPv4Header::GetNextProto(AsIPv4(Payload()));
 }
 
@@ -71,12 +76,12 @@ int CTEtherFrame::IsUdp() {
     return GetIPv4Proto() == kIpProtoUdp ? 1 : 0;
 }
 
-// A frame too short for the header that announces its length is shorter than announced.
+// Needs no more of a header than the field with the length: what is announced may be less than a
+// header. An IPv6 header announces its own length too.
 int CTEtherFrame::Verify() {
     switch (GetEtherType()) {
         case kEtherTypeIPv4:
-            return Holds(kIPv4HeaderLength) &&
-                   Holds(CIPv4Header::GetPacketLength(AsIPv4(Payload())));
+            return Holds(kIPv4UpToLength) && Holds(CIPv4Header::GetPacketLength(AsIPv4(Payload())));
         case kEtherTypeIPv6:
             return Holds(CIPv6Header::GetHeaderLength()) &&
                    Holds(CIPv6Header::GetPacketLength(reinterpret_cast<tnet_ipv6_hdr*>(Payload())));

@@ -19,13 +19,14 @@ class CTEtherFrame {
     int IsArp();
     int IsIPv4();
     int IsIPv6();
-    // The IPv4 protocol, 0 unless the frame is IPv4.
+    // The IPv4 protocol, 0 unless the frame is IPv4 and reaches as far as that field.
     int GetIPv4Proto();
     int IsIcmp();
     int IsTcp();
     int IsUdp();
 
-    // 1 if the frame is ARP, IPv4 or IPv6 and no shorter than it announces; padding is accepted.
+    // 1 if the frame is ARP, IPv4 or IPv6, reaches as far as the field with its length, and is no
+    // shorter than that announces, be it less than a header; padding is accepted.
     int Verify();
     // The Ethernet header and the IPv4 or ARP header behind it, to standard output.
     void Print();
