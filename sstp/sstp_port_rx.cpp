@@ -6,6 +6,7 @@
 
 #include <cstdio>
 
+#include "base/pvu_sleep.h"
 #include "base/pvu_time.h"
 #include "sstp/sstp_heartbeat.h"
 #include "sstp/sstp_port.h"
@@ -20,6 +21,7 @@ constexpr unsigned kMissesToDropOff = 5;
 // packets each way, and as many commands and acknowledgements.
 constexpr int kMaxBacklog = 3 * CTXmitPktMtFifo::kMaxNetPackets;
 constexpr int kRoomWaitMs = 100;
+constexpr unsigned kPoolBackOffMs = 10;
 constexpr int kMaxCommandsOfStrangers = 1024;
 
 uint32_t Now() {
@@ -90,6 +92,7 @@ CTXmitPkt* CTSstpPort::Recv() {
     CTXmitPkt* pkt = m_pool->Alloc();
     if (!pkt) {
         m_counters.pool_empty.Add();
+        pvu_msleep(kPoolBackOffMs);  // the datagram waits in the socket's buffer
         return nullptr;
     }
     CTSkBuffer* skb = pkt->GetSkb();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/pvu_time.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/moved_clock.h"
 #include "tests/support/udp_peer.h"
@@ -300,6 +301,20 @@ TEST_F(Port, AFloodOfStrangersCommandsLeavesRoomForPacketsAndTheCentralRouter) {
         port.Write(Packet(NetPacket(20)));
     Finish(Message(3, 8, 4), stranger);
     EXPECT_EQ(pool.GetLoans(), 2 * kWaitingAtMost + 1);
+}
+
+TEST_F(Port, WithoutMemoryTheReceiveThreadPausesAndTheDatagramWaits) {
+    CTXmitPktPool none{0, 1};  // no descriptor can be made
+    port.Attach(none, conn);
+    Send(NetPacket(20));
+    int64_t before = CTTime::GetCurrentMS();
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(port.DoRecvXmitPacket(), 1);
+    EXPECT_GE(CTTime::GetCurrentMS() - before, 45);
+    EXPECT_EQ(port.GetCounters().pool_empty.Get(), 5u);
+    port.Attach(pool, conn);
+    EXPECT_EQ(port.DoRecvXmitPacket(), 0);
+    EXPECT_EQ(port.GetCounters().received.Get(), 1u);
 }
 
 TEST_F(Port, RefusesWhatItCannotQueue) {
