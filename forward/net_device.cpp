@@ -95,18 +95,23 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
         pkt->SetSource(kXmitFromTap);
         m_counters.read.Add();
         m_read_failure_told = false;
+        m_read_failed = false;
         return pkt;
     }
     if (length < 0) TellFailure(m_read_failure_told, "read");
     pkt->Release();
-    // A failed read came back at once: without a pause an interface that is gone would keep this
-    // thread busy for ever.
-    if (length < 0) {
-        m_counters.read_failed.Add();
-        pvu_msleep(kReadWaitMs);
-    }
+    if (length < 0) OnFailedRead();
+    if (length >= 0) m_read_failed = false;
     if (length > 0) m_counters.short_read.Add();
     return nullptr;
+}
+
+// A failed read came back at once: without a pause an interface that is gone would keep this
+// thread busy for ever. One that fails by itself, as a signal may make it, costs none.
+void CTNetDevice::OnFailedRead() {
+    m_counters.read_failed.Add();
+    if (m_read_failed) pvu_msleep(kReadWaitMs);
+    m_read_failed = true;
 }
 
 void CTNetDevice::Queue(CTXmitPkt* pkt) {

@@ -65,6 +65,7 @@ class CTNetDevice {
   private:
     static void* ThreadEntry(void* device);
     void Queue(CTXmitPkt* pkt);
+    void OnFailedRead();
 
     CTNetAdapter* m_adapter = nullptr;
     CTXmitPktPool* m_pool = nullptr;
@@ -76,6 +77,7 @@ class CTNetDevice {
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
     CTMutex m_write_mutex;
     bool m_read_failure_told = false;  // the receive thread's
+    bool m_read_failed = false;        // the receive thread's: the last read did
     bool m_write_failure_told PVU_GUARDED_BY(m_write_mutex) = false;
     Counters m_counters;
 };

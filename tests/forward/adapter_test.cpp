@@ -2,6 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +16,7 @@
 #include "tests/support/captured_output.h"
 #include "tests/support/packet_end.h"
 #include "tests/support/scratch_dir.h"
+#include "tests/support/udp_peer.h"
 
 namespace {
 
@@ -136,13 +141,64 @@ TEST_F(Device, ABrokenInterfaceIsToldOnceAndDoesNotKeepTheThreadBusy) {
                       adapter.Open("Tamvo");
                       device->Open(adapter, pool);
                       device->StopThread();
-                      EXPECT_EQ(device->ReadXmitPacket(), nullptr);
-                      EXPECT_EQ(device->ReadXmitPacket(), nullptr);
+                      for (int i = 0; i < 3; ++i)
+                          EXPECT_EQ(device->ReadXmitPacket(), nullptr);
                   }),
                   "TUN/TAP device Tamvo opened\nnet adapter read failed: No such device\n");
         EXPECT_GE(pvu_get_current_tick() - before, 390u);
     }
     EXPECT_EQ(pool.GetLoans(), 0);
+}
+
+// The end of a connected socket with a packet to read and, in front of it, the one error that the
+// other end's going away is: a read that fails by itself.
+int FailsOnceThenGivesAPacket() {
+    auto other = std::make_unique<UdpPeer>();
+    int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in addr = {};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(other->Port());
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    socklen_t length = sizeof addr;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &length);
+    other->SendBytes(WireBytes(20, 1), ntohs(addr.sin_port));
+    pollfd packet = {fd, POLLIN, 0};
+    EXPECT_EQ(poll(&packet, 1, 10000), 1);
+    other.reset();
+    EXPECT_EQ(write(fd, "x", 1), 1);
+    pollfd error = {fd, 0, 0};
+    EXPECT_EQ(poll(&error, 1, 10000), 1);
+    return fd;
+}
+
+long TimesThatThisThreadSlept() {
+    rusage usage;
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
+}
+
+TEST_F(Device, ASingleFailedReadCostsNoPause) {
+    Open(FailsOnceThenGivesAPacket());
+    device->StopThread();
+    // The thread may have taken it; this is read without one.
+    bool slept = true;
+    for (int i = 0; i < 10 && slept; ++i) {
+        adapter.Close();
+        adapter.Adopt(FailsOnceThenGivesAPacket());
+        CapturedOutput([&] {
+            adapter.Open("Tamvo");
+            uint64_t failed = device->GetCounters().read_failed.Get();
+            long before = TimesThatThisThreadSlept();
+            EXPECT_EQ(device->ReadXmitPacket(), nullptr);
+            slept = TimesThatThisThreadSlept() != before;
+            EXPECT_EQ(device->GetCounters().read_failed.Get(), failed + 1);
+            CTXmitPkt* pkt = device->ReadXmitPacket();
+            ASSERT_NE(pkt, nullptr);
+            pkt->Release();
+        });
+    }
+    EXPECT_FALSE(slept);
 }
 
 }  // namespace
