@@ -43,6 +43,12 @@ int CTIPv4RouterMap::Resize() {
     return 1;
 }
 
+void CTIPv4RouterMap::Swap(CTIPv4RouterMap& other) {
+    std::swap(m_capacity, other.m_capacity);
+    std::swap(m_count, other.m_count);
+    std::swap(m_entries, other.m_entries);
+}
+
 CTIPv4RouterMap::Entry* CTIPv4RouterMap::LowerBound(uint32_t ip) const {
     return std::lower_bound(Begin(), End(), ip,
                             [](const Entry& entry, uint32_t key) { return entry.ip < key; });

@@ -27,6 +27,9 @@ class CTIPv4RouterMap {
     // Room for 64 entries more. 1, or 0 with nothing changed without memory.
     int Resize();
 
+    // Exchanges the entries with another map.
+    void Swap(CTIPv4RouterMap& other);
+
     bool IsFull() const { return m_count >= m_capacity; }
     bool IsValidIndex(int i) const { return i >= 0 && i < m_count; }
     int Count() const { return m_count; }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "base/pvu_random.h"
 #include "inet/tnet_ip.h"
@@ -30,6 +31,17 @@ int CTSdwanSubnet::Init() {
     m_gateway = kDefaultGateway;
     m_mask = kDefaultMask;
     return 0;
+}
+
+void CTSdwanSubnet::Swap(CTSdwanSubnet& other) {
+    std::swap(m_index, other.m_index);
+    std::swap(m_identifier, other.m_identifier);
+    std::swap(m_name, other.m_name);
+    std::swap(m_password, other.m_password);
+    std::swap(m_gateway, other.m_gateway);
+    std::swap(m_mask, other.m_mask);
+    m_routers.Swap(other.m_routers);
+    m_map.Swap(other.m_map);
 }
 
 bool CTSdwanSubnet::IsSame(const char* name) const {

@@ -32,6 +32,9 @@ class CTSdwanSubnet {
 
     // Every value as in a new subnet; routers and map stay. Returns 0.
     int Init();
+    // Exchanges everything with another subnet, routers and map included. Takes no memory, so a
+    // topology that was fetched beside the one in use takes its place whole.
+    void Swap(CTSdwanSubnet& other);
 
     // The two halves of a router's identifier: its slot in the router list, the subnet's index.
     static int RouterIDToIndex(unsigned int identifier) {

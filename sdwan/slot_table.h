@@ -25,6 +25,8 @@ class CTSlotTable {
     // The element in slot i, still owned by the table; null for an empty slot and for an index
     // that is not valid.
     T* At(int i) const { return IsValidIndex(i) ? Slot(i).get() : nullptr; }
+    // Exchanges slots and elements with another table; pointers to the elements stay good.
+    void Swap(CTSlotTable& other);
 
   protected:
     CTSlotTable() = default;
@@ -73,6 +75,13 @@ int CTSlotTable<T>::FindIdle() const {
         if (!Slot(i)) return i;
     }
     return -1;
+}
+
+template <typename T>
+void CTSlotTable<T>::Swap(CTSlotTable& other) {
+    std::swap(m_count, other.m_count);
+    std::swap(m_capacity, other.m_capacity);
+    std::swap(m_slots, other.m_slots);
 }
 
 template <typename T>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <new>
+#include <utility>
 
 #include "sdwan/sdwan_router.h"
 
@@ -35,6 +36,12 @@ void CTP2pConnectList::Destroy() {
         slot.reset();
     m_count = 0;
     m_capacity = 0;
+}
+
+void CTP2pConnectList::Swap(CTP2pConnectList& other) {
+    std::swap(m_count, other.m_count);
+    std::swap(m_capacity, other.m_capacity);
+    std::swap(m_slots, other.m_slots);
 }
 
 CTP2PConnect* CTP2pConnectList::At(int i) const {

@@ -27,6 +27,8 @@ class CTP2pConnectList {
     int Resize(int add);
     // Destroys the connections and the table.
     void Destroy();
+    // Exchanges the connections with another list.
+    void Swap(CTP2pConnectList& other);
 
     bool IsValidIndex(int i) const { return i >= 0 && i < m_count; }
     bool IsFull() const { return m_count >= m_capacity; }

@@ -50,6 +50,19 @@ TEST(Subnet, PrintsItsNameUpTo32CharactersItsRoutersAndDevices) {
     for (unsigned int foreign : {0x200U, 0x01000300U, 0x301U, 0x3FFU, 0xFFFFFFFFU})
         EXPECT_EQ(subnet.GetRouter(foreign), nullptr);
 
+    // Everything changes places with another subnet's, and nothing is copied.
+    CTSdwanSubnet taken;
+    taken.Swap(subnet);
+    EXPECT_EQ(Printed(subnet, "\n"),
+              " net: index=0, gw=192.168.15.5, mask=255.255.255.0, router count=0\n");
+    EXPECT_FALSE(subnet.HasDevice(0x0A000105));
+    EXPECT_EQ(subnet.AddRouter(0x44)->GetIdentifier(), 0u);
+    EXPECT_EQ(taken.GetRouter(0x300), first);
+    EXPECT_EQ(taken.GetRouterByIPv4Addr(0x0A000105), taken.GetRouter(0x302));
+    EXPECT_STREQ(taken.GetSubnetPassword(), "secret");
+    taken.Swap(subnet);
+    EXPECT_TRUE(taken.HasRouter(0x44));
+
     // The values go back to a new subnet's, the routers stay.
     EXPECT_EQ(subnet.Init(), 0);
     EXPECT_EQ(Printed(subnet, "\n"),
