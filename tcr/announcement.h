@@ -3,36 +3,31 @@
 #include <cstdint>
 #include <vector>
 
-#include "tcr/peer_view.h"
+#include "tcr/tcr_device.h"
 #include "tcr/tcr_time.h"
 
-constexpr int kTcrSlots = 16;  // routers of a subnet
-
-// The announcement under way to an edge: one at a time, so that the edge sees them in order.
+// One command to an edge about the router in a slot, as far as what follows from it is concerned.
 struct TcrAnnouncement {
-    bool active = false;
-    uint8_t sub_type = 0;
+    uint8_t sub_type = 0;  // 0: none
     uint16_t seq = 0;
     int slot = 0;          // of the router that it is about
     uint32_t version = 0;  // of that router
-    std::vector<TcrDevice> devices;
-    std::vector<uint8_t> bytes;  // the datagram, sent again as it is
-    int repeats = 0;
-    TcrTime sent_tick = 0;
+    // Added or taken back; beside a router add those that follow it at once.
+    TcrDevices devices = {};
+    // Sent behind a router add, so that the edge is not without the addresses for the time of an
+    // exchange. It is announced once more in any case.
+    bool ahead = false;
 };
 
-// What one edge knows of its subnet, and what is being announced to it. Part of its session; the
-// announcer keeps it.
-struct TcrTopology {
-    TcrPeerView views[kTcrSlots];  // of the router in each slot
-    TcrAnnouncement announcement;
-    uint16_t next_seq = 1;  // of announcements; never 0, which an edge would number itself
-    bool stalled = false;   // it left an announcement unanswered: not before its next heartbeat
-    // Router announcements lately acknowledged: a second acknowledgement shows that the edge has
-    // taken the router anew and dropped its devices.
-    struct Acknowledged {
-        uint16_t seq = 0;
-        int slot = 0;
-    } acknowledged[kTcrSlots];
-    int acknowledged_next = 0;
+// The announcement under way to an edge: one at a time, so that the edge sees them in order.
+struct TcrPendingAnnouncement {
+    bool active = false;
+    TcrAnnouncement what;
+    // The datagrams in the order in which they are sent, again and again as they are. The first one
+    // is awaited.
+    std::vector<std::vector<uint8_t>> datagrams;
+    int repeats = 0;
+    TcrTime sent_at = 0;
+    // Meanwhile the edge acknowledged an earlier command that may have undone this one.
+    bool undone = false;
 };

@@ -168,8 +168,8 @@ void CTCentralRouter::Tick(TcrTime now) {
             if (edge.Session().presence != TcrPresence::kLoggedIn) continue;
             CheckSilence(edge, now);
             CheckSettled(edge, now);
-            m_announcer.Advance(*subnet, slot, now);
         }
+        m_announcer.AdvanceAll(*subnet, now);
     }
 }
 
@@ -179,7 +179,7 @@ void CTCentralRouter::CheckSilence(const Edge& edge, TcrTime now) {
     if (now - session.heard_tick < limit) return;
     session.presence = TcrPresence::kSilent;
     session.gone_tick = now;
-    session.topology.announcement.active = false;
+    session.topology.pending.active = false;
     Unlist(edge, kDeviceStatusIdle);
     Tell("edge 0x%08x not heard of for %d s, gone", edge.Identifier(), m_config.silent_seconds);
 }
@@ -197,8 +197,7 @@ void CTCentralRouter::Settle(const Edge& edge, TcrTime now) {
     Tell("edge 0x%08x \"%s\" joined", edge.Identifier(),
          tcr_printable(edge.Router()->GetLabel()).c_str());
     // At once: the others cannot answer its packets before they know it.
-    for (int slot = 0; slot < kTcrSlots; ++slot)
-        m_announcer.Advance(*edge.subnet, slot, now);
+    m_announcer.AdvanceAll(*edge.subnet, now);
 }
 
 void CTCentralRouter::Unlist(const Edge& edge, uint16_t device_status) {

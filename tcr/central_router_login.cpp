@@ -1,5 +1,7 @@
 // CTCentralRouter: edges that come and go.
 
+#include <utility>
+
 #include "base/pvu_text_field.h"
 #include "sstp/sstp_error.h"
 #include "sstp/sstp_login.h"
@@ -60,7 +62,12 @@ void CTCentralRouter::Login(const TcrPath& from, CTSstpMessage& msg, TcrTime now
         Unlist(edge, kDeviceStatusOff);
         uint32_t lease = session.lease;
         DropDevicesBut(edge, lease);
+        // What was announced to it before may still arrive where it is.
+        TcrTopology topology;
+        if (session.path.SameRemote(from)) topology = std::move(session.topology);
+        topology.StartAnew();
         session = TcrSession();
+        session.topology = std::move(topology);
         session.lease = lease;
         session.presence = TcrPresence::kLoggedIn;
         session.path = from;
@@ -132,7 +139,7 @@ bool CTCentralRouter::Logout(const Edge& edge, CTSstpMessage& msg, TcrTime now) 
     session.presence = TcrPresence::kAbsent;
     session.gone_tick = now;
     session.registered = false;
-    session.topology.announcement.active = false;
+    session.topology.pending.active = false;
     Unlist(edge, kDeviceStatusOff);
     ReplyTo(edge, msg, reply);
     Tell("edge 0x%08x logged out", edge.Identifier());

@@ -152,7 +152,7 @@ bool CTCentralRouter::GetDevices(const Edge& edge, CTSstpMessage& msg) {
     if (list.Create(CTSdwanDeviceList::kMaxDevices) != 0) return true;
     TcrPeerView& view = edge.Session().topology.views[slot];
     view.sure_version = view.offered_version;
-    std::vector<TcrDevice> devices;
+    TcrDevices devices;
     if (edge.subnet->sessions[slot].settled) devices = edge.subnet->DevicesOf(slot);
     view.MayKnow(devices);
     for (const TcrDevice& device : devices) {

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "tcr/announcement.h"
 #include "tcr/tcr_path.h"
 #include "tcr/tcr_presence.h"
 #include "tcr/tcr_time.h"
+#include "tcr/topology.h"
 
 // The protocol state of one edge; its router and devices stand in the model, in the same slot.
 struct TcrSession {

@@ -1,7 +1,7 @@
 #include "tcr/tcr_subnet.h"
 
-std::vector<TcrDevice> TcrSubnet::DevicesOf(int slot) const {
-    std::vector<TcrDevice> devices;
+TcrDevices TcrSubnet::DevicesOf(int slot) const {
+    TcrDevices devices;
     CTSdwanRouter* router = Router(slot);
     if (!router) return devices;
     CTSdwanDeviceList& list = router->GetDeviceList();
@@ -11,6 +11,16 @@ std::vector<TcrDevice> TcrSubnet::DevicesOf(int slot) const {
         devices.push_back({device->GetIPv4Addr().GetIP(), *device->GetEtherAddr().GetAddr()});
     }
     return devices;
+}
+
+TcrRoster TcrSubnet::Roster() const {
+    TcrRoster roster;
+    for (int slot = 0; slot < kTcrSlots; ++slot) {
+        const TcrSession& session = sessions[slot];
+        if (!session.listed || !session.settled || !Router(slot)) continue;
+        roster.entries[slot] = {true, session.version, DevicesOf(slot)};
+    }
+    return roster;
 }
 
 bool TcrSubnet::IsHostAddr(uint32_t ip) const {

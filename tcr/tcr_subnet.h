@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vector>
+#include <cstdint>
 
 #include "sdwan/sdwan_subnet.h"
 #include "tcr/edge_session.h"
@@ -14,7 +14,9 @@ struct TcrSubnet {
         return static_cast<uint32_t>(model.GetIndex()) << 8 | static_cast<uint32_t>(slot);
     }
     // The router's devices that are on.
-    std::vector<TcrDevice> DevicesOf(int slot) const;
+    TcrDevices DevicesOf(int slot) const;
+    // The routers that are listed and have settled: what the others see.
+    TcrRoster Roster() const;
     // Whether an edge may have the address: inside the subnet, and neither the network's, the
     // broadcast nor the gateway's.
     bool IsHostAddr(uint32_t ip) const;
