@@ -44,17 +44,6 @@ bool CTForwardIngress::HoldsBody(CTXmitPkt& pkt, int length) {
     return false;
 }
 
-// The lock while printing, too: the main thread replaces the model when the edge joins again.
-void CTForwardIngress::PrintSubnet() {
-    CTReadGuard guard(*m_lock);
-    m_subnet->Print();
-}
-
-void CTForwardIngress::PrintPeers() {
-    CTReadGuard guard(*m_lock);
-    m_peers->Print();
-}
-
 int CTForwardIngress::CommandAddRouterDone(CTXmitPkt& pkt) {
     CTSstpAddRouterMsg msg;
     CTSstpAddRouterAck ack;
