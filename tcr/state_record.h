@@ -61,10 +61,10 @@ struct TcrStateImage {
 // What changed, to be applied as a whole: the removals first, then what is put in the place of
 // what is there under the same index or slot. With a subnet its edges are removed.
 struct TcrStateBatch {
-    std::vector<int> removed_subnets;                // indexes
-    std::vector<std::pair<int, int>> removed_edges;  // subnet index, slot
-    std::vector<TcrSubnetRecord> subnets;
-    std::vector<TcrEdgeRecord> edges;
+    std::vector<int> removed_subnets = {};                // indexes
+    std::vector<std::pair<int, int>> removed_edges = {};  // subnet index, slot
+    std::vector<TcrSubnetRecord> subnets = {};
+    std::vector<TcrEdgeRecord> edges = {};
 
     bool IsEmpty() const {
         return removed_subnets.empty() && removed_edges.empty() && subnets.empty() && edges.empty();

@@ -4,8 +4,9 @@
 
 #include "tcr/state_record.h"
 
-// Where the central router hands over what changed. It is told of the outcome later, by the ticket,
-// through CTCentralRouter::Saved and SaveFailed.
+// Where the central router hands over what changed. It learns of the outcome later, through
+// CTCentralRouter::Saved and SaveFailed. Batches that wait are written as one: one outcome stands
+// for its ticket and for every lower one that is still open.
 class TcrStateSink {
   public:
     virtual ~TcrStateSink() = default;
