@@ -23,6 +23,8 @@ class CTSysCfg {
     // and the gateway 192.168.15.5.
     CTSysCfg();
 
+    // ---- The file and its content ----
+
     // 0 when a configuration was parsed, 1 otherwise, with every field as it was. A file that is
     // missing is first created with the default content; that it could not be written is not
     // an error. What the file says in vain gets its lines (see CTCfgCheck).
@@ -34,6 +36,11 @@ class CTSysCfg {
     // when that one is unknown, after printing which file it is.
     int ReadFromJsonFile();
     int WriteToJsonFile() const;
+
+    // To standard output, password included.
+    void Print() const;
+
+    // ---- The steps of reading and writing, by section ----
 
     // Take what the tree, or a section's object, holds; 0 in every case.
     int Parse(CTJsonObject& config);
@@ -59,8 +66,7 @@ class CTSysCfg {
     // first start; the first orderly stop rewrites the file. Prints the text to standard output.
     static cJSON* GenDefaultJsonConfig();
 
-    // To standard output, password included.
-    void Print() const;
+    // ---- What is configured ----
 
     // Texts, at most 32 bytes and always terminated.
     const char* GetSubnetName() const { return m_subnet.m_net_name; }
@@ -89,6 +95,8 @@ class CTSysCfg {
     const char* GetLocalRouterLabel() const { return m_local_router.m_label; }
     unsigned short GetLocalRouterType() const { return m_local_router.m_type; }
     unsigned char GetLocalRouterLayer() const { return m_local_router.m_layer; }
+
+    // ---- What joining brings, and what tests configure ----
 
     // A longer text is cut to 32 bytes; null changes nothing.
     void SetSubnetName(const char* name) { m_subnet.SetSubnetName(name); }

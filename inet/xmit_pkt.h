@@ -32,6 +32,8 @@ class CTXmitPkt : public CTLinkedNode {
     CTXmitPkt(const CTXmitPkt&) = delete;
     CTXmitPkt& operator=(const CTXmitPkt&) = delete;
 
+    // ---- The maker's: pools, and stages with a descriptor of their own ----
+
     // An own buffer of capacity n, in place of a former own one; 1, or 0 without memory.
     int Create(int n);
     // Destroys the own buffer; a borrowed or pool buffer is untouched.
@@ -43,8 +45,14 @@ class CTXmitPkt : public CTLinkedNode {
     void Reset();
 
     void SetSkb(CTSkBuffer* skb) { m_skb = skb; }
-    CTSkBuffer* GetSkb() const { return m_skb; }
     void SetOwner(void* owner) { m_owner = owner; }
+
+    // ---- Every stage's ----
+
+    // Hands the descriptor back to its pool, or destroys its own buffer when it has no owner.
+    // Never for a descriptor taken through a pipe: that one goes back through the pipe.
+    void Release();
+    CTSkBuffer* GetSkb() const { return m_skb; }
     void* GetOwner() const { return m_owner; }
 
     // Copy the address; null is ignored.
@@ -59,9 +67,6 @@ class CTXmitPkt : public CTLinkedNode {
     int GetRecvLength() const { return m_recv_length; }
     void SetRecvTick(unsigned tick) { m_recv_tick = tick; }
     unsigned GetRecvTick() const { return m_recv_tick; }
-    // The fragment store's own mark, while it holds the descriptor.
-    void SetStoreMark(uint32_t mark) { m_store_mark = mark; }
-    uint32_t GetStoreMark() const { return m_store_mark; }
     void SetSource(uint8_t source) { m_source = source; }
     uint8_t GetSource() const { return m_source; }
     void SetStatus(int status) { m_status = status; }
@@ -70,6 +75,8 @@ class CTXmitPkt : public CTLinkedNode {
     int GetType() const { return m_type; }
     void SetNetLayer(uint8_t layer) { m_net_layer = layer; }
     uint8_t GetNetLayer() const { return m_net_layer; }
+
+    // ---- The bytes: of the buffer in use ----
 
     // Copy another buffer's bytes: 0, -12 without a buffer here, -22 for a null descriptor.
     int CopySkb(const CTSkBuffer* other);
@@ -83,9 +90,11 @@ class CTXmitPkt : public CTLinkedNode {
     // is null, n below 1 or there is no buffer.
     int Write(const void* p, int n);
 
-    // Hands the descriptor back to its pool, or destroys its own buffer when it has no owner.
-    // Never for a descriptor taken through a pipe: that one goes back through the pipe.
-    void Release();
+    // ---- The fragment store's ----
+
+    // Its own mark, while it holds the descriptor.
+    void SetStoreMark(uint32_t mark) { m_store_mark = mark; }
+    uint32_t GetStoreMark() const { return m_store_mark; }
 
   private:
     int m_status = kXmitFinished;

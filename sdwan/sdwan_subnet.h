@@ -30,19 +30,18 @@ class CTSdwanSubnet {
     CTSdwanSubnet(const CTSdwanSubnet&) = delete;
     CTSdwanSubnet& operator=(const CTSdwanSubnet&) = delete;
 
+    // ---- The subnet as a whole ----
+
     // Every value as in a new subnet; routers and map stay. Returns 0.
     int Init();
     // Exchanges everything with another subnet, routers and map included. Takes no memory, so a
     // topology that was fetched beside the one in use takes its place whole.
     void Swap(CTSdwanSubnet& other);
 
-    // The two halves of a router's identifier: its slot in the router list, the subnet's index.
-    static int RouterIDToIndex(unsigned int identifier) {
-        return CTSdwanRouter::GetIndexFromIdentifier(identifier);
-    }
-    static int GetIndexFromIdentifier(unsigned int identifier) {
-        return static_cast<int>(identifier >> kIndexShift);
-    }
+    // Appends the subnet's line and its router list; returns the text's new length.
+    int Print(CTString& text) const;
+    // The same to standard output, with a newline added; returns the text's length.
+    int Print() const;
 
     // The subnet's slot in its list, and the upper half of its routers' identifiers: set it before
     // AddRouter and GetRouter.
@@ -67,8 +66,25 @@ class CTSdwanSubnet {
     // not its index.
     bool IsSame(const char* name) const;
     bool IsSame(unsigned int id) const { return id == m_identifier; }
+
+    // ---- Look-up: of a packet's destination (GetRouterByIPv4Addr), and the central router's ----
+
+    // The two halves of a router's identifier: its slot in the router list, the subnet's index.
+    static int RouterIDToIndex(unsigned int identifier) {
+        return CTSdwanRouter::GetIndexFromIdentifier(identifier);
+    }
+    static int GetIndexFromIdentifier(unsigned int identifier) {
+        return static_cast<int>(identifier >> kIndexShift);
+    }
+    // Null for an identifier of another subnet and for an empty slot.
+    CTSdwanRouter* GetRouter(unsigned int identifier) const;
+    // The router, and its device, to which the map leads; null when it leads nowhere.
+    CTSdwanRouter* GetRouterByIPv4Addr(unsigned int ip) const;
+    CTSdwanDevice* GetDevice(unsigned int ip) const;
     bool HasRouter(unsigned int serial) const { return m_routers.Find(serial) >= 0; }
     bool HasDevice(unsigned int ip) const { return GetRouterByIPv4Addr(ip) != nullptr; }
+
+    // ---- Changes: routers and devices come and go ----
 
     // The router with that serial number, a new one if need be, with its identifier set, and its
     // label when that is not null. Null when the subnet is full.
@@ -97,11 +113,7 @@ class CTSdwanSubnet {
     // Takes the addresses of all the router's devices off the map; 0.
     int UnMap(CTSdwanRouter& router);
 
-    // Null for an identifier of another subnet and for an empty slot.
-    CTSdwanRouter* GetRouter(unsigned int identifier) const;
-    // The router, and its device, to which the map leads; null when it leads nowhere.
-    CTSdwanRouter* GetRouterByIPv4Addr(unsigned int ip) const;
-    CTSdwanDevice* GetDevice(unsigned int ip) const;
+    // ---- The central router's leases ----
 
     // An address for a new device, or 0 when none is found: the requested one, if it lies in the
     // subnet and is free or belongs to that MAC (null belongs to nobody); otherwise the first free
@@ -111,11 +123,6 @@ class CTSdwanSubnet {
     // without room for hosts. The gateway's address is not kept free. The caller adds the device.
     // The result of a search, and 0, are also printed.
     unsigned int DynamicAllocationIPAddr(unsigned int requested, const unsigned char* mac) const;
-
-    // Appends the subnet's line and its router list; returns the text's new length.
-    int Print(CTString& text) const;
-    // The same to standard output, with a newline added; returns the text's length.
-    int Print() const;
 
   private:
     static constexpr unsigned int kIndexShift = 8;
