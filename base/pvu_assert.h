@@ -7,8 +7,8 @@
 // interface: expression, source file and line are literals, so that a log line written by one
 // version can be searched for in another; only the operation's signature comes from the compiler.
 
-// Prints "PROGRAM: FILE:LINE: FUNCTION: Assertion `EXPRESSION' failed." to standard error and
-// aborts the process.
+// Writes out what standard output holds, prints "PROGRAM: FILE:LINE: FUNCTION: Assertion
+// `EXPRESSION' failed." to standard error and aborts the process.
 [[noreturn]] void pvu_assert_fail(const char* expression, const char* file, int line,
                                   const char* function);
 

@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "base/pvu_stdout.h"
 #include "sys/command_option.h"
 #include "sys/daemon.h"
 #include "sys/tsdw_sys.h"
@@ -19,6 +20,12 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (option.IsConfig()) sys->SetConfigFile(option.GetConfigFile());
-    if (!option.IsTerminal()) init_daemon(nullptr);
+    // A daemon prints to /dev/null, which nobody ever waits for.
+    CTStdoutEnd end;
+    if (option.IsTerminal()) {
+        pvu_stdout_start();
+    } else {
+        init_daemon(nullptr);
+    }
     return sys->MainLoop();
 }

@@ -1,7 +1,5 @@
 #include "sys/tsdw_sys.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -11,6 +9,7 @@
 #include "base/pvu_fileop.h"
 #include "base/pvu_log.h"
 #include "base/pvu_sleep.h"
+#include "base/pvu_stdout.h"
 
 namespace {
 
@@ -20,21 +19,6 @@ constexpr unsigned kQuitPollMs = 100;
 constexpr unsigned kLooksBetweenTrims = 10;
 constexpr char kLogFile[] = "tamvo.log";
 constexpr char kConfigFile[] = "config.json";
-
-// Writes the line with nothing but write(2).
-void TellSignal(int sig) {
-    char digits[12];
-    size_t first = sizeof digits;
-    do {
-        digits[--first] = static_cast<char>('0' + sig % 10);
-        sig /= 10;
-    } while (sig > 0);
-    constexpr char kBefore[] = "\n\nSignal ";
-    constexpr char kAfter[] = " received, preparing to exit...\n";
-    ssize_t n = write(STDOUT_FILENO, kBefore, sizeof kBefore - 1);
-    if (n >= 0) n = write(STDOUT_FILENO, digits + first, sizeof digits - first);
-    if (n >= 0) n = write(STDOUT_FILENO, kAfter, sizeof kAfter - 1);
-}
 
 }  // namespace
 
@@ -83,7 +67,7 @@ void CTsdwSys::signal_handler(int sig) {
     if (sig == SIGUSR1) GetInstance()->m_status_asked = true;
     if (sig != SIGINT && sig != SIGTERM && sig != SIGKILL) return;
     int saved_errno = errno;
-    TellSignal(sig);
+    pvu_stdout_signal(sig);
     GetInstance()->ForceQuit();
     errno = saved_errno;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/pvu_replace_file.h"
+#include "base/pvu_stdout.h"
 #include "sys/tsdw_sys.h"
 
 namespace {
@@ -68,6 +69,7 @@ void CTsdwSys::PrintStatus() {
     AddQueue(text, "receive queue", m_port.GetRxQueue());
     text.Append("fragments waiting: %d\n", m_port.GetFragmentsWaiting());
     text.Append("buffers in use: %d\n", m_pool.GetLoans());
+    Add(text, "lines left out", pvu_stdout_left_out());
     text.Append("heartbeats unanswered: %u\n", m_port.GetHeartBeatMisses());
     fputs(text.c_str(), stdout);
     if (pvu_replace_file(kStatusFile, text.c_str(), strlen(text.c_str())) == 0) {

@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "base/pvu_stdout.h"
 #include "base/pvu_string.h"
 #include "tcr/tcr_config.h"
 #include "tcr/tcr_option.h"
@@ -32,6 +33,8 @@ int main(int argc, char** argv) {
         case TcrOption::Action::kServe:
             break;
     }
+    pvu_stdout_start();
+    CTStdoutEnd end;
     TcrConfig config;
     if (!option.config_file.empty() && !config.ReadFile(option.config_file, fault)) {
         return Fail(fault);

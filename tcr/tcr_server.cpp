@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/pvu_stdout.h"
 #include "base/pvu_tick.h"
 #include "base/pvu_time.h"
 
@@ -81,6 +82,8 @@ bool TcrServer::HandleSignal(CTCentralRouter& router) {
     signalfd_siginfo info;
     if (read(m_signals, &info, sizeof info) != sizeof info) return true;
     if (info.ssi_signo == SIGUSR1) {
+        std::string left_out = std::to_string(pvu_stdout_left_out());
+        Tell(("standard output: lines left out " + left_out).c_str());
         router.PrintTable(Now());
         return true;
     }
