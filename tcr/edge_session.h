@@ -32,5 +32,10 @@ struct TcrSession {
     uint16_t answered_seq = 0;
     std::vector<uint8_t> answer;
 
+    // A change of it is not yet written to the state: a reply to it waits here; a failed write
+    // drops it.
+    bool unsaved = false;
+    std::vector<uint8_t> held;
+
     TcrTopology topology;  // as this edge knows it
 };

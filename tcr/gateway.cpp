@@ -1,6 +1,7 @@
 #include "tcr/gateway.h"
 
-#include "base/pvu_tick.h"
+#include <utility>
+
 #include "inet/tnet_icmp_packet.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_message.h"
@@ -39,36 +40,24 @@ TcrGateway::TcrGateway(TcrLink& link)
     m_splitter.SetMtu(CTSstpConnect::kDefaultMtu);
 }
 
-bool TcrGateway::Receive(const TcrPath& from, const uint8_t* data, int length, uint32_t gateway) {
-    CTXmitPkt* pkt = m_pool.Alloc();
-    if (!pkt) return false;
-    bool accepted = false;
-    if (pkt->Write(data, length) == 0 && Reassemble(*pkt)) {
-        accepted = pkt->GetStatus() == kXmitHeld || Answer(from, *pkt, gateway);
-    }
-    if (pkt->GetStatus() != kXmitHeld) pkt->Release();
-    return accepted;
+bool TcrGateway::Receive(const TcrDatagram& datagram, uint32_t gateway) {
+    TcrPkt pkt(m_pool.Alloc());
+    if (!pkt || pkt->Write(datagram.data, datagram.length) != 0) return false;
+    if (!Reassemble(pkt, datagram.now)) return false;
+    return !pkt || Answer(datagram.from, *pkt, gateway);
 }
 
-// False when the packet is to be dropped; otherwise it is whole, or held in the store.
-bool TcrGateway::Reassemble(CTXmitPkt& pkt) {
-    pkt.SetStatus(kXmitDeliver);
+// False when the packet is to be dropped; otherwise it is whole, or has gone into the store.
+bool TcrGateway::Reassemble(TcrPkt& pkt, TcrTime now) {
     CTSstpMessage msg;
-    if (!msg.Attach(pkt)) return false;
-    if (m_merger.IsSingle(msg)) {
-        m_fragments.Note(msg);
-        return true;
-    }
-    uint32_t now = static_cast<uint32_t>(pvu_get_current_tick());
-    CTXmitPkt* stored = m_fragments.FindPartner(msg, now);
+    if (!msg.Attach(*pkt)) return false;
+    if (m_merger.IsSingle(msg)) return true;
+    TcrPkt stored = m_fragments.Take(msg.GetSrc(), msg.GetSeq(), now);
     CTSstpMessage stored_msg;
     bool repeated =
-        stored && stored_msg.Attach(stored) && stored_msg.GetFrameIndex() == msg.GetFrameIndex();
-    bool joined = stored && !repeated && m_merger.Merge(pkt, *stored) == 0;
-    if (stored) m_fragments.Delete(*stored);
-    if (stored && !repeated) return joined;
-    pkt.SetStatus(kXmitHeld);
-    m_fragments.Add(pkt, now);
+        stored && stored_msg.Attach(*stored) && stored_msg.GetFrameIndex() == msg.GetFrameIndex();
+    if (stored && !repeated) return m_merger.Merge(*pkt, *stored) == 0;
+    m_fragments.Put(msg.GetSrc(), msg.GetSeq(), std::move(pkt), now);
     return true;
 }
 

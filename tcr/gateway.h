@@ -2,10 +2,11 @@
 
 #include <cstdint>
 
-#include "inet/tnet_frag_linker.h"
 #include "inet/tnet_merger.h"
 #include "inet/tnet_splitter.h"
 #include "inet/xmit_pkt_pool.h"
+#include "tcr/fragment_store.h"
+#include "tcr/tcr_datagram.h"
 #include "tcr/tcr_link.h"
 
 // The subnets' gateway addresses, behind which nothing lives but an answer to pings. It joins the
@@ -16,19 +17,21 @@ class TcrGateway {
 
     // A network packet message for the gateway address, from the edge at that address. True when
     // it was a ping and is answered, or a fragment that waits for its partner.
-    bool Receive(const TcrPath& from, const uint8_t* data, int length, uint32_t gateway);
+    bool Receive(const TcrDatagram& datagram, uint32_t gateway);
+    // Gives fragments up whose partner did not come.
+    void Tick(TcrTime now) { m_fragments.ForgetOld(now); }
 
   private:
-    bool Reassemble(CTXmitPkt& pkt);
+    bool Reassemble(TcrPkt& pkt, TcrTime now);
     bool Answer(const TcrPath& to, CTXmitPkt& request, uint32_t gateway);
     void SendMessage(const TcrPath& to, CTXmitPkt& pkt);
 
     TcrLink& m_link;
-    CTXmitPktPool m_pool;
+    CTXmitPktPool m_pool;  // outlives the fragments, which return to it
     CTXmitPkt m_reply;
     CTXmitPkt m_spare;  // takes a reply's second fragment
     CTNetPktMerger m_merger;
     CTNetPktSplitter m_splitter;
-    CTNetPktFragLinker m_fragments;
+    TcrFragmentStore m_fragments;
     uint16_t m_seq = 0;
 };

@@ -1,5 +1,19 @@
 #include "tcr/tcr_subnet.h"
 
+TcrSubnet::TcrSubnet(const TcrSubnetConfig& served, int index) {
+    model.SetIndex(index);
+    model.SetSubnetName(served.name.c_str());
+    model.SetGateway(served.gateway);
+    model.SetNetMask(served.mask);
+    // All slots at once: an edge may have to stand in any of them from the start.
+    model.GetRouterList().Create(kTcrSlots);
+    SetLimits(served);
+}
+
+void TcrSubnet::SetLimits(const TcrSubnetConfig& served) {
+    model.SetSubnetPassword(served.password.c_str());
+}
+
 TcrDevices TcrSubnet::DevicesOf(int slot) const {
     TcrDevices devices;
     CTSdwanRouter* router = Router(slot);
@@ -28,4 +42,10 @@ bool TcrSubnet::IsHostAddr(uint32_t ip) const {
     uint32_t host = ip & ~mask;
     return (ip & mask) == (model.GetGateway() & mask) && ip != model.GetGateway() && host != 0 &&
            host != ~mask;
+}
+
+bool TcrSubnet::HasFreeAddr() const {
+    // All host parts but the network's, the broadcast and the gateway's.
+    uint32_t usable = ~model.GetNetMask() - 2;
+    return static_cast<uint32_t>(model.GetRouterMap().Count()) < usable;
 }

@@ -4,10 +4,18 @@
 
 #include "sdwan/sdwan_subnet.h"
 #include "tcr/edge_session.h"
+#include "tcr/line_budget.h"
+#include "tcr/tcr_config.h"
 
 // One served subnet: its part of the model, and the session of the edge in each router slot.
 struct TcrSubnet {
-    explicit TcrSubnet(CTSdwanSubnet& subnet) : model(subnet) {}
+    // The index is the upper part of its edges' identifiers.
+    TcrSubnet(const TcrSubnetConfig& served, int index);
+    TcrSubnet(const TcrSubnet&) = delete;
+    TcrSubnet& operator=(const TcrSubnet&) = delete;
+
+    // What may change while edges are there; gateway and mask may not.
+    void SetLimits(const TcrSubnetConfig& served);
 
     CTSdwanRouter* Router(int slot) const { return model.GetRouterList().At(slot); }
     uint32_t Identifier(int slot) const {
@@ -21,7 +29,11 @@ struct TcrSubnet {
     // broadcast nor the gateway's.
     bool IsHostAddr(uint32_t ip) const;
 
-    CTSdwanSubnet& model;
+    // Whether an address is left that no device has. Those of devices all lie in the subnet.
+    bool HasFreeAddr() const;
+
+    CTSdwanSubnet model;
     TcrSession sessions[kTcrSlots];
+    TcrLineBudget lines[kTcrSlots];
     uint32_t last_version = 0;  // given to a session's router; never given twice
 };

@@ -32,7 +32,7 @@ number=$(identifier b)
 sed -i 's/1003/1002/' "$("$lab" dir c)/config.json"
 : >"$(out_of b)"
 "$lab" start c
-has_line "$(out_of tcr)" "edge $number is no longer listened to at 10.77.0.2:" || fail "not told"
+has_line "$(out_of tcr)" "edge $number session moved to 10.77.0.3:.*, was at 10.77.0.2:" || fail "no line says so"
 [ "$(identifier b)$(identifier c)" = "$number" ] || fail "not one edge of that number"
 
 # Killed and started at once, before anybody misses it.

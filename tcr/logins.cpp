@@ -1,0 +1,165 @@
+#include "tcr/logins.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/pvu_text_field.h"
+#include "sstp/sstp_error.h"
+#include "sstp/sstp_logout.h"
+#include "tcr/tcr_error.h"
+#include "tcr/tcr_text.h"
+
+namespace {
+
+// A login repeated within this time is the same one, whose reply was lost or late.
+constexpr TcrTime kSameLoginMs = 5000;
+constexpr TcrTime kRefusalLineMs = 1000;
+
+}  // namespace
+
+// 0, or the error to refuse with.
+uint32_t TcrLogins::Judge(CTSstpLoginMsg& login, TcrSubnet*& subnet) const {
+    subnet = m_core.subnets.Find(pvu_text_field_get(login.GetSubnetName()));
+    if (!subnet) return kSstpErrLoginFailed;
+    if (pvu_text_field_get(login.GetUserPwd()) != subnet->model.GetSubnetPassword()) {
+        return kSstpErrSubnetPassword;
+    }
+    if (CTVersion(login.GetVersion()) < m_core.config.lowest_version) return kSstpErrVersionLow;
+    return kTcrErrNone;
+}
+
+void TcrLogins::Login(const TcrDatagram& request) {
+    CTSstpLoginMsg login;
+    CTSstpLoginAck reply;
+    if (!m_core.HoldsBody(request.msg, CTSstpLoginMsg::GetContextLength())) return;
+    if (!login.Attach(request.buffer) || !reply.Create()) return;
+    if (!m_allowance.Allows(request.from.remote.GetIPv4(), request.now)) {
+        ++m_core.counters.ignored_logins;
+        return;
+    }
+    TcrEdge edge;
+    uint32_t error = Judge(login, edge.subnet);
+    if (error == kTcrErrNone && !TakeSlot(*edge.subnet, login.GetSerialNumber(), edge.slot)) {
+        error = kSstpErrLoginFailed;
+    }
+    reply.SetError(error);
+    if (error != kTcrErrNone) {
+        Refuse(request, error);
+        return m_core.replies.SendNow(request, reply);
+    }
+    TcrSession& session = edge.Session();
+    reply.SetIdentifier(edge.Identifier());
+    bool repeated = session.presence == TcrPresence::kLoggedIn &&
+                    session.path.SameRemote(request.from) &&
+                    session.login_seq == request.msg.GetSeq() &&
+                    request.now - session.login_tick < kSameLoginMs;
+    if (!repeated) {
+        PrintLogin(edge, request, login);
+        StartSession(edge, request);
+    }
+    session.path.local = request.from.local;
+    m_core.replies.Send(edge, request, reply);
+}
+
+void TcrLogins::PrintLogin(const TcrEdge& edge, const TcrDatagram& request, CTSstpLoginMsg& login) {
+    const TcrSession& session = edge.Session();
+    // It was killed and came back, or there are two with its serial number.
+    if (session.presence == TcrPresence::kLoggedIn && !session.path.SameRemote(request.from)) {
+        m_core.log.EdgeLine(edge, request.now, "session moved to %s, was at %s",
+                            tcr_addr_text(request.from.remote).c_str(),
+                            tcr_addr_text(session.path.remote).c_str());
+    }
+    CTVersion version(login.GetVersion());
+    m_core.log.EdgeLine(edge, request.now,
+                        "logged in from %s, serial 0x%08x, version %d.%d.%d, subnet \"%s\"",
+                        tcr_addr_text(request.from.remote).c_str(), login.GetSerialNumber(),
+                        version.GetMajor(), version.GetMinor(), version.GetPatch(),
+                        tcr_printable(edge.subnet->model.GetName()).c_str());
+}
+
+// What the edge knew and where it was is over; its address stays its own.
+void TcrLogins::StartSession(const TcrEdge& edge, const TcrDatagram& request) {
+    TcrSession& session = edge.Session();
+    m_sessions.Unlist(edge, kDeviceStatusOff);
+    uint32_t lease = session.lease;
+    DropDevicesBut(edge, lease);
+    // What was announced to it before may still arrive where it is.
+    TcrTopology topology;
+    if (session.path.SameRemote(request.from)) topology = std::move(session.topology);
+    topology.StartAnew();
+    session = TcrSession();
+    session.topology = std::move(topology);
+    session.lease = lease;
+    session.presence = TcrPresence::kLoggedIn;
+    session.path = request.from;
+    session.login_tick = request.now;
+    session.login_seq = request.msg.GetSeq();
+    session.heard_tick = request.now;
+    m_core.journal.EdgeChanged(edge);
+}
+
+// The slot of the edge with that serial number: the one it had, a free one, or that of the edge
+// that has been away longest.
+bool TcrLogins::TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot) {
+    CTSdwanRouter* router = subnet.model.AddRouter(serial);
+    if (!router) {
+        const TcrSession* longest = nullptr;
+        for (TcrSession& session : subnet.sessions) {
+            if (session.presence == TcrPresence::kLoggedIn) continue;
+            if (!longest || session.gone_tick < longest->gone_tick) longest = &session;
+        }
+        if (!longest) return false;
+        int freed = static_cast<int>(longest - subnet.sessions);
+        subnet.model.DelRouter(subnet.Identifier(freed));
+        subnet.sessions[freed] = TcrSession();
+        m_core.journal.EdgeChanged({&subnet, freed});
+        router = subnet.model.AddRouter(serial);
+    }
+    if (!router) return false;
+    slot = router->GetIndex();
+    return slot < kTcrSlots;
+}
+
+// At most one line a second: anybody can send logins.
+void TcrLogins::Refuse(const TcrDatagram& request, uint32_t error) {
+    m_allowance.Failed(request.from.remote.GetIPv4(), request.now);
+    ++m_core.counters.refused_logins;
+    if (request.now - m_last_refusal_line < kRefusalLineMs) {
+        ++m_refusals_not_shown;
+        return;
+    }
+    m_core.log.Line("login from %s refused, error %u (%llu more not shown)",
+                    tcr_addr_text(request.from.remote).c_str(), error,
+                    static_cast<unsigned long long>(m_refusals_not_shown));
+    m_last_refusal_line = request.now;
+    m_refusals_not_shown = 0;
+}
+
+void TcrLogins::DropDevicesBut(const TcrEdge& edge, uint32_t kept) {
+    std::vector<uint32_t> dropped;
+    CTSdwanDeviceList& devices = edge.Router()->GetDeviceList();
+    for (int i = 0; i < devices.Count(); ++i) {
+        CTSdwanDevice* device = devices.At(i);
+        if (device && device->GetIPv4Addr().GetIP() != kept) {
+            dropped.push_back(device->GetIPv4Addr().GetIP());
+        }
+    }
+    for (uint32_t ip : dropped)
+        edge.subnet->model.DelDevice(edge.Router(), ip);
+}
+
+bool TcrLogins::Logout(const TcrEdge& edge, const TcrDatagram& request) {
+    CTSstpLogoutAck reply;
+    if (!reply.Create()) return true;
+    TcrSession& session = edge.Session();
+    session.presence = TcrPresence::kAbsent;
+    session.gone_tick = request.now;
+    session.registered = false;
+    session.topology.pending.active = false;
+    m_sessions.Unlist(edge, kDeviceStatusOff);
+    m_core.journal.EdgeChanged(edge);
+    m_core.replies.SendAndKeep(edge, request, reply);
+    m_core.log.EdgeLine(edge, request.now, "logged out");
+    return true;
+}

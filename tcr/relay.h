@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tcr/gateway.h"
+#include "tcr/sessions.h"
+
+// Network packets: passed on as they came to the edge that their dst names, or answered for the
+// gateway. Nothing here waits for the state to be written. One thread.
+class TcrRelay {
+  public:
+    TcrRelay(TcrCore& core, TcrSessions& sessions)
+        : m_core(core), m_sessions(sessions), m_gateway(core.link) {}
+
+    void Packet(const TcrDatagram& datagram);
+    void Tick(TcrTime now) { m_gateway.Tick(now); }
+
+  private:
+    // The session that the packet is for; null when nobody is there.
+    TcrSession* Destination(TcrSubnet& subnet, uint32_t identifier) const;
+
+    TcrCore& m_core;
+    TcrSessions& m_sessions;
+    TcrGateway m_gateway;
+};
