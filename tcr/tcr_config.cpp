@@ -6,13 +6,18 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <memory>
+#include <set>
 
 #include "base/pvu_text_field.h"
 #include "inet/tnet_ip.h"
+#include "tcr/state_record.h"
+#include "tcr/tcr_network.h"
 
 namespace {
 
@@ -23,12 +28,15 @@ constexpr char kKeyName[] = "name";
 constexpr char kKeyPassword[] = "password";
 constexpr char kKeyGateway[] = "gateway";
 constexpr char kKeyNetmask[] = "netmask";
+constexpr char kKeyEdges[] = "edges";
+constexpr char kKeySerial[] = "serial";
+constexpr char kKeyState[] = "state";
 
 constexpr int kDefaultSilentSeconds = 60;
 constexpr int kMaxSilentSeconds = 86400;
 constexpr size_t kMaxFileSize = 1 << 20;
-constexpr int kMaxSubnets = 1024;
-constexpr uint32_t kSmallestHostMask = 3;  // two hosts, network and broadcast address
+constexpr size_t kMaxPathSize = 4096;
+constexpr size_t kMaxHexDigits = 8;
 
 struct TreeDeleter {
     void operator()(cJSON* tree) const { cJSON_Delete(tree); }
@@ -53,6 +61,9 @@ class Reader {
     bool ReadSubnet(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet);
     bool ReadText(const cJSON* item, const std::string& where, const char* key, std::string& out);
     bool ReadAddr(const cJSON* item, const std::string& where, const char* key, uint32_t& out);
+    bool ReadState(const cJSON* item, std::string& state);
+    bool ReadEdges(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet);
+    bool ReadSerial(const cJSON* item, const std::string& where, uint32_t& serial);
     bool CheckNetwork(const std::string& where, const TcrSubnetConfig& subnet);
 
     const std::string& m_path;
@@ -84,11 +95,15 @@ bool Reader::Read(TcrConfig& config) {
     Tree tree;
     if (!Load(tree)) return false;
     if (!cJSON_IsObject(tree.get())) return Fault("", "is not a JSON object");
-    if (!CheckKeys(tree.get(), "", {kKeyLowestVersion, kKeySilentAfter, kKeySubnets})) return false;
+    if (!CheckKeys(tree.get(), "", {kKeyLowestVersion, kKeySilentAfter, kKeyState, kKeySubnets})) {
+        return false;
+    }
     const cJSON* version = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyLowestVersion);
     if (version && !ReadVersion(version, config.lowest_version)) return false;
     const cJSON* silence = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySilentAfter);
     if (silence && !ReadSilence(silence, config.silent_seconds)) return false;
+    const cJSON* state = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyState);
+    if (state && !ReadState(state, config.state)) return false;
     const cJSON* subnets = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySubnets);
     return ReadSubnets(subnets, config.subnets);
 }
@@ -99,10 +114,10 @@ bool Reader::CheckKeys(const cJSON* object, const std::string& where,
     for (const cJSON* item = object->child; item; item = item->next) {
         std::string key = item->string ? item->string : "";
         if (std::none_of(known.begin(), known.end(), [&](const char* k) { return key == k; })) {
-            return Fault(where + key, "is no key of this file");
+            return Fault(where + key, "unknown key");
         }
         if (std::count(seen.begin(), seen.end(), key) > 0) {
-            return Fault(where + key, "stands there twice");
+            return Fault(where + key, "duplicate key");
         }
         seen.push_back(key);
     }
@@ -139,14 +154,16 @@ bool Reader::ReadSubnets(const cJSON* list, std::vector<TcrSubnetConfig>& subnet
     if (!cJSON_IsArray(list)) return Fault(kKeySubnets, "is not a list");
     int count = cJSON_GetArraySize(list);
     if (count < 1) return Fault(kKeySubnets, "is empty");
-    if (count > kMaxSubnets) return Fault(kKeySubnets, "has more than 1024 entries");
+    if (count > kTcrMaxSubnets) {
+        return Fault(kKeySubnets, "has more than " + std::to_string(kTcrMaxSubnets) + " entries");
+    };
     subnets.clear();
     for (const cJSON* item = list->child; item; item = item->next) {
         std::string where = std::string(kKeySubnets) + "[" + std::to_string(subnets.size()) + "].";
         TcrSubnetConfig subnet;
         if (!ReadSubnet(item, where, subnet)) return false;
         for (const TcrSubnetConfig& other : subnets) {
-            if (other.name == subnet.name) return Fault(where + kKeyName, "stands there twice");
+            if (other.name == subnet.name) return Fault(where + kKeyName, "duplicate name");
         }
         subnets.push_back(subnet);
     }
@@ -155,11 +172,12 @@ bool Reader::ReadSubnets(const cJSON* list, std::vector<TcrSubnetConfig>& subnet
 
 bool Reader::ReadSubnet(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet) {
     if (!cJSON_IsObject(item)) return Fault(where, "is not an object");
-    return CheckKeys(item, where, {kKeyName, kKeyPassword, kKeyGateway, kKeyNetmask}) &&
+    return CheckKeys(item, where, {kKeyName, kKeyPassword, kKeyGateway, kKeyNetmask, kKeyEdges}) &&
            ReadText(item, where, kKeyName, subnet.name) &&
            ReadText(item, where, kKeyPassword, subnet.password) &&
            ReadAddr(item, where, kKeyGateway, subnet.gateway) &&
-           ReadAddr(item, where, kKeyNetmask, subnet.mask) && CheckNetwork(where, subnet);
+           ReadAddr(item, where, kKeyNetmask, subnet.mask) && CheckNetwork(where, subnet) &&
+           ReadEdges(item, where, subnet);
 }
 
 bool Reader::ReadText(const cJSON* item, const std::string& where, const char* key,
@@ -185,13 +203,57 @@ bool Reader::ReadAddr(const cJSON* item, const std::string& where, const char* k
 }
 
 bool Reader::CheckNetwork(const std::string& where, const TcrSubnetConfig& subnet) {
-    uint32_t host = ~subnet.mask;
-    if ((host & (host + 1)) != 0) return Fault(where + kKeyNetmask, "has holes");
-    if (host < kSmallestHostMask) return Fault(where + kKeyNetmask, "leaves no room for hosts");
-    uint32_t gateway_host = subnet.gateway & host;
-    if (gateway_host == 0 || gateway_host == host) {
-        return Fault(where + kKeyGateway, "is the network's or the broadcast address");
+    if (const char* fault = tcr_mask_fault(subnet.mask)) return Fault(where + kKeyNetmask, fault);
+    const char* fault = tcr_gateway_fault(subnet.gateway, subnet.mask);
+    return fault ? Fault(where + kKeyGateway, fault) : true;
+}
+
+bool Reader::ReadState(const cJSON* item, std::string& state) {
+    const char* text = cJSON_GetStringValue(item);
+    if (!text || *text == '\0') return Fault(kKeyState, "is not the name of a file");
+    if (strlen(text) > kMaxPathSize) return Fault(kKeyState, "is too long for a file's name");
+    state = text;
+    return true;
+}
+
+bool Reader::ReadEdges(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet) {
+    const cJSON* list = cJSON_GetObjectItemCaseSensitive(item, kKeyEdges);
+    if (!list) return true;
+    if (!cJSON_IsArray(list)) return Fault(where + kKeyEdges, "is not a list");
+    std::set<uint32_t> serials;
+    int number = 0;
+    for (const cJSON* edge = list->child; edge; edge = edge->next, ++number) {
+        std::string place = where + kKeyEdges + "[" + std::to_string(number) + "]";
+        const cJSON* value = edge;
+        if (cJSON_IsObject(edge)) {
+            if (!CheckKeys(edge, place + ".", {kKeySerial})) return false;
+            place += std::string(".") + kKeySerial;
+            value = cJSON_GetObjectItemCaseSensitive(edge, kKeySerial);
+            if (!value) return Fault(place, "is missing");
+        }
+        uint32_t serial = 0;
+        if (!ReadSerial(value, place, serial)) return false;
+        serials.insert(serial);
     }
+    subnet.edges.emplace(serials.begin(), serials.end());
+    return true;
+}
+
+// Serial numbers are 32 bits; some print them with a sign, some without.
+bool Reader::ReadSerial(const cJSON* item, const std::string& where, uint32_t& serial) {
+    constexpr double kLowest = std::numeric_limits<int32_t>::min();
+    constexpr double kHighest = std::numeric_limits<uint32_t>::max();
+    double value = cJSON_GetNumberValue(item);
+    if (value >= kLowest && value <= kHighest && value == std::floor(value)) {
+        serial = static_cast<uint32_t>(static_cast<int64_t>(value));
+        return true;
+    }
+    const char* text = cJSON_GetStringValue(item);
+    std::string digits = text && strncmp(text, "0x", 2) == 0 ? text + 2 : "";
+    bool hex = !digits.empty() && digits.size() <= kMaxHexDigits &&
+               digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    if (!hex) return Fault(where, "is not a serial number like 1001, -5 or \"0x3E9\"");
+    serial = static_cast<uint32_t>(strtoul(digits.c_str(), nullptr, 16));
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,8 @@ struct TcrSubnetConfig {
     std::string password;
     uint32_t gateway = 0;
     uint32_t mask = 0;
+    // Serial numbers of the edges that it lets in, ascending; nothing: all are.
+    std::optional<std::vector<uint32_t>> edges = std::nullopt;
 };
 
 // What the central router serves: read from a JSON file, or the defaults, with which a default
@@ -20,9 +23,11 @@ struct TcrSubnetConfig {
 //     {
 //         "lowest version": "0.1.0",
 //         "silent after": 60,
+//         "state": "/var/lib/tamvo/tcr.db",
 //         "subnets": [
 //             { "name": "qwop", "password": "qwop",
-//               "gateway": "192.168.15.5", "netmask": "255.255.255.0" }
+//               "gateway": "192.168.15.5", "netmask": "255.255.255.0",
+//               "edges": [ 1001, -5, "0x80000001", { "serial": 1002 } ] }
 //         ]
 //     }
 //
@@ -38,5 +43,6 @@ struct TcrConfig {
 
     CTVersion lowest_version;
     int silent_seconds;  // an edge not heard of for so long counts as gone
+    std::string state;   // file that keeps its state; empty: not named
     std::vector<TcrSubnetConfig> subnets;
 };

@@ -8,11 +8,15 @@
 
 namespace {
 
-constexpr char kShortOptions[] = "c:b:p:vh";
+constexpr char kShortOptions[] = "c:s:b:p:vh";
 constexpr option kLongOptions[] = {
-    {"config", required_argument, nullptr, 'c'}, {"bind", required_argument, nullptr, 'b'},
-    {"port", required_argument, nullptr, 'p'},   {"version", no_argument, nullptr, 'v'},
-    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+    {"config", required_argument, nullptr, 'c'},
+    {"state", required_argument, nullptr, 's'},
+    {"bind", required_argument, nullptr, 'b'},
+    {"port", required_argument, nullptr, 'p'},
+    {"version", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},
+    {nullptr, 0, nullptr, 0},
 };
 
 bool ParseAddress(const char* text, uint32_t& ip) {
@@ -47,6 +51,11 @@ TcrOption::Action TcrOption::Parse(int argc, char** argv, std::string& fault) {
             case 'c':
                 config_file = optarg;
                 break;
+            case 's':
+                state_file = optarg;
+                if (!state_file.empty()) break;
+                fault = "-s: is not the name of a file";
+                return Action::kFault;
             case 'b':
                 address = optarg;
                 if (ParseAddress(optarg, ip)) break;
@@ -69,12 +78,16 @@ void TcrOption::PrintHelp() {
     puts("");
     puts(
         "  -c, --config FILE     Subnets to serve (default: the one that a default edge asks for)");
+    puts(
+        "  -s, --state FILE      Keeps its state there (default: the file's \"state\"; without it");
+    puts("                        tcr.db, with -c; without -c it keeps nothing)");
     puts("  -b, --bind ADDRESS    IPv4 address to listen on (default: 127.0.0.1)");
     puts("  -p, --port PORT       UDP port to listen on (default: 1922)");
     puts("  -v, --version         Print the version");
     puts("  -h, --help            Print this text");
     puts("");
-    puts("Signals: SIGINT and SIGTERM end it, SIGUSR1 prints its table of edges.");
+    puts("Signals: SIGINT and SIGTERM end it, SIGHUP reads the configuration file again, SIGUSR1");
+    puts("prints its table of edges.");
     puts("Exit status: 0 after an orderly end, 2 when a fault kept it from starting.");
 }
 

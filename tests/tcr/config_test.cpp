@@ -29,10 +29,13 @@ class TcrConfigFile : public testing::Test {
 
 TEST_F(TcrConfigFile, IsReadWhole) {
     EXPECT_EQ(FaultOf(std::string(R"({"lowest version": "1.2.3", "silent after": 30,
-                                      "subnets": [)") +
+                                      "state": "/x/tcr.db", "subnets": [)") +
                       kSubnet + R"(, {"name": "m", "password": "q", "gateway": "10.1.0.1",
-                                      "netmask": "255.255.255.252"}]})"),
+                                      "netmask": "255.255.255.252",
+            "edges": [4294967295, -1, -2147483648, 0, "0x80000001", "0xaB", {"serial": 7},
+                      {"serial": "0x8"}]}]})"),
               "");
+    EXPECT_EQ(config.state, "/x/tcr.db");
     EXPECT_EQ(config.lowest_version.GetVersion(), 0x10203u);
     EXPECT_EQ(config.silent_seconds, 30);
     ASSERT_EQ(config.subnets.size(), 2u);
@@ -40,6 +43,9 @@ TEST_F(TcrConfigFile, IsReadWhole) {
     EXPECT_EQ(std::tie(last.name, last.password), std::tuple("m", "q"));
     EXPECT_EQ(last.gateway, Ip(10, 1, 0, 1));
     EXPECT_EQ(last.mask, 0xFFFFFFFCu);
+    EXPECT_FALSE(config.subnets[0].edges) << "all are let in";
+    EXPECT_EQ(last.edges,
+              (std::vector<uint32_t>{0, 7, 8, 0xAB, 0x80000000, 0x80000001, 0xFFFFFFFF}));
 }
 
 TEST_F(TcrConfigFile, EveryFaultNamesItsKeyAndReason) {
@@ -56,10 +62,10 @@ TEST_F(TcrConfigFile, EveryFaultNamesItsKeyAndReason) {
         {"{}", "\"subnets\": is missing"},
         {R"({"subnets": []})", "\"subnets\": is empty"},
         {R"({"subnets": 5})", "\"subnets\": is not a list"},
-        {R"({"subnet": []})", "\"subnet\": is no key of this file"},
-        {R"({"subnets": 1, "subnets": 2})", "\"subnets\": stands there twice"},
+        {R"({"subnet": []})", "\"subnet\": unknown key"},
+        {R"({"subnets": 1, "subnets": 2})", "\"subnets\": duplicate key"},
         {subnets("7"), "\"subnets[0].\": is not an object"},
-        {subnets(std::string(kSubnet) + "," + kSubnet), "\"subnets[1].name\": stands there twice"},
+        {subnets(std::string(kSubnet) + "," + kSubnet), "\"subnets[1].name\": duplicate name"},
         {subnets(R"({"name": "n"})"), "\"subnets[0].password\": is missing"},
         {subnets(R"({"name": 5})"), "\"subnets[0].name\": is not a text"},
         {subnets(R"({"name": ")" + std::string(33, 'x') + "\"}"),
@@ -78,6 +84,25 @@ TEST_F(TcrConfigFile, EveryFaultNamesItsKeyAndReason) {
     for (const char* seconds : {"0", "-1", "1.5", "1e300", "\"60\"", "86401"})
         faults.emplace_back(std::string(R"({"silent after": )") + seconds + "}",
                             "\"silent after\": is not a whole number of seconds from 1 to 86400");
+    for (const char* state : {"5", "\"\"", "[]"})
+        faults.emplace_back(std::string(R"({"state": )") + state + "}",
+                            "\"state\": is not the name of a file");
+    auto edges = [&](const std::string& list) {
+        return subnets(R"({"name": "n", "password": "p", "gateway": "10.0.0.1",
+                           "netmask": "255.255.255.0", "edges": )" +
+                       list + "}");
+    };
+    faults.emplace_back(edges("7"), "\"subnets[0].edges\": is not a list");
+    faults.emplace_back(edges("[1, {}]"), "\"subnets[0].edges[1].serial\": is missing");
+    faults.emplace_back(edges(R"([{"serial": 1, "x": 2}])"),
+                        "\"subnets[0].edges[0].x\": unknown key");
+    for (const char* serial : {"4294967296", "-2147483649", "1.5", "\"12\"", "\"0x\"",
+                               "\"0x123456789\"", "\"0x1g\"", "true", "null", "[1]"})
+        faults.emplace_back(edges(std::string("[1, ") + serial + "]"),
+                            "\"subnets[0].edges[1]\": is not a serial number like 1001, -5 or "
+                            "\"0x3E9\"");
+    EXPECT_EQ(FaultOf(edges("[]")), "");
+    EXPECT_EQ(config.subnets[0].edges, std::vector<uint32_t>()) << "nobody is let in";
     for (const auto& [content, fault] : faults)
         EXPECT_EQ(FaultOf(content), fault);
 }

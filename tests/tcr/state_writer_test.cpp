@@ -86,8 +86,9 @@ TEST_F(StateWriter, HoldsNobodyUpAndJoinsWhatWaits) {
     EXPECT_FALSE(HasOutcome()) << "nothing is saved before it is flushed";
     int before = disk.Flushes();
     disk.LetGo();
-    EXPECT_EQ(Outcome(), "saved 2");
-    EXPECT_EQ(Outcome(), "saved 502");
+    std::string outcome = Outcome();
+    if (outcome == "saved 2") outcome += ", " + Outcome();  // taken in between
+    EXPECT_EQ(outcome, "saved 2, saved 502");
     EXPECT_LE(disk.Flushes() - before, 3) << "each batch was flushed by itself";
     ExpectWritten();
 }
