@@ -9,11 +9,15 @@
 // time.
 class CTTime {
   public:
+    // ---- Sleeps ----
+
     // Seconds x 1,000,000 in 32 bits: above 4294 s the sleep wraps to a shorter one.
     static void Sleep(int s);
     static void SleepMs(int ms);
     static void SleepUs(int us);
     static void SleepNs(int ns);
+
+    // ---- Clocks ----
 
     // The monotonic clock.
     static int64_t GetCurrentMS();
@@ -27,6 +31,9 @@ class CTTime {
     static int GetTimeOfDay(timeval* out, struct timezone* zone);
 
     static time_t GetUtcTime();
+
+    // ---- The calendar, in local time ----
+
     // Null, and -1, for null and on failure.
     static tm* LocalTime(const time_t* t);
     static time_t MakeTime(tm* broken_down);

@@ -27,6 +27,8 @@ class CTJsonObject {
     CTJsonObject(const CTJsonObject&) = delete;
     ~CTJsonObject() { Release(); }
 
+    // ---- The handle and its tree ----
+
     // A handle on a new empty object; whether there was memory for it.
     bool Create();
     // True in every case.
@@ -51,6 +53,8 @@ class CTJsonObject {
     static void* Malloc(size_t size);
 
     static const char* GetVersion() { return cJSON_Version(); }
+
+    // ---- Members of this node: by key ----
 
     // The member, null when absent. Only the second form minds letter case.
     cJSON* GetItem(const char* key) const;
@@ -87,6 +91,8 @@ class CTJsonObject {
     bool SetItemValue(const char* key, double value);
     bool SetItemValue(const char* key, bool value);
 
+    // ---- The value of this node ----
+
     // The number truncated toward zero; beyond 32 bits the low 32 bits of what fits 64 bits,
     // INT_MIN for anything larger and for a node that is not a number. 0 without a node.
     int GetInt() const;
@@ -103,6 +109,8 @@ class CTJsonObject {
     void SetDouble(double value);
     // Changes a true or false only.
     void SetBool(bool value);
+
+    // ---- Text and files ----
 
     // Whether the text is JSON; the node is null if not. A previous node is not freed.
     bool Parse(const char* text);

@@ -24,6 +24,8 @@ class CTSstpMessage {
     CTSstpMessage(const CTSstpMessage&) = delete;
     CTSstpMessage& operator=(const CTSstpMessage&) = delete;
 
+    // ---- The buffer: an own one or borrowed bytes ----
+
     // A zeroed buffer of 16 + body bytes with a reset header; false without memory. A message that
     // owns a buffer already keeps it as it is: true.
     bool Create(int body);
@@ -44,6 +46,8 @@ class CTSstpMessage {
     int GetBufferSize() const { return m_bufsize; }
     // The body; null for an empty message.
     uint8_t* GetDataPtr() const { return m_ptr ? m_ptr + kSstpHeaderSize : nullptr; }
+
+    // ---- The header and what it says of the body ----
 
     int GetMessageLength();
     // The body length that the header states; negative when it states less than a header.
@@ -69,6 +73,8 @@ class CTSstpMessage {
     void SetSrc(uint32_t src);
     uint32_t GetDst();
     void SetDst(uint32_t dst);
+
+    // ---- The whole message ----
 
     // Appends body bytes; returns len, or 0 when they do not fit. At least one byte of the buffer
     // stays free.
