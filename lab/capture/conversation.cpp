@@ -102,7 +102,7 @@ void Conversation::Ask() {
     m_edge->open = m_message.seq;
 }
 
-// Before it goes, an edge has been told of everybody who is there, and has found the way to them.
+// Before it goes, an edge knows of everybody who is there, and has found the way to them.
 void Conversation::Leave() {
     m_edge->phase = Phase::kLeaving;
     m_edge->steps = {{kDelDevice}, {kLogout}};
@@ -111,7 +111,7 @@ void Conversation::Leave() {
         there[identifier] = true;
         Want(m_edge->beats.count(other->at), "has never sent a heartbeat to " + other->at.Text());
     }
-    Want(m_edge->known == there, "leaves with a wrong picture of the others");
+    Want(m_edge->known == there, "leaves with a wrong topology");
     Want(m_edge->beats.count(m_plan.central), "leaves without a heartbeat");
 }
 

@@ -3,7 +3,7 @@
 using namespace wire_sub;
 
 WireBytes Conversation::RequestBody() {
-    // The central router tells of others what they told of themselves.
+    // The central router announces of others what they registered.
     bool from_central = m_way == kWireDown;
     uint32_t identifier = At32(m_message.body, m_message.sub == kAddRouter ? 4 : 0);
     const Edge* about = from_central ? EdgeWith(identifier) : m_edge;

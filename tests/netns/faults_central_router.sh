@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A central router that is killed and started again, an edge that is, and two edges with one serial
-# number: each is told, and ends or comes back as before.
+# number: each prints it, and ends or comes back as before.
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
@@ -14,7 +14,7 @@ identifier() { "$lab" table | sed -n "s/.*edge \(0x[0-9a-f]*\) joined.*\"edge-$1
 # again, which they survive in order.
 "$lab" kill tcr
 for edge in a b; do
-    patience=30 has_line "$(out_of "$edge")" 'sstp drop off, count = 6' || fail "$edge was not told"
+    patience=30 has_line "$(out_of "$edge")" 'sstp drop off, count = 6' || fail "$edge did not notice"
 done
 are_idle "$(pid_of a)" "$(pid_of b)"
 "$lab" start tcr
@@ -27,7 +27,7 @@ done
 reaches a "$b" || fail "a does not reach b through the new central router"
 
 # A second edge with b's serial number: the one that came last is the edge of that number. The other
-# one is told, and its end changes nothing.
+# one gets its line, and its end changes nothing.
 number=$(identifier b)
 sed -i 's/1003/1002/' "$("$lab" dir c)/config.json"
 : >"$(out_of b)"
@@ -44,6 +44,6 @@ number=$(identifier a)
 reaches a "$c" || fail "a does not reach c after it was killed"
 reaches c "$a" || fail "c does not reach a after it was killed"
 
-patience=30 has_line "$(out_of b)" 'sstp drop off, count = 6' || fail "b was not told"
+patience=30 has_line "$(out_of b)" 'sstp drop off, count = 6' || fail "b did not notice"
 "$lab" stop b || fail "b did not end"
 reaches a "$c" || fail "the end of b took c away"

@@ -57,7 +57,7 @@ ends b
 tells 'config file kept as: config.json.bad'
 cmp config.json.bad "$LAB_DIR/truncated.json" || fail "what somebody wrote is lost"
 rm config.json.bad
-mkdir config.json.bad # what is in the way is told
+mkdir config.json.bad # what is in the way gets its line
 cp "$LAB_DIR/truncated.json" config.json
 starts b
 ends b

@@ -12,7 +12,7 @@ sed -i 's/\("recv timeout":[^0-9]*\)200/\1500/' config.json
 out=$LAB_DIR/b.out
 
 # Sub types: echo, login, address, subnet, routers, devices of a router, then the two registrations.
-# Without the picture of the others an edge joins all the same, and then it is asked to end.
+# Without the topology an edge joins all the same, and then it is asked to end.
 for step in 2:1 3:1 5:1 6:1 14:0 18:0 10:1 16:1; do
     sub_type=${step%:*} expected=${step#*:}
     "$lab" exec tcr nft "

@@ -22,12 +22,12 @@ expect_stored() { # stored text, file
 
 "$lab" up b
 "$lab" start a
-has_line "$(out_of a)" '^Add Device:.* seq=1,' || fail "a was not told of b"
+has_line "$(out_of a)" '^Add Device:.* seq=1,' || fail "b was not announced to a"
 pings a "$("$lab" addr b)" 1472
 "$lab" stop b
-has_line "$(out_of a)" '^Del Router:.* seq=2,' || fail "a was not told that b left"
+has_line "$(out_of a)" '^Del Router:.* seq=2,' || fail "the end of b was not announced to a"
 "$lab" start b
-has_line "$(out_of a)" '^Add Device:.* seq=4,' || fail "a was not told that b is back"
+has_line "$(out_of a)" '^Add Device:.* seq=4,' || fail "b was not announced to a again"
 "$lab" stop a
 
 dir=$("$lab" dir a)

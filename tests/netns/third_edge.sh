@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A third edge joins, leaves, comes back and is killed; the others' pictures follow. A fourth one joins
-# from far away.
+# A third edge joins, leaves, comes back and is killed; the others' topologies follow. A fourth one
+# joins from far away.
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
@@ -26,7 +26,7 @@ identifier=$("$lab" table | sed -n 's/.*edge \(0x[0-9a-f]*\) .*"edge-c".*/\1/p')
 
 "$lab" stop c
 for edge in a b; do
-    has_line "$("$lab" dir "$edge")/out" '^Del Router:' || fail "$edge was not told that c left"
+    has_line "$("$lab" dir "$edge")/out" '^Del Router:' || fail "$edge was sent no end of c"
     if "$lab" exec "$edge" ping -q -c 1 -W 1 "$c" >/dev/null; then fail "$edge still reaches c"; fi
 done
 
@@ -39,7 +39,7 @@ before=$(grep -c '^Del Router:' "$("$lab" dir a)/out")
 "$lab" kill c
 has_line "$("$lab" dir tcr)/out" "$identifier not heard of for 5 s, gone" || fail "c was not missed"
 timeout 10 sh -c "until [ \"\$(grep -c '^Del Router:' '$("$lab" dir a)/out')\" -gt $before ]; do
-    sleep 0.05; done" || fail "a was not told that c is gone"
+    sleep 0.05; done" || fail "a was sent no end of c"
 
 "$lab" start c
 [ "$("$lab" addr c)" = "$c" ] || fail "c has another address after it was killed"
