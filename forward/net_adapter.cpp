@@ -22,19 +22,36 @@ constexpr size_t kShortNameMax = 3;
 constexpr int kAddrTextSize = 16;
 constexpr int kCommandSize = 256;
 
+// A short name is not asked for: the kernel chooses one. Of a type that is none the driver is told
+// nothing, which it refuses.
+ifreq RequestFor(const char* name, int type) {
+    ifreq request = {};
+    request.ifr_flags = IFF_NO_PI;
+    if (type == kAdapterTun) request.ifr_flags |= IFF_TUN;
+    if (type == kAdapterTap) request.ifr_flags |= IFF_TAP;
+    if (strlen(name) > kShortNameMax) memcpy(request.ifr_name, name, strnlen(name, IFNAMSIZ));
+    return request;
+}
+
+// Any non-zero argument: the driver is not to verify checksums.
+bool SetNoChecksums(int fd, ifreq& request) {
+    return ioctl(fd, kTunSetNoCsum, &request) >= 0;
+}
+
 }  // namespace
 
 int CTNetAdapter::Open(const char* name, int type) {
     if (!name) return -1;
     Close();
-    if (m_adopted_fd == -1) {
+    SetGone(false);
+    m_type = type;
+    pvu_text_field_set(m_name, name);
+    m_fd = m_adopted_fd.exchange(-1);
+    m_is_adopted = m_fd != -1;
+    if (!m_is_adopted) {
         m_fd = OpenDriver(name, type);
         return m_fd;
     }
-    m_type = type;
-    pvu_text_field_set(m_name, name);
-    m_fd = std::exchange(m_adopted_fd, -1);
-    m_is_adopted = true;
     m_open_error = 0;
     printf("TUN/TAP device %s opened\n", name);
     return m_fd;
@@ -46,26 +63,15 @@ int CTNetAdapter::OpenDriver(const char* name, int type) {
     m_open_error = fd < 0 ? errno : 0;
     if (fd < 0) printf("Cannot open TUN/TAP dev %s", kTunDevice);
 
-    ifreq request = {};
-    request.ifr_flags = IFF_NO_PI;
-    if (type == kAdapterTun) {
-        request.ifr_flags |= IFF_TUN;
-    } else if (type == kAdapterTap) {
-        request.ifr_flags |= IFF_TAP;
-    } else {
+    if (type != kAdapterTun && type != kAdapterTap) {
         printf("I don't recognize device %s as a TUN or TAP device", name);
     }
-    m_type = type;
-    pvu_text_field_set(m_name, name);
-    if (strlen(name) > kShortNameMax) {
-        memcpy(request.ifr_name, name, strnlen(name, IFNAMSIZ));
-    }
+    ifreq request = RequestFor(name, type);
     if (ioctl(fd, TUNSETIFF, &request) < 0) {
         if (m_open_error == 0) m_open_error = errno;
         printf("Cannot ioctl TUNSETIFF %s", name);
     }
-    // Any non-zero argument: the driver is not to verify checksums.
-    if (ioctl(fd, kTunSetNoCsum, &request) < 0) printf("Cannot ioctl TUNSETIFF %s", name);
+    if (!SetNoChecksums(fd, request)) printf("Cannot ioctl TUNSETIFF %s", name);
     printf("TUN/TAP device %.*s opened\n", IFNAMSIZ, request.ifr_name);
     return fd;
 }
@@ -73,9 +79,14 @@ int CTNetAdapter::OpenDriver(const char* name, int type) {
 int CTNetAdapter::Open(const char* name) {
     if (!name) return 0;
     int fd = Open(name, kAdapterTun);
-    if (m_open_error != 0) printf("net adapter %s not opened: %s\n", name, strerror(m_open_error));
-    // A driver that gave no interface leaves a descriptor whose reads and writes fail. That is no
-    // failed open.
+    if (m_open_error != 0) {
+        printf("net adapter %s not opened: %s\n", name, strerror(m_open_error));
+        // A driver that gave no interface leaves a descriptor whose reads and writes fail. An edge
+        // that went on with it would take the session of the one that has the interface, set an
+        // address on that and take it down at its end.
+        Close();
+        return 0;
+    }
     if (fd == -1) return 0;
     m_net_layer = m_type == kAdapterTap ? kNetLayer2 : kNetLayer3;
     return 1;
@@ -86,6 +97,35 @@ void CTNetAdapter::Close() {
     close(m_fd);
     m_fd = -1;
     m_is_adopted = false;
+}
+
+void CTNetAdapter::SetGone(bool gone) {
+    CTMutexGuard guard(m_config_mutex);
+    m_is_gone = gone;
+}
+
+int CTNetAdapter::MakeAgain() {
+    SetGone(true);
+    if (m_is_adopted) return m_adopted_fd.exchange(-1);
+    int fd = open(kTunDevice, O_RDWR | O_CLOEXEC);
+    if (fd < 0) return -1;
+    ifreq request = RequestFor(m_name, m_type);
+    if (ioctl(fd, TUNSETIFF, &request) < 0) {
+        close(fd);
+        return -1;
+    }
+    SetNoChecksums(fd, request);
+    return fd;
+}
+
+void CTNetAdapter::Replace(int fd) {
+    close(std::exchange(m_fd, fd));
+    SetGone(false);
+}
+
+CIPv4Addr CTNetAdapter::GetIP() const {
+    CTMutexGuard guard(m_config_mutex);
+    return m_ip;
 }
 
 int CTNetAdapter::GetMAC(unsigned char* out) const {
@@ -115,6 +155,7 @@ int CTNetAdapter::ConfigP2P([[maybe_unused]] unsigned int local,
 }
 
 int CTNetAdapter::ConfigTun(unsigned int ip, unsigned int mask) {
+    CTMutexGuard guard(m_config_mutex);
     m_ip = ip;
     m_mask = mask;
     return 1;
@@ -123,6 +164,7 @@ int CTNetAdapter::ConfigTun(unsigned int ip, unsigned int mask) {
 int CTNetAdapter::EnableAdapter() {
     char ip[kAddrTextSize];
     char mask[kAddrTextSize];
+    CTMutexGuard guard(m_config_mutex);
     m_ip.Format(ip, sizeof ip);
     m_mask.Format(mask, sizeof mask);
     char command[kCommandSize];
@@ -133,13 +175,15 @@ int CTNetAdapter::EnableAdapter() {
 
 int CTNetAdapter::DisableAdapter() {
     char command[kCommandSize];
+    CTMutexGuard guard(m_config_mutex);
     snprintf(command, sizeof command, "ifconfig %.32s down", m_name);
     RunCommand(command);
     return 1;
 }
 
 void CTNetAdapter::RunCommand(const char* command) {
-    if (m_is_adopted) return;
+    // Of the name of an interface that is gone there may be somebody else's by now.
+    if (m_is_adopted || m_is_gone) return;
     int status = system(command);
     // A daemon ignores the ends of its children, and so never learns theirs.
     if (status == 0 || (status == -1 && errno == ECHILD)) return;

@@ -2,8 +2,10 @@
 
 #include <poll.h>
 
+#include <atomic>
 #include <cstdint>
 
+#include "base/pvu_mutex.h"
 #include "base/pvu_text_field.h"
 #include "inet/tnet_ether.h"
 #include "inet/tnet_ip.h"
@@ -19,8 +21,9 @@ constexpr uint8_t kNetLayer3 = 3;
 //
 //   closed -> open -> up (EnableAdapter) -> down (DisableAdapter) -> closed
 //
-// Owned by the system object. The main thread opens, configures and closes; the network device's
-// receive thread alone reads, and writes come in under the device's write mutex.
+// Owned by the system object. The main thread opens and closes; the network device's receive
+// thread alone reads, and makes an interface again that was deleted; writes come in under the
+// device's write mutex. Addresses are set on either thread.
 class CTNetAdapter {
   public:
     CTNetAdapter() { m_mac.SetZero(); }
@@ -32,16 +35,30 @@ class CTNetAdapter {
     // on failure. What went wrong is printed; the caller judges by the descriptor. The kernel
     // chooses the name when the given one has 3 characters or fewer.
     int Open(const char* name, int type);
-    // The same as a TUN interface, with the net layer that goes with it: 1, or 0 when there is no
-    // descriptor. A line says why there is none, or no interface behind it.
+    // The same as a TUN interface, with the net layer that goes with it: 1, or 0, with the adapter
+    // closed, when there is no interface. A line says why.
     int Open(const char* name);
     void Close();
     bool IsOpen() const { return m_fd != -1; }
 
-    // For tests: the next Open takes this descriptor, which the adapter then owns, instead of the
-    // driver's. Every read and write of it is one packet, and no interface is configured.
+    // For an interface that was deleted while the adapter is open. Receive thread.
+    //
+    // An interface of the same name and type, made anew: its descriptor, to be handed to Replace,
+    // or -1 while there is none to be had, as when another interface has the name. Prints nothing.
+    // Until Replace the interface counts as gone, and no command is run on its name.
+    int MakeAgain();
+    // Takes the descriptor over in place of the adapter's, which is closed. The caller sees to it
+    // that nobody writes meanwhile.
+    void Replace(int fd);
+
+    // For tests: the next Open or MakeAgain takes this descriptor, which the adapter then owns,
+    // instead of the driver's. Every read and write of it is one packet, and no interface is
+    // configured. Any thread.
     void Adopt(int fd) { m_adopted_fd = fd; }
 
+    const char* GetName() const { return m_name; }
+    // The address of the last ConfigTun.
+    CIPv4Addr GetIP() const;
     uint8_t GetNetLayer() const { return m_net_layer; }
     int GetMtu() const { return m_mtu; }
     // Six zero bytes: the interface's hardware address is never read from the kernel. 1, 0 for
@@ -58,7 +75,7 @@ class CTNetAdapter {
     // Stores address and mask (host byte order) for the next EnableAdapter; 1.
     int ConfigTun(unsigned int ip, unsigned int mask);
     // Address the interface and bring it up, or take it down, with the ifconfig tool; 1 whatever
-    // came of it. A failure is printed.
+    // came of it. A failure is printed. Nothing is done while the interface is gone.
     int EnableAdapter();
     int DisableAdapter();
     int SetMediaStatus(bool up) { return up ? EnableAdapter() : DisableAdapter(); }
@@ -81,17 +98,24 @@ class CTNetAdapter {
   private:
     int OpenDriver(const char* name, int type);
     bool IsUsable(const void* buf, int len) const { return buf && len >= 1 && IsOpen(); }
-    void RunCommand(const char* command);
+    void SetGone(bool gone);
+    void RunCommand(const char* command) PVU_REQUIRES(m_config_mutex);
 
+    // Set by Open.
     int m_fd = -1;
     int m_type = kAdapterTun;
     uint8_t m_net_layer = kNetLayer3;
     int m_mtu = 1500;
-    CIPv4Addr m_ip{192, 168, 15, 10};
-    CIPv4Addr m_mask{255, 255, 255, 0};
     CEtherAddr m_mac;
     char m_name[kTextFieldSize] = {};
     int m_open_error = 0;  // errno of what kept the last open from an interface
-    int m_adopted_fd = -1;
     bool m_is_adopted = false;
+
+    // Held while a command runs, so that the last one is that of the last address.
+    mutable CTMutex m_config_mutex;
+    CIPv4Addr m_ip PVU_GUARDED_BY(m_config_mutex){192, 168, 15, 10};
+    CIPv4Addr m_mask PVU_GUARDED_BY(m_config_mutex){255, 255, 255, 0};
+    bool m_is_gone PVU_GUARDED_BY(m_config_mutex) = false;
+
+    std::atomic<int> m_adopted_fd{-1};
 };

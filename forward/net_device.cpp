@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/pvu_sleep.h"
+#include "base/pvu_tick.h"
 
 namespace {
 
@@ -16,6 +17,8 @@ constexpr int kMinPacketLength = 20;  // layer 3: an IPv4 header
 constexpr int kReadWaitMs = 200;
 constexpr unsigned kClosedReadMs = 5;
 constexpr unsigned kPoolBackOffMs = 10;
+constexpr uint64_t kRestoreIntervalMs = 1000;
+constexpr int kAddrTextSize = 16;
 
 // Once for each time that it begins to fail, not for each packet.
 void TellFailure(bool& told, const char* what) {
@@ -87,7 +90,8 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
     }
     CTSkBuffer* skb = pkt->GetSkb();
     int length = m_adapter->Read(skb->GetData(), skb->GetFreeSize(), kReadWaitMs);
-    if (length == 0 && errno == ENODEV) length = -1;  // the end of what can be read
+    bool is_gone = length <= 0 && errno == ENODEV;
+    if (is_gone) length = -1;  // also where it is an end and no error
     if (length >= m_min_length) {
         skb->Put(length);
         pkt->SetNetLayer(m_net_layer);
@@ -100,6 +104,7 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
     }
     if (length < 0) TellFailure(m_read_failure_told, "read");
     pkt->Release();
+    if (is_gone && RestoreInterface()) return nullptr;
     if (length < 0) OnFailedRead();
     if (length >= 0) m_read_failed = false;
     if (length > 0) m_counters.short_read.Add();
@@ -112,6 +117,28 @@ void CTNetDevice::OnFailedRead() {
     m_counters.read_failed.Add();
     if (m_read_failed) pvu_msleep(kReadWaitMs);
     m_read_failed = true;
+}
+
+// Somebody deleted the interface. A new one takes its place once the name is free; a writer waits
+// while the descriptors are exchanged.
+bool CTNetDevice::RestoreInterface() {
+    uint64_t now = pvu_get_current_tick();
+    if (now < m_next_restore) return false;
+    m_next_restore = now + kRestoreIntervalMs;
+    int fd = m_adapter->MakeAgain();
+    if (fd == -1) return false;
+    {
+        CTMutexGuard guard(m_write_mutex);
+        m_adapter->Replace(fd);
+        m_write_failure_told = false;
+    }
+    m_read_failure_told = false;
+    m_read_failed = false;
+    m_adapter->SetMediaStatus(true);
+    char address[kAddrTextSize];
+    m_adapter->GetIP().Format(address, sizeof address);
+    printf("net adapter %s is back, address %s\n", m_adapter->GetName(), address);
+    return true;
 }
 
 void CTNetDevice::Queue(CTXmitPkt* pkt) {
@@ -140,8 +167,9 @@ int CTNetDevice::Write(CTXmitPkt* pkt) {
     int result = m_adapter->Write(skb->GetData(), skb->GetDataLength());
     (result > 0 ? m_counters.written : m_counters.write_failed).Add();
     if (result > 0) m_write_failure_told = false;
-    // The interface is down or gone. Other failures are the packet's own, which anybody can send.
-    if (result < 0 && (errno == EIO || errno == EBADFD)) TellFailure(m_write_failure_told, "write");
+    // The interface is down. That it is gone, the reading thread says; other failures are the
+    // packet's own, which anybody can send.
+    if (result < 0 && errno == EIO) TellFailure(m_write_failure_told, "write");
     return result;
 }
 

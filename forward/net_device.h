@@ -39,11 +39,12 @@ class CTNetDevice {
     // time-out and, after 5 ms, while the device is closed.
     CTXmitPkt* Read();
     // Writes the packet to the interface in one call; the system call's result, 0 for null, -1
-    // when closed. The packet stays the caller's. An interface that is down or gone is told once,
-    // by a read as by a write.
+    // when closed. The packet stays the caller's. An interface that is down gets one line.
     int Write(CTXmitPkt* pkt);
 
-    // Receive thread: its body, and one packet in a descriptor of the pool, or null.
+    // Receive thread: its body, and one packet in a descriptor of the pool, or null. An interface
+    // that is deleted gets one line and is made again, tried once a second, with a line when it is
+    // back.
     void RxLoop();
     CTXmitPkt* ReadXmitPacket();
     // Releases every packet in the queue.
@@ -66,6 +67,8 @@ class CTNetDevice {
     static void* ThreadEntry(void* device);
     void Queue(CTXmitPkt* pkt);
     void OnFailedRead();
+    // Whether there is an interface again.
+    bool RestoreInterface() PVU_EXCLUDES(m_write_mutex);
 
     CTNetAdapter* m_adapter = nullptr;
     CTXmitPktPool* m_pool = nullptr;
@@ -78,6 +81,7 @@ class CTNetDevice {
     CTMutex m_write_mutex;
     bool m_read_failure_told = false;  // the receive thread's
     bool m_read_failed = false;        // the receive thread's: the last read did
+    uint64_t m_next_restore = 0;       // the receive thread's, in ticks
     bool m_write_failure_told PVU_GUARDED_BY(m_write_mutex) = false;
     Counters m_counters;
 };

@@ -9,7 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <thread>
 
 #include "base/pvu_tick.h"
 #include "forward/net_device.h"
@@ -147,6 +150,53 @@ TEST_F(Device, ABrokenInterfaceIsToldOnceAndDoesNotKeepTheThreadBusy) {
                   "TUN/TAP device Tamvo opened\nnet adapter read failed: No such device\n");
         EXPECT_GE(pvu_get_current_tick() - before, 390u);
     }
+    EXPECT_EQ(pool.GetLoans(), 0);
+}
+
+// As an interface does, it lets nobody who writes wait.
+int TakeOtherWithoutWaiting(PacketEnd& host) {
+    int fd = host.TakeOther();
+    EXPECT_EQ(fcntl(fd, F_SETFL, O_NONBLOCK), 0);
+    return fd;
+}
+
+// Twice, and while somebody writes all the time, who never writes to anything but an interface.
+TEST_F(Device, AnInterfaceThatIsGoneIsReplacedUnderAWriter) {
+    signal(SIGPIPE, SIG_IGN);  // the interface of this test is a socket
+    OutputCapture output;
+    auto interface = std::make_unique<PacketEnd>();
+    adapter.Adopt(TakeOtherWithoutWaiting(*interface));
+    ASSERT_EQ(adapter.Open("Tamvo"), 1);
+    ASSERT_EQ(device->Open(adapter, pool), 1);
+    std::atomic<bool> stop = false;
+    std::thread writer([&] {
+        CTXmitPkt pkt(100);
+        pkt.GetSkb()->PutData(WireBytes(50, 9).data(), 50);
+        while (!stop)
+            device->Write(&pkt);
+    });
+    for (uint8_t life = 1; life <= 3; ++life) {
+        EXPECT_EQ(*interface->Read(), WireBytes(50, 9));
+        interface->Write(WireBytes(20, life));
+        CTXmitPkt* pkt = nullptr;
+        for (int i = 0; i < 50 && !pkt; ++i)
+            pkt = device->Read();
+        ASSERT_NE(pkt, nullptr) << life;
+        EXPECT_EQ(pkt->GetSkb()->GetData()[19], life);
+        pkt->Release();
+        if (life == 3) break;
+        interface = std::make_unique<PacketEnd>();
+        adapter.Adopt(TakeOtherWithoutWaiting(*interface));
+    }
+    stop = true;
+    writer.join();
+    device->Close();
+    std::string lines = output.Take();
+    std::string back = "net adapter Tamvo is back, address 192.168.15.10\n";
+    size_t first = lines.find(back);
+    EXPECT_LT(lines.find("net adapter read failed: "), first) << lines;
+    EXPECT_EQ(lines.rfind(back), lines.size() - back.size()) << lines;
+    EXPECT_LT(first, lines.size() - back.size());
     EXPECT_EQ(pool.GetLoans(), 0);
 }
 

@@ -32,10 +32,13 @@ expect_failure 'net adapter open failed' unshare -m sh -c \
 tells 'Cannot open TUN/TAP dev /dev/net/tun'
 tells 'net adapter Tamvo not opened: No such file or directory'
 
-# The driver can be opened by anybody, but gives no interface: that by itself does not end the start.
-expect_failure 'connected tcr failed, tcr is not online' setpriv --bounding-set -net_admin \
+# The driver can be opened by anybody, but gives no interface. Nothing was sent by then.
+sent() { "$lab" exec b nstat -asz UdpOutDatagrams | grep UdpOut; }
+before=$(sent)
+expect_failure 'net adapter open failed' setpriv --bounding-set -net_admin \
     "$LAB_BUILD/tamvo" -i -c config.json
 tells 'net adapter Tamvo not opened: Operation not permitted'
+[ "$(sent)" = "$before" ] || fail "it sent datagrams without an interface"
 
 # Descriptors for neither interface nor socket, behind the log's.
 limited() { expect_failure "$1" prlimit --nofile="$2" "$LAB_BUILD/tamvo" -i -c config.json 3>&- 4>&-; }
