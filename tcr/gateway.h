@@ -18,6 +18,8 @@ class TcrGateway {
     // A network packet message for the gateway address, from the edge at that address. True when
     // it was a ping and is answered, or a fragment that waits for its partner.
     bool Receive(const TcrDatagram& datagram, uint32_t gateway);
+    // An edge sent a packet, to whomever.
+    void Note(CTSstpMessage& packet) { m_fragments.Note(packet.GetSrc(), packet.GetSeq()); }
     // Gives fragments up whose partner did not come.
     void Tick(TcrTime now) { m_fragments.ForgetOld(now); }
 

@@ -25,6 +25,7 @@ uint32_t TcrLogins::Judge(CTSstpLoginMsg& login, TcrSubnet*& subnet) const {
     if (pvu_text_field_get(login.GetUserPwd()) != subnet->model.GetSubnetPassword()) {
         return kSstpErrSubnetPassword;
     }
+    if (!subnet->LetsIn(login.GetSerialNumber())) return kSstpErrLoginFailed;
     if (CTVersion(login.GetVersion()) < m_core.config.lowest_version) return kSstpErrVersionLow;
     return kTcrErrNone;
 }

@@ -10,6 +10,7 @@ void TcrRelay::Packet(const TcrDatagram& datagram) {
     }
     sender.heard_tick = datagram.now;
     m_sessions.Settle(edge, datagram.now);  // it would not send packets while it joins
+    m_gateway.Note(datagram.msg);
     if (datagram.msg.GetDst() == kSstpCentralRouter) {
         bool taken = m_gateway.Receive(datagram, edge.subnet->model.GetGateway());
         ++(taken ? m_core.counters.pings : m_core.counters.unknown_destination);

@@ -143,6 +143,7 @@ TcrEdgeRecord TcrStateJournal::RecordOf(const TcrEdge& edge, TcrTime now) const 
     record.registered = session.registered;
     record.settled = session.settled;
     record.devices = DevicesOf(router);
-    record.heard = m_unix_at_zero + std::min(session.heard_tick, now) / kMillisPerSecond;
+    int64_t heard = m_unix_at_zero + std::min(session.heard_tick, now) / kMillisPerSecond;
+    record.heard = std::max<int64_t>(0, heard);  // the wall clock may be wrong altogether
     return record;
 }

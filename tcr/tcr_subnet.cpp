@@ -1,5 +1,9 @@
 #include "tcr/tcr_subnet.h"
 
+#include <algorithm>
+
+#include "tcr/tcr_network.h"
+
 TcrSubnet::TcrSubnet(const TcrSubnetConfig& served, int index) {
     model.SetIndex(index);
     model.SetSubnetName(served.name.c_str());
@@ -12,6 +16,11 @@ TcrSubnet::TcrSubnet(const TcrSubnetConfig& served, int index) {
 
 void TcrSubnet::SetLimits(const TcrSubnetConfig& served) {
     model.SetSubnetPassword(served.password.c_str());
+    serials = served.edges;
+}
+
+bool TcrSubnet::LetsIn(uint32_t serial) const {
+    return !serials || std::binary_search(serials->begin(), serials->end(), serial);
 }
 
 TcrDevices TcrSubnet::DevicesOf(int slot) const {
@@ -38,10 +47,7 @@ TcrRoster TcrSubnet::Roster() const {
 }
 
 bool TcrSubnet::IsHostAddr(uint32_t ip) const {
-    uint32_t mask = model.GetNetMask();
-    uint32_t host = ip & ~mask;
-    return (ip & mask) == (model.GetGateway() & mask) && ip != model.GetGateway() && host != 0 &&
-           host != ~mask;
+    return tcr_is_host_addr(ip, model.GetGateway(), model.GetNetMask());
 }
 
 bool TcrSubnet::HasFreeAddr() const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <vector>
 
 #include "sdwan/sdwan_subnet.h"
 #include "tcr/edge_session.h"
@@ -31,9 +33,12 @@ struct TcrSubnet {
 
     // Whether an address is left that no device has. Those of devices all lie in the subnet.
     bool HasFreeAddr() const;
+    // Whether an edge with that serial number may log in.
+    bool LetsIn(uint32_t serial) const;
 
     CTSdwanSubnet model;
     TcrSession sessions[kTcrSlots];
     TcrLineBudget lines[kTcrSlots];
-    uint32_t last_version = 0;  // given to a session's router; never given twice
+    std::optional<std::vector<uint32_t>> serials;  // let in, ascending; nothing: all are
+    uint32_t last_version = 0;                     // given to a session's router; never given twice
 };

@@ -63,7 +63,7 @@ TEST_F(Relay, PassesPacketsAndFragmentsOnAsTheyComeAndDropsThoseForNobodyOrFromS
     b.Leave();
     rig.Receive(a.port, NetPacket(a, b.identifier, packet));
     EXPECT_FALSE(a.HasMail() || b.HasMail() || c.HasMail());
-    const TcrCounters& counters = rig.router.GetCounters();
+    const TcrCounters& counters = rig.router->GetCounters();
     EXPECT_EQ(counters.relayed, 1u);
     EXPECT_EQ(counters.unknown_destination, 6u);
     EXPECT_EQ(counters.foreign, 1u);
@@ -76,8 +76,8 @@ TEST_F(Relay, APacketThatTheSystemRefusesIsNotCountedAsRelayed) {
     rig.refusing = false;
     rig.Receive(a.port, NetPacket(a, b.identifier, WireBytes(20, 7)));
     EXPECT_EQ(b.Next().seq, seq);
-    EXPECT_EQ(rig.router.GetCounters().relayed, 1u);
-    EXPECT_EQ(rig.router.GetCounters().send_refused, 1u);
+    EXPECT_EQ(rig.router->GetCounters().relayed, 1u);
+    EXPECT_EQ(rig.router->GetCounters().send_refused, 1u);
 }
 
 TEST_F(Relay, WhateverGoesToAnEdgeLeavesFromTheAddressThatItAskedLast) {

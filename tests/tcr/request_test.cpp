@@ -22,7 +22,7 @@ class Requests : public testing::Test {
 
 TEST_F(Requests, EchoIsAnsweredToAnybody) {
     EXPECT_TRUE(a.Exchange(kEcho).body.empty());
-    EXPECT_EQ(rig.router.GetCounters().answered, 1u);
+    EXPECT_EQ(rig.router->GetCounters().answered, 1u);
 }
 
 TEST_F(Requests, LoginsAreJudgedAndRefusalsToldOnceASecond) {
@@ -36,7 +36,7 @@ TEST_F(Requests, LoginsAreJudgedAndRefusalsToldOnceASecond) {
     EXPECT_EQ(edge.AskLogin("QWOP", "qwop").error, 1003u);
     strict.Pass(1000);
     EXPECT_EQ(edge.AskLogin("nosuch").error, 1003u);
-    EXPECT_EQ(strict.router.GetCounters().refused_logins, 4u);
+    EXPECT_EQ(strict.router->GetCounters().refused_logins, 4u);
     EXPECT_THAT(
         strict.lines,
         testing::ElementsAre("edge 0x00000000 logged in from 10.0.0.1:1003, serial 0x0000000c, "
@@ -156,7 +156,7 @@ TEST_F(Requests, ForeignWrongAndMalformedRequestsAreCountedAndDropped) {
         rig.Receive(a.port, WireBytes(size, 3));
     EXPECT_FALSE(a.HasMail() || b.HasMail());
     rig.lines.clear();
-    rig.router.PrintTable(rig.now);
+    rig.router->PrintTable(rig.now);
     EXPECT_THAT(rig.lines,
                 testing::Contains("dropped: malformed 15 foreign 4 wrong 7 unknown destination 0"));
 }
@@ -190,7 +190,7 @@ TEST_F(Requests, ARepeatedRequestGetsTheSameReplyAndChangesNothing) {
     a.Ask(kGetRouter);
     a.HeartBeat();
     EXPECT_FALSE(a.HasMail());
-    EXPECT_EQ(rig.router.GetCounters().wrong, 2u);
+    EXPECT_EQ(rig.router->GetCounters().wrong, 2u);
 }
 
 TEST_F(Requests, ALoginRepeatedByTheNetworkDoesNotUndoTheJoin) {
@@ -213,7 +213,7 @@ TEST_F(Requests, TheTableShowsSubnetsEdgesAndDevices) {
     edge.Join();
     rig.Pass(1000);
     rig.lines.clear();
-    rig.router.PrintTable(rig.now - 1000 + 60 * kDay);
+    rig.router->PrintTable(rig.now - 1000 + 60 * kDay);
     EXPECT_THAT(rig.lines,
                 testing::ElementsAre("subnet 0 \"qwop\" gateway 192.168.15.5 mask 255.255.255.0",
                                      "  edge 0x00000000 joined  serial 0x00000077 from "

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <functional>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "tcr/central_router.h"
@@ -11,7 +13,15 @@
 
 // A central router without socket and clock: what it sends is kept by the port it goes to.
 struct CentralRouterRig : TcrLink {
-    explicit CentralRouterRig(const TcrConfig& config = TcrConfig()) : router(config, *this) {}
+    explicit CentralRouterRig(const TcrConfig& served = TcrConfig(), TcrStateSink* state = nullptr)
+        : config(served), sink(state) {
+        router.emplace(config, *this, sink);
+    }
+    // Killed and started again with that state.
+    void Restart(const TcrStateImage& image) {
+        router.emplace(config, *this, sink);
+        router->Restore(image, now, now / 1000 + kUnixAtZero);
+    }
 
     bool Send(const TcrPath& to, const void* data, int length) override {
         const uint8_t* bytes = static_cast<const uint8_t*>(data);
@@ -23,17 +33,36 @@ struct CentralRouterRig : TcrLink {
     void Tell(const char* line) override { lines.push_back(line); }
 
     void Receive(uint16_t port, const WireBytes& bytes) {
-        router.Receive({CTSockAddr("10.0.0.1", port), local}, bytes.data(),
-                       static_cast<int>(bytes.size()), now);
+        router->Receive({CTSockAddr("10.0.0.1", port), local}, bytes.data(),
+                        static_cast<int>(bytes.size()), now);
+        if (!more_come) WakeUpEnds();
+    }
+    void WakeUpEnds() {
+        router->EndOfWakeUp(now);
+        if (after_wake_up) after_wake_up();
     }
     void Receive(uint16_t port, const WireMessage& message) { Receive(port, message.Encode()); }
     // Lets time pass in steps, as the server's loop does.
     void Pass(uint32_t ms) {
-        for (uint32_t i = 0; i < ms; i += 100)
-            router.Tick(now += 100);
+        for (uint32_t i = 0; i < ms; i += 100) {
+            router->Tick(now += 100);
+            WakeUpEnds();
+        }
+    }
+    // How many lines hold that text.
+    long LinesWith(const std::string& text) const {
+        return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.find(text) != std::string::npos;
+        });
     }
 
-    CTCentralRouter router;
+    static constexpr int64_t kUnixAtZero = 1'700'000'000;
+
+    TcrConfig config;
+    TcrStateSink* const sink;
+    std::optional<CTCentralRouter> router;
+    bool more_come = false;                  // datagrams of the same wake-up
+    std::function<void()> after_wake_up;     // what the state's writer does
     TcrTime now = 0xFFFFF000;                // passes 32 bits while the tests run
     uint32_t local = 0;                      // the address of ours that datagrams come to
     bool refusing = false;                   // the system takes no datagram
