@@ -7,7 +7,7 @@
 // nothing else may depend on the order in which others see it.
 class CTCounter {
   public:
-    void Add() { m_count.fetch_add(1, std::memory_order_relaxed); }
+    void Add(uint64_t n = 1) { m_count.fetch_add(n, std::memory_order_relaxed); }
     uint64_t Get() const { return m_count.load(std::memory_order_relaxed); }
 
   private:

@@ -48,7 +48,11 @@ int CTUdp::Write(const sockaddr_in* to, const void* buf, int len) {
 }
 
 int CTUdp::Read(sockaddr_in* from, void* buf, int len) {
-    if (SelectWait(GetHandle(), m_recv_timeout) != 0) return -1;
+    return Read(from, buf, len, m_recv_timeout);
+}
+
+int CTUdp::Read(sockaddr_in* from, void* buf, int len, int ms) {
+    if (SelectWait(GetHandle(), ms) != 0) return -1;
     int addrlen = sizeof *from;
     return Recvfrom(buf, len, reinterpret_cast<sockaddr*>(from), &addrlen);
 }

@@ -19,6 +19,7 @@ class CTUdp : public CTSocket {
     int Connect(const char* ip, int port);
     // Milliseconds; prints the value to standard output. No socket option is set.
     void SetRecvTimeout(int ms);
+    int GetRecvTimeout() const { return m_recv_timeout; }
 
     // Waits until fd is readable, at most ms milliseconds: 0 when it is, 1 on time-out or error.
     static int SelectWait(int fd, int ms);
@@ -27,6 +28,8 @@ class CTUdp : public CTSocket {
     int Write(const sockaddr_in* to, const void* buf, int len);
     // One datagram, cut to len; the byte count, or -1 when none arrived within the time-out.
     int Read(sockaddr_in* from, void* buf, int len);
+    // The same within ms milliseconds.
+    int Read(sockaddr_in* from, void* buf, int len, int ms);
 
   private:
     sockaddr_in m_peer = {};

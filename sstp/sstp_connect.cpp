@@ -1,11 +1,14 @@
 #include "sstp/sstp_connect.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 
 namespace {
 
 constexpr int kRecvBufKb = 1024;
+constexpr std::chrono::milliseconds kQuitLook(50);
 
 }  // namespace
 
@@ -53,18 +56,47 @@ int CTSstpConnect::Write(CTSockAddr& to, CTSstpMessage& first, CTSstpMessage& se
 
 int CTSstpConnect::WriteAndWaitReply(CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply,
                                      int count, int* received) {
-    for (int attempt = 0; attempt < count; ++attempt) {
-        if (Write(to, request) <= 0) return 1;
-        CTSockAddr from;
-        int n = Read(from, reply);
-        if (n < kSstpHeaderSize) continue;
-        // A longer stray datagram may have been in the buffer before.
-        memset(reply.GetBufferPtr() + n, 0, static_cast<size_t>(reply.GetBufferSize() - n));
-        if (!reply.IsAck(request)) continue;
+    m_answered = false;
+    m_send_error = 0;
+    for (int attempt = 0; attempt < count && !IsGivenUp(); ++attempt) {
+        if (Write(to, request) <= 0) {
+            m_send_error = errno;
+            return 1;
+        }
+        int n =
+            m_quit ? AwaitReply(request, reply) : ReadReply(request, reply, m_udp.GetRecvTimeout());
+        if (n < 0) continue;
         if (received) *received = n;
+        m_answered = true;
         return 0;
     }
+    // What another datagram left there is no answer, and no error code either.
+    if (m_quit) memset(reply.GetBufferPtr(), 0, static_cast<size_t>(reply.GetBufferSize()));
     return 1;
+}
+
+// One datagram: its length if it is the reply, otherwise -1.
+int CTSstpConnect::ReadReply(CTSstpMessage& request, CTSstpMessage& reply, int ms) {
+    CTSockAddr from;
+    int n = m_udp.Read(from.GetSockAddrin(), reply.GetBufferPtr(), reply.GetBufferSize(), ms);
+    if (n < kSstpHeaderSize) return -1;
+    // A longer stray datagram may have been in the buffer before.
+    memset(reply.GetBufferPtr() + n, 0, static_cast<size_t>(reply.GetBufferSize() - n));
+    return reply.IsAck(request) ? n : -1;
+}
+
+// The reply among whatever else arrives, within one receive time-out. By the real clock, as the
+// waits are: a flood ends with the attempt even while a test holds the tick.
+int CTSstpConnect::AwaitReply(CTSstpMessage& request, CTSstpMessage& reply) {
+    using std::chrono::milliseconds;
+    auto end = std::chrono::steady_clock::now() + milliseconds(m_udp.GetRecvTimeout());
+    while (!IsGivenUp()) {
+        auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now());
+        if (left <= milliseconds(0)) return -1;
+        int n = ReadReply(request, reply, static_cast<int>(std::min(left, kQuitLook).count()));
+        if (n >= 0) return n;
+    }
+    return -1;
 }
 
 int CTSstpConnect::WriteAndWaitReply(CTSstpMessage& request, CTSstpMessage& reply) {

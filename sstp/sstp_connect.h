@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "base/pvu_sockaddr.h"
@@ -12,9 +13,9 @@ class CTSstpGetDeviceAckParamList;
 // router's address and the identifier given at login, numbers what it sends, and runs the
 // stop-and-wait exchanges of joining and leaving.
 //
-// Owned by the system object. The main thread runs exchanges; while the tunnel port is open its
-// receive thread alone calls Read and its transmit thread alone calls Write. No locks: no other
-// two calls overlap.
+// Owned by the system object. The main thread runs exchanges while the tunnel port is closed or
+// paused; otherwise the port's receive thread alone calls Read and its transmit thread alone calls
+// Write. No locks: no other two calls overlap.
 class CTSstpConnect {
   public:
     static constexpr int kDefaultMtu = 1400;
@@ -54,10 +55,22 @@ class CTSstpConnect {
     // Silence and a stray datagram cost an attempt, a send error ends the exchange. The sender of
     // the reply is not compared with the address. What the reply's buffer holds behind the bytes
     // that arrived (received, if wanted) is zero.
+    //
+    // Between BeginRejoin and EndRejoin a stray datagram costs nothing: an attempt is as long as
+    // the receive time-out, whatever else arrives. A reply that did not come leaves zeroes.
     int WriteAndWaitReply(CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply, int count,
                           int* received = nullptr);
     // The same with the central router and three attempts.
     int WriteAndWaitReply(CTSstpMessage& request, CTSstpMessage& reply);
+    // How the last exchange ended: with a reply, whatever that says; with the errno of a request
+    // that the system refused to send, or 0.
+    bool IsAnswered() const { return m_answered; }
+    int GetSendError() const { return m_send_error; }
+
+    // The exchanges of an edge that joins again: on a socket on which others' messages still
+    // arrive, and given up within 50 ms once the flag, which must stay until EndRejoin, is not 0.
+    void BeginRejoin(const std::atomic<uint8_t>& quit) { m_quit = &quit; }
+    void EndRejoin() { m_quit = nullptr; }
 
     // One exchange with the central router each: 0 on success, nonzero on failure. A null text,
     // MAC or array gives 1 and sends nothing.
@@ -79,6 +92,9 @@ class CTSstpConnect {
   private:
     uint16_t NextSeq(uint8_t type);
     int SendNumbered(CTSockAddr& to, CTSstpMessage& msg, uint16_t seq);
+    bool IsGivenUp() const { return m_quit && *m_quit != 0; }
+    int ReadReply(CTSstpMessage& request, CTSstpMessage& reply, int ms);
+    int AwaitReply(CTSstpMessage& request, CTSstpMessage& reply);
 
     uint16_t m_command_seq = 0;
     uint16_t m_packet_seq = 0;
@@ -86,4 +102,7 @@ class CTSstpConnect {
     int m_mtu = kDefaultMtu;
     CTSockAddr m_central;
     CTUdp m_udp;
+    bool m_answered = false;
+    int m_send_error = 0;
+    const std::atomic<uint8_t>* m_quit = nullptr;  // while the edge joins again
 };

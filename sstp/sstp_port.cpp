@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "base/pvu_sleep.h"
+#include "base/pvu_tick.h"
 
 namespace {
 
@@ -68,6 +69,38 @@ void CTSstpPort::StopThread() {
     }
 }
 
+void CTSstpPort::Pause() {
+    m_gate.Lock();
+    m_paused = true;
+    m_rx_turn.Lock();
+    m_tx_turn.Lock();
+}
+
+void CTSstpPort::Resume() {
+    m_tx_turn.UnLock();
+    m_rx_turn.UnLock();
+    m_paused = false;
+    m_gate.UnLock();
+}
+
+// The port's threads, between two pieces of their work; whether they had to wait.
+bool CTSstpPort::WaitAtGate() {
+    if (!m_paused) return false;
+    CTMutexGuard gate(m_gate);
+    return true;
+}
+
+void CTSstpPort::BeginSession() {
+    int dropped =
+        Clear(m_tx_fifo, m_tx_semaphore) + Clear(m_rx_fifo, m_rx_semaphore) + m_fragments_waiting;
+    m_fragments.Release();
+    m_fragments_waiting = 0;
+    m_counters.old_session.Add(static_cast<uint64_t>(dropped));
+    m_heartbeat_misses = 0;
+    m_unanswered_since = kAnswered;
+    m_last_heartbeat = static_cast<uint32_t>(pvu_get_current_tick());
+}
+
 int CTSstpPort::Write(CTXmitPkt* pkt) {
     if (!pkt) return 1;
     if (Put(m_tx_fifo, *pkt) != 0) {
@@ -122,11 +155,15 @@ CTXmitPkt* CTSstpPort::Read() {
     return pkt;
 }
 
-void CTSstpPort::Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore) {
+// How many there were.
+int CTSstpPort::Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore) {
+    int cleared = 0;
     while (CTXmitPkt* pkt = Take(queue)) {
         semaphore.TryWait();  // the post that came with it
         pkt->Release();
+        ++cleared;
     }
+    return cleared;
 }
 
 void CTSstpPort::ClearRxFifo() {

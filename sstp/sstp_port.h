@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/pvu_counter.h"
+#include "base/pvu_mutex.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
 #include "inet/tnet_frag_linker.h"
@@ -22,6 +23,10 @@
 // The receive thread also keeps the link alive with heartbeats and reassembles fragments; the
 // transmit thread splits what is longer than the tunnel MTU. Any thread calls Write, the ingress
 // thread alone calls Read, the main thread opens and closes.
+//
+// While the edge joins again the main thread pauses the port: both threads then stand between two
+// pieces of their work and leave the connection to it. What is written meanwhile waits in the
+// transmit queue, within its limits.
 //
 // Owned by the system object; pool and connection must outlive it. The destructor does not stop
 // the threads: Close() comes first.
@@ -44,6 +49,14 @@ class CTSstpPort {
     void Close();
     // At least 2 seconds. Before Open.
     void SetHeartBeatInterval(int seconds);
+
+    // Main thread, while open. Returns once neither thread uses the connection, after at most one
+    // receive time-out of it; Resume follows before anything else is asked of the port.
+    void Pause() PVU_ACQUIRE(m_gate, m_rx_turn, m_tx_turn);
+    void Resume() PVU_RELEASE(m_gate, m_rx_turn, m_tx_turn);
+    // While paused, with a new session: what was queued and stored under the old one's identifiers
+    // is dropped and counted, and the heartbeats begin as after Open.
+    void BeginSession() PVU_REQUIRES(m_rx_turn, m_tx_turn);
 
     // Queues the descriptor, which is the port's from now on: 0, or 1 for null and for a network
     // packet that found the queue full and was released.
@@ -95,6 +108,7 @@ class CTSstpPort {
         CTCounter flooded;       // commands of strangers, likewise (see IsFlooded)
         CTCounter sent;          // messages; a split one counts once
         CTCounter send_refused;  // by the system
+        CTCounter old_session;   // waited while the edge joined again (see BeginSession)
     };
     const Counters& GetCounters() const { return m_counters; }
     uint64_t GetFragmentsEvicted() const { return m_fragments.GetEvicted(); }
@@ -104,13 +118,18 @@ class CTSstpPort {
     CTXmitPktMtFifo& GetTxQueue() { return m_tx_fifo; }
     // Heartbeats sent since the last answer.
     unsigned GetHeartBeatMisses() const { return m_heartbeat_misses; }
+    // The tick at which the first heartbeat since the last answer was sent; -1 when the last one
+    // was answered, and before the first one. Any thread.
+    static constexpr int64_t kAnswered = -1;
+    int64_t GetUnansweredSince() const { return m_unanswered_since; }
 
   private:
     void RxLoop();
     void TxLoop();
     int Put(CTXmitPktMtFifo& queue, CTXmitPkt& pkt);
     CTXmitPkt* Take(CTXmitPktMtFifo& queue);
-    void Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore);
+    int Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore);
+    bool WaitAtGate();
     void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, uint32_t now);
     static bool IsNetPacket(CTXmitPkt& pkt);
     bool IsFlooded(CTXmitPkt& pkt);
@@ -130,9 +149,17 @@ class CTSstpPort {
     CTXmitPktPool* m_pool = nullptr;
     CTSstpConnect* m_conn = nullptr;
 
+    // Pausing: a thread holds its turn for each piece of its work, the main thread all of them. As
+    // a mutex may go to the thread that just gave it up, the threads wait at the gate first.
+    std::atomic<bool> m_paused{false};
+    CTMutex m_gate;
+    CTMutex m_rx_turn;
+    CTMutex m_tx_turn;
+
     // Receive thread.
     std::atomic<unsigned> m_heartbeat_misses{0};  // heartbeats sent since the last acknowledgement
-    unsigned m_last_heartbeat = 0;                // tick
+    std::atomic<int64_t> m_unanswered_since{kAnswered};  // tick
+    unsigned m_last_heartbeat = 0;                       // tick
     unsigned m_heartbeat_interval = kDefaultHeartBeatMs;
     CTNetPktMerger m_merger;
     CTNetPktFragLinker m_fragments;

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "base/pvu_sleep.h"
+#include "base/pvu_tick.h"
 #include "base/pvu_time.h"
 #include "sstp/sstp_heartbeat.h"
 #include "sstp/sstp_port.h"
@@ -40,6 +41,8 @@ void CTSstpPort::RxLoop() {
     printf("sstp port rxloop start\n");
     m_last_heartbeat = Now();
     while (m_rx_running) {
+        WaitAtGate();
+        CTMutexGuard turn(m_rx_turn);
         SendHeartBeat();
         DoRecvXmitPacket();
     }
@@ -154,6 +157,7 @@ void CTSstpPort::InterCommandAckHandle(CTXmitPkt& pkt, CTSstpMessage& msg) {
 
 void CTSstpPort::InterCommandHeartBeatAckDone(CTXmitPkt& pkt) {
     m_heartbeat_misses = 0;
+    m_unanswered_since = kAnswered;
     pkt.SetStatus(kXmitFinished);
 }
 
@@ -218,7 +222,8 @@ int CTSstpPort::SendHeartBeat() {
     unsigned interval = m_heartbeat_interval;
     if (m_heartbeat_misses == 1) interval = kFirstRetryMs;
     if (m_heartbeat_misses > 1) interval = kRetryMs;
-    uint32_t now = Now();
+    uint64_t tick = pvu_get_current_tick();
+    uint32_t now = static_cast<uint32_t>(tick);
     if (now - m_last_heartbeat < interval) return 0;
 
     CTSstpHeartBeatMsg heartbeat;
@@ -226,6 +231,7 @@ int CTSstpPort::SendHeartBeat() {
     heartbeat.SetTick(now);
     if (Write(heartbeat, m_conn->GetCentralRouterAddr()) != 0) return 1;
     m_last_heartbeat = now;
+    if (m_heartbeat_misses == 0) m_unanswered_since = static_cast<int64_t>(tick);
     ++m_heartbeat_misses;
     if (m_heartbeat_misses > kMissesToDropOff) {
         printf("sstp drop off, count = %d\n", static_cast<int>(m_heartbeat_misses));

@@ -25,9 +25,12 @@ void CTSstpPort::TxLoop() {
     m_splitter.SetMtu(m_conn->GetMtu());
     while (m_tx_running) {
         m_tx_semaphore.Wait();
+        bool was_paused = WaitAtGate();
+        CTMutexGuard turn(m_tx_turn);
         CTXmitPkt* pkt = Take(m_tx_fifo);
         TellRoom();
         if (!pkt) {
+            if (was_paused) continue;  // a new session began without it
             printf("pkt is null\n");
             m_tx_fifo.Print();
             continue;

@@ -55,7 +55,8 @@ int CTsdwSys::MainLoop() {
     for (unsigned look = 0; m_quit != 1; ++look) {
         if (m_status_asked.exchange(false)) PrintStatus();
         if (look % kLooksBetweenTrims == 0) m_pool.Trim();
-        pvu_msleep(kQuitPollMs);
+        KeepJoined();
+        if (m_quit != 1) pvu_msleep(kQuitPollMs);
     }
     Stop();
     flog_printf("tamvo exit\n");

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/pvu_counter.h"
 #include "base/pvu_rwlock.h"
 #include "base/pvu_sockaddr.h"
 #include "base/pvu_string.h"
@@ -18,6 +19,7 @@
 #include "sstp/p2p_connect_list.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_port.h"
+#include "sys/rejoin_schedule.h"
 
 class CTSstpMessage;
 
@@ -76,6 +78,12 @@ class CTsdwSys {
     int SstpUnRegisteDevice();
     int InitLocalRouter();
 
+    // tsdw_sys_rejoin.cpp: one look of the main loop at the heartbeats. Joins again when it is
+    // time, which takes as long as a join, or a receive time-out more once a quit is requested; a
+    // join that fails changes nothing but the identifier, if a new one was given.
+
+    void KeepJoined();
+
     // tsdw_sys_external.cpp: the picture of the other routers. The status of the router query; the
     // steps without one give 0.
 
@@ -94,6 +102,23 @@ class CTsdwSys {
     CTXmitPktPool& GetPool() { return m_pool; }
 
   private:
+    // What the central router lends: host byte order.
+    struct Lease {
+        uint32_t ip, mask, gateway;
+    };
+
+    void JoinAgain();
+    bool ExchangeRejoin(CTSdwanSubnet& subnet, CTP2pConnectList& peers);
+    bool LogInAgain();
+    bool FetchWholeNet();
+    bool FailRejoin(const char* request);
+    void ReplaceTopology(CTSdwanSubnet& subnet, CTP2pConnectList& peers);
+    void FinishRejoin(const Lease& before);
+    Lease GetLease() const;
+    void PutLeaseBack(const Lease& lease);
+
+    int SendLogin();
+    void ShowExternalNet();
     void HandModelTo(CTForwardBase& forwarder);
     void KeepConfigFile();
     // One exchange with the central router; the list bytes that arrived with the reply, or -1.
@@ -121,4 +146,12 @@ class CTsdwSys {
     CTString m_config_file;
     bool m_config_unused = false;  // there, but not understood
     CTVersion m_version;
+
+    // Joining again. What is fetched goes into these: the model in use, or one beside it.
+    CTSdwanSubnet* m_fetched_subnet = &m_external_subnet;
+    CTP2pConnectList* m_fetched_peers = &m_peers;
+    CTRejoinSchedule m_rejoin;
+    CTString m_rejoin_fault;  // of the last one
+    CTCounter m_rejoins;
+    CTCounter m_rejoins_failed;
 };

@@ -13,14 +13,18 @@ int CTsdwSys::InitExternalNet() {
     int status = FetchExtRouter();
     if (status != 0) return status;
     FetchExtAllDevice();
-    m_external_subnet.SetSubnetName(m_config.GetSubnetName());
-    m_external_subnet.SetGateway(m_config.GetSubnetGateway());
-    m_external_subnet.SetNetMask(m_config.GetLocalNetMask());
+    ShowExternalNet();
+    return 0;
+}
+
+void CTsdwSys::ShowExternalNet() {
+    m_fetched_subnet->SetSubnetName(m_config.GetSubnetName());
+    m_fetched_subnet->SetGateway(m_config.GetSubnetGateway());
+    m_fetched_subnet->SetNetMask(m_config.GetLocalNetMask());
     printf(
         "\n---------------------------------- External Network Map "
         "----------------------------------\n");
-    m_external_subnet.Print();
-    return 0;
+    m_fetched_subnet->Print();
 }
 
 // The header of a reply may state more records than arrived.
@@ -44,7 +48,7 @@ int CTsdwSys::FetchExtRouter() {
     list.Attach(reply.GetDataPtr(), length);
     list.Print();
     for (list.First(); !list.IsEnd(); list.Next()) {
-        CTSdwanRouter* router = m_external_subnet.ReplaceRouter(list.GetIdentifier());
+        CTSdwanRouter* router = m_fetched_subnet->ReplaceRouter(list.GetIdentifier());
         if (!router) continue;
         router->SetIdentifier(list.GetIdentifier());
         router->SetSerialNumber(list.GetSerialNumber());
@@ -57,7 +61,7 @@ int CTsdwSys::FetchExtRouter() {
 }
 
 int CTsdwSys::FetchExtAllDevice() {
-    CTSdwanRouterList& routers = m_external_subnet.GetRouterList();
+    CTSdwanRouterList& routers = m_fetched_subnet->GetRouterList();
     for (int i = 0; i < routers.Count(); ++i) {
         if (CTSdwanRouter* router = routers.At(i)) FetchExtDevice(*router);
     }
@@ -77,7 +81,7 @@ int CTsdwSys::FetchExtDevice(CTSdwanRouter& router) {
     list.Attach(reply.GetDataPtr(), length);
     for (list.First(); !list.IsEnd(); list.Next()) {
         CTSdwanDevice* device =
-            m_external_subnet.AddDevice(&router, list.GetIPvAddr(), list.GetEtherAddr());
+            m_fetched_subnet->AddDevice(&router, list.GetIPvAddr(), list.GetEtherAddr());
         if (!device) continue;
         device->SetStatus(list.GetStat());
         device->SetType(list.GetType());
@@ -86,11 +90,11 @@ int CTsdwSys::FetchExtDevice(CTSdwanRouter& router) {
 }
 
 int CTsdwSys::InitP2PConnects() {
-    CTSdwanRouterList& routers = m_external_subnet.GetRouterList();
+    CTSdwanRouterList& routers = m_fetched_subnet->GetRouterList();
     for (int i = 0; i < routers.Count(); ++i) {
         CTSdwanRouter* router = routers.At(i);
-        if (router) m_peers.Insert(router->GetIdentifier(), router->GetSstpAddr());
+        if (router) m_fetched_peers->Insert(router->GetIdentifier(), router->GetSstpAddr());
     }
-    m_peers.Print();
+    m_fetched_peers->Print();
     return 0;
 }

@@ -73,6 +73,10 @@ int CTsdwSys::SstpLogin() {
         CTSstpError::SetLastError(kSstpErrTcrNotOnline);
         return status;
     }
+    return SendLogin();
+}
+
+int CTsdwSys::SendLogin() {
     return CTSstpConnect::SstpLogin(m_client, m_config.GetSubnetName(), m_config.GetUserName(),
                                     m_config.GetUserPwd(), m_config.GetSerialNumber(),
                                     m_version.GetVersion());

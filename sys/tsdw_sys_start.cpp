@@ -28,6 +28,7 @@ bool CTsdwSys::Start() {
         return false;
     }
 
+    m_rejoin.SetAfter(m_config.GetSstpRejoinAfter());
     m_port.SetHeartBeatInterval(m_config.GetSstpHeartBeatInterval());
     if (!m_port.Open(m_pool, m_client)) {
         m_device.Close();

@@ -49,6 +49,7 @@ void AddTunnel(CTString& text, const CTSstpPort& port) {
     Add(text, "dropped, too large when joined", counters.merge_refused.Get());
     Add(text, "dropped, receive queue full", counters.rx_queue_full.Get());
     Add(text, "dropped, flood of commands", counters.flooded.Get());
+    Add(text, "dropped, of an old session", counters.old_session.Get());
 }
 
 void AddInward(CTString& text, const CTNetDevice& device, const CTForwardIngress& ingress) {
@@ -70,6 +71,8 @@ void CTsdwSys::PrintStatus() {
     text.Append("fragments waiting: %d\n", m_port.GetFragmentsWaiting());
     text.Append("buffers in use: %d\n", m_pool.GetLoans());
     Add(text, "lines left out", pvu_stdout_left_out());
+    Add(text, "joined again", m_rejoins.Get());
+    Add(text, "joining again failed", m_rejoins_failed.Get());
     text.Append("heartbeats unanswered: %u\n", m_port.GetHeartBeatMisses());
     fputs(text.c_str(), stdout);
     if (pvu_replace_file(kStatusFile, text.c_str(), strlen(text.c_str())) == 0) {

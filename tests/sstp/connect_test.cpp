@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cerrno>
 #include <fstream>
 #include <functional>
+#include <thread>
 
 #include "sstp/sstp_device_list.h"
 #include "sstp/sstp_error.h"
@@ -188,6 +191,74 @@ TEST_F(Connect, WhateverComesInsteadOfTheReplyCostsAnAttempt) {
     body.resize(32);
     EXPECT_EQ(WireBytes(reply.GetDataPtr(), reply.GetDataPtr() + 32), body);
     EXPECT_EQ(conn.WriteAndWaitReply(central, request, reply, 0), 1);
+    EXPECT_FALSE(peer.HasWaiting());
+}
+
+// A rejoin: the same datagrams, and the first send is the only one.
+TEST_F(Connect, WhileJoiningAgainStraysCostNoAttemptAndLeaveNothingBehind) {
+    conn.SetIdentify(0x100);
+    WireMessage request = Request(0, 1, 0x100);
+    WireMessage late = request.Reply(WireBytes(40, 0xEE));
+    late.seq = 77;
+    WireMessage packet{.type = 5, .seq = 1, .src = 1, .dst = 0x100, .body = WireBytes(1384, 9)};
+    for (const WireMessage& other : {late, packet, request, late})
+        peer.Reply(other);
+    peer.SendBytes(WireBytes(15, 4), peer.LastPort());
+    peer.SendBytes({}, peer.LastPort());
+    peer.Reply(request.Reply({1, 2, 3}));
+
+    std::atomic<uint8_t> quit{0};
+    conn.BeginRejoin(quit);
+    CTSstpMessage asked(0);
+    asked.SetType(3);
+    asked.SetSeq(1);
+    CTSstpMessage reply(32);
+    int received = 0;
+    EXPECT_EQ(conn.WriteAndWaitReply(central, asked, reply, 3, &received), 0);
+    EXPECT_TRUE(conn.IsAnswered());
+    EXPECT_EQ(peer.Receive().seq, 1);
+    EXPECT_FALSE(peer.HasWaiting());
+    EXPECT_EQ(received, 19);
+    WireBytes body = {1, 2, 3};
+    body.resize(32);
+    EXPECT_EQ(WireBytes(reply.GetDataPtr(), reply.GetDataPtr() + 32), body);
+
+    // None comes, and nothing of the strays is taken for one.
+    CapturedOutput([&] { conn.SetRecvTimeout(20); });
+    peer.Reply(late);
+    EXPECT_EQ(conn.WriteAndWaitReply(central, asked, reply, 3), 1);
+    EXPECT_FALSE(conn.IsAnswered());
+    EXPECT_EQ(conn.GetSendError(), 0);
+    EXPECT_EQ(WireBytes(reply.GetBufferPtr(), reply.GetBufferPtr() + 48), WireBytes(48));
+    for (int i = 0; i < 3; ++i)
+        peer.Receive();
+    EXPECT_FALSE(peer.HasWaiting());
+    CTSockAddr nowhere("127.0.0.1", 0);
+    EXPECT_EQ(conn.WriteAndWaitReply(nowhere, asked, reply, 3), 1);
+    EXPECT_EQ(conn.GetSendError(), EINVAL);
+}
+
+// Datagrams without end keep nobody beyond the three attempts, and a quit ends all of them: each
+// would last longer than the test may.
+TEST_F(Connect, WhileJoiningAgainAFloodLastsNoLongerThanTheAttemptsAndAQuitEndsThem) {
+    std::jthread flood([this, port = peer.LastPort()](std::stop_token stop) {
+        UdpPeer stranger;
+        while (!stop.stop_requested())
+            stranger.SendBytes(Request(0, 9, 1).Encode(), port);
+    });
+    std::atomic<uint8_t> quit{0};
+    conn.BeginRejoin(quit);
+    CapturedOutput([&] { conn.SetRecvTimeout(50); });
+    EXPECT_EQ(C::SstpEcho(conn), 1);
+    CapturedOutput([&] { conn.SetRecvTimeout(600000); });
+    std::jthread quitter([&] {
+        for (int i = 0; i < 4; ++i)
+            peer.Receive();  // the three from before, and the one that waits now
+        quit = 1;
+    });
+    EXPECT_EQ(C::SstpEcho(conn), 1);
+    EXPECT_EQ(C::SstpLogout(conn), 1) << "not even asked";
+    conn.EndRejoin();
     EXPECT_FALSE(peer.HasWaiting());
 }
 

@@ -366,4 +366,66 @@ TEST_F(Port, ClosingReleasesWhatIsQueuedUnsentAndThePortOpensAgain) {
     EXPECT_FALSE(peer.HasWaiting());
 }
 
+// The main thread has the connection to itself; what is written meanwhile is sent afterwards, or
+// dropped by name where a new session began.
+TEST_F(Port, PausesForTheMainThreadAndGoesOnWithTheOldSessionOrANewOne) {
+    Open();
+    CTSstpMessage packet(0);
+    packet.SetType(5);
+    packet.SetDst(1);
+    CTSstpMessage from_peer(64);
+    CTSockAddr from;
+    for (bool is_new : {false, true}) {
+        ReadMarker();
+        Send(Fragments(NetPacket(1500)).first);
+        Send(Message(3, 98, 0));
+        EXPECT_EQ(ReadBytes(), Message(3, 98, 0).Encode());  // the fragment is stored by now
+        EXPECT_EQ(port.GetFragmentsWaiting(), 1);
+        port.Pause();
+        Send(Message(3, 97, 0));
+        EXPECT_EQ(conn.Read(from, from_peer), 16) << "read by nobody else";
+        EXPECT_EQ(from_peer.GetSubType(), 97);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(port.Write(packet, central), 0);
+        EXPECT_FALSE(peer.HasWaiting(20));
+        if (is_new) port.BeginSession();
+        port.Resume();
+        for (int i = 0; i < (is_new ? 0 : 3); ++i)
+            EXPECT_EQ(peer.Receive().type, 5);
+        EXPECT_EQ(port.GetFragmentsWaiting(), is_new ? 0 : 1);
+    }
+    EXPECT_EQ(port.GetCounters().old_session.Get(), 4u);
+    ReadMarker();
+    EXPECT_EQ(port.Write(packet, central), 0);
+    EXPECT_EQ(peer.Receive().type, 5);
+    EXPECT_FALSE(peer.HasWaiting());
+    port.Close();
+    EXPECT_EQ(output.Take().find("pkt is null"), output.Take().rfind("pkt is null"))
+        << "only the stop finds an empty queue";
+}
+
+TEST_F(Port, KnowsSinceWhenHeartbeatsGoUnanswered) {
+    MovedClock clock;
+    EXPECT_EQ(port.GetUnansweredSince(), CTSstpPort::kAnswered);
+    port.SendHeartBeat();
+    EXPECT_EQ(port.GetUnansweredSince(), 1000000);
+    clock.Advance(2000);
+    port.SendHeartBeat();
+    EXPECT_EQ(port.GetHeartBeatMisses(), 2u);
+    EXPECT_EQ(port.GetUnansweredSince(), 1000000) << "of the first one";
+    Send(Message(2, 2, 4));
+    EXPECT_EQ(port.DoRecvXmitPacket(), 0);
+    EXPECT_EQ(port.GetUnansweredSince(), CTSstpPort::kAnswered);
+    clock.Advance(5000);
+    port.SendHeartBeat();
+    EXPECT_EQ(port.GetUnansweredSince(), 1007000);
+    port.Pause();
+    port.BeginSession();
+    port.Resume();
+    EXPECT_EQ(port.GetUnansweredSince(), CTSstpPort::kAnswered);
+    clock.Advance(4999);
+    port.SendHeartBeat();
+    EXPECT_EQ(port.GetHeartBeatMisses(), 0u) << "a whole interval passes first";
+}
+
 }  // namespace

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdio>
+#include <mutex>
+#include <optional>
 #include <thread>
 
 #include "base/pvu_tick.h"
@@ -19,6 +21,11 @@ class LiveCentralRouter : public TcrLink {
         return true;
     }
     void Tell(const char* line) override { printf("%s\n", line); }
+    // As one that was started anew without what it knew.
+    void ForgetEverybody() {
+        std::lock_guard lock(m_mutex);
+        m_router.emplace(TcrConfig(), *this);
+    }
 
   private:
     static constexpr int kTickMs = 20;
@@ -28,12 +35,14 @@ class LiveCentralRouter : public TcrLink {
             std::optional<WireBytes> bytes = m_peer.ReceiveBytes(kTickMs);
             TcrTime now = static_cast<TcrTime>(pvu_get_current_tick());
             TcrPath from{CTSockAddr("127.0.0.1", m_peer.LastPort())};
-            if (bytes) m_router.Receive(from, bytes->data(), static_cast<int>(bytes->size()), now);
-            m_router.Tick(now);
+            std::lock_guard lock(m_mutex);
+            if (bytes) m_router->Receive(from, bytes->data(), static_cast<int>(bytes->size()), now);
+            m_router->Tick(now);
         }
     }
 
     UdpPeer m_peer;
-    CTCentralRouter m_router{TcrConfig(), *this};
+    std::mutex m_mutex;
+    std::optional<CTCentralRouter> m_router{std::in_place, TcrConfig(), *this};
     std::jthread m_thread{[this](std::stop_token stop) { Run(stop); }};
 };

@@ -27,6 +27,7 @@ void ScriptedRouter::Run(std::stop_token stop) {
 }
 
 void ScriptedRouter::Handle(const WireMessage& request) {
+    if (request.type == 1 && !m_answers_heartbeats) return;
     WireMessage answer = request.Reply(AnswerBody(request));
     Script& next = m_scripts[request.sub];
     if (next.drop > 0) {
@@ -86,6 +87,17 @@ void ScriptedRouter::AddDevice(uint32_t identifier, uint32_t ip, uint8_t mac_end
 void ScriptedRouter::FallSilent() {
     std::lock_guard lock(m_mutex);
     m_silent = true;
+}
+
+void ScriptedRouter::AnswerHeartbeats(bool answer) {
+    std::lock_guard lock(m_mutex);
+    m_answers_heartbeats = answer;
+}
+
+void ScriptedRouter::ForgetRouters() {
+    std::lock_guard lock(m_mutex);
+    m_routers.routers.clear();
+    m_devices.clear();
 }
 
 void ScriptedRouter::Send(const WireMessage& message) {

@@ -24,6 +24,7 @@ class ScriptedRouter {
     static constexpr uint32_t kGateway = Ip(192, 168, 15, 1);
     static constexpr uint32_t kMask = Ip(255, 255, 255, 0);
     void AddRouter(uint32_t identifier, uint32_t serial, uint16_t udp_port);
+    void ForgetRouters();
     void AddDevice(uint32_t identifier, uint32_t ip, uint8_t mac_end);
 
     // Verbs, for the next request of that sub type (a command's, or with type 1 an interior one).
@@ -36,8 +37,9 @@ class ScriptedRouter {
     void AnswerWith(uint8_t sub, const WireBytes& body, int length_field = -1) {
         Bend(sub, &Script::answer, {{.body = body, .length_field = length_field}});
     }
-    // From now on nothing is answered.
+    // From now on nothing is answered, or no heartbeat.
     void FallSilent();
+    void AnswerHeartbeats(bool answer);
 
     // To the edge, unasked.
     void Send(const WireMessage& message);
@@ -74,6 +76,7 @@ class ScriptedRouter {
     WireRouterList m_routers;
     std::map<uint32_t, WireDeviceList> m_devices;  // by router
     bool m_silent = false;
+    bool m_answers_heartbeats = true;
     std::jthread m_thread{[this](std::stop_token stop) { Run(stop); }};
 };
 

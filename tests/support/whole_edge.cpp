@@ -28,6 +28,11 @@ WholeEdge::WholeEdge(uint16_t central_port, uint32_t serial, const std::string& 
     sys.SetConfigFile(path);
 }
 
+void WholeEdge::AddSstpKeys(const std::string& keys) {
+    std::string config = ReadWholeFile(ConfigPath());
+    WriteWholeFile(ConfigPath(), config.insert(config.rfind("}}"), ", " + keys));
+}
+
 bool WholeEdge::Start() {
     if (int fd = host.TakeOther(); fd >= 0) sys.GetAdapter().Adopt(fd);
     return m_runs = sys.Start();

@@ -21,6 +21,8 @@ class WholeEdge {
         if (std::exchange(m_runs, false)) sys.Stop();
     }
     std::string ConfigPath() const { return dir.File("config.json"); }
+    // Adds keys to the configuration's section "sstp", as "\"rejoin after\": 3". Before Start.
+    void AddSstpKeys(const std::string& keys);
     // Whether the model has a device with that address behind a router, now or within ten seconds.
     bool Knows(uint32_t ip) { return Becomes(ip, true); }
     bool Forgets(uint32_t ip) { return Becomes(ip, false); }
