@@ -7,7 +7,7 @@
 #include <string>
 
 // Tells an operator of what a configuration file says in vain: a key that nobody reads, one that
-// stands there more than once, a value that its field cannot take. One line each, to standard
+// is a duplicate, a value that its field cannot take. One line each, to standard
 // output, with key, section and file; nothing else comes of it, the fields are read by the rules
 // of their records. Used once, on the thread that reads the file.
 class CTCfgCheck {

@@ -22,8 +22,8 @@ constexpr size_t kShortNameMax = 3;
 constexpr int kAddrTextSize = 16;
 constexpr int kCommandSize = 256;
 
-// A short name is not asked for: the kernel chooses one. Of a type that is none the driver is told
-// nothing, which it refuses.
+// A short name is not asked for: the kernel chooses one. A type that is neither sets no flag, and
+// the driver refuses it.
 ifreq RequestFor(const char* name, int type) {
     ifreq request = {};
     request.ifr_flags = IFF_NO_PI;

@@ -21,9 +21,9 @@ constexpr uint64_t kRestoreIntervalMs = 1000;
 constexpr int kAddrTextSize = 16;
 
 // Once for each time that it begins to fail, not for each packet.
-void TellFailure(bool& told, const char* what) {
-    if (told) return;
-    told = true;
+void PrintFailure(bool& printed, const char* what) {
+    if (printed) return;
+    printed = true;
     printf("net adapter %s failed: %s\n", what, strerror(errno));
 }
 
@@ -105,11 +105,11 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
         pkt->SetRecvTick(CTThread::GetCurrentTick());
         pkt->SetSource(kXmitFromTap);
         m_counters.read.Add();
-        m_read_failure_told = false;
+        m_read_failure_printed = false;
         m_read_failed = false;
         return pkt;
     }
-    if (length < 0) TellFailure(m_read_failure_told, "read");
+    if (length < 0) PrintFailure(m_read_failure_printed, "read");
     pkt->Release();
     if (is_gone && RestoreInterface()) return nullptr;
     if (length < 0) OnFailedRead();
@@ -137,9 +137,9 @@ bool CTNetDevice::RestoreInterface() {
     {
         CTMutexGuard guard(m_write_mutex);
         m_adapter->Replace(fd);
-        m_write_failure_told = false;
+        m_write_failure_printed = false;
     }
-    m_read_failure_told = false;
+    m_read_failure_printed = false;
     m_read_failed = false;
     m_adapter->SetMediaStatus(true);
     char address[kAddrTextSize];
@@ -173,10 +173,10 @@ int CTNetDevice::Write(CTXmitPkt* pkt) {
     if (!m_adapter || !skb) return -1;
     int result = m_adapter->Write(skb->GetData(), skb->GetDataLength());
     (result > 0 ? m_counters.written : m_counters.write_failed).Add();
-    if (result > 0) m_write_failure_told = false;
+    if (result > 0) m_write_failure_printed = false;
     // The interface is down. That it is gone, the reading thread says; other failures are the
     // packet's own, which anybody can send.
-    if (result < 0 && errno == EIO) TellFailure(m_write_failure_told, "write");
+    if (result < 0 && errno == EIO) PrintFailure(m_write_failure_printed, "write");
     return result;
 }
 

@@ -81,9 +81,9 @@ class CTNetDevice {
     CTXmitPktMtFifo m_rx_fifo;
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
     CTMutex m_write_mutex;
-    bool m_read_failure_told = false;  // the receive thread's
-    bool m_read_failed = false;        // the receive thread's: the last read did
-    uint64_t m_next_restore = 0;       // the receive thread's, in ticks
-    bool m_write_failure_told PVU_GUARDED_BY(m_write_mutex) = false;
+    bool m_read_failure_printed = false;  // the receive thread's
+    bool m_read_failed = false;           // the receive thread's: the last read did
+    uint64_t m_next_restore = 0;          // the receive thread's, in ticks
+    bool m_write_failure_printed PVU_GUARDED_BY(m_write_mutex) = false;
     Counters m_counters;
 };
