@@ -13,8 +13,8 @@ class CTSstpMessage;
 // The single consumer of what the tunnel port receives. Its thread writes network packets to the
 // local interface, carries out the commands of the central router and answers them, passes peer
 // heartbeat replies to the peer's connection and, between messages, drives all peer heartbeats.
-// It is the only place where the network model changes after joining, but for the main thread, which
-// replaces it whole when the edge joins again.
+// It is the only place where the network model changes after joining, but for the main thread,
+// which replaces it whole when the edge joins again.
 //
 // Handlers return 0 when done and 1 when not.
 class CTForwardIngress : public CTForwardBase {
