@@ -27,7 +27,9 @@ void CTForwardIngress::DoneLoop() {
     while (IsRunning()) {
         XmitPacketProc();
         P2pHeartbeat();
+        m_port->GetPrintLimit().Mention();
     }
+    m_port->GetPrintLimit().Mention(true);
 }
 
 int CTForwardIngress::XmitPacketProc() {
@@ -57,8 +59,24 @@ void CTForwardIngress::XmitPacketDone(CTXmitPkt& pkt) {
             NetPacketHandle(pkt);
             break;
         default:
-            printf("unknow sstp message type %d\n", msg.GetType());
+            UnknownType(pkt, msg.GetType());
             break;
+    }
+}
+
+void CTForwardIngress::UnknownType(CTXmitPkt& pkt, int type) {
+    CTString text;
+    text.Append("unknow sstp message type %d\n", type);
+    Show(pkt, text);
+}
+
+// What the central router asks for is printed as it is; what others send, as far as their allowance
+// goes.
+void CTForwardIngress::Show(CTXmitPkt& cause, const CTString& text) {
+    if (m_port->IsFromCentralRouter(cause)) {
+        fputs(text.c_str(), stdout);
+    } else {
+        m_port->GetPrintLimit().Print(text.c_str(), *cause.GetRecvAddr());
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "base/pvu_counter.h"
+#include "base/pvu_string.h"
 #include "forward/forward_base.h"
 #include "inet/xmit_pkt.h"
 
@@ -51,13 +52,19 @@ class CTForwardIngress : public CTForwardBase {
 
     // Commands dropped because their fixed part was not all there. Any thread.
     uint64_t GetMalformedCount() const { return m_malformed.Get(); }
+    // Peers' heartbeats and replies dropped because they came from elsewhere. Any thread.
+    uint64_t GetForeignCount() const { return m_foreign.Get(); }
 
   private:
     bool HoldsBody(CTXmitPkt& pkt, int length);
-    bool ReplaceRouter(CTSstpAddRouterMsg& msg);
-    void PrintSubnet() const;
-    void PrintPeers() const;
+    bool ReplaceRouter(CTSstpAddRouterMsg& msg, CTString& text);
+    void PrintSubnet(CTString& text) const;
+    void PrintPeers(CTString& text) const;
+    void UnknownType(CTXmitPkt& pkt, int type);
+    void Show(CTXmitPkt& cause, const CTString& text);
+    bool IsFromPeer(CTXmitPkt& pkt) const;
     void AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamList& list);
 
     CTCounter m_malformed;
+    CTCounter m_foreign;
 };

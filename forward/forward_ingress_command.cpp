@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kIdentifierSize = 4;
 constexpr int kAddrSize = 4;
+constexpr int kPrintCapacity = 1024;
 constexpr uint32_t kErrNone = 0;
 constexpr uint32_t kErrNotAdded = 1;
 
@@ -49,23 +50,27 @@ int CTForwardIngress::CommandAddRouterDone(CTXmitPkt& pkt) {
     CTSstpAddRouterAck ack;
     if (!HoldsBody(pkt, CTSstpAddRouterMsg::GetContextLength())) return 1;
     if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
-    msg.Print();
-    ack.SetError(ReplaceRouter(msg) ? kErrNone : kErrNotAdded);
+    CTString text(kPrintCapacity);
+    msg.PrintTo(text);
+    ack.SetError(ReplaceRouter(msg, text) ? kErrNone : kErrNotAdded);
+    Show(pkt, text);
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
 }
 
-void CTForwardIngress::PrintSubnet() const {
+void CTForwardIngress::PrintSubnet(CTString& text) const {
     CTReadGuard guard(*m_lock);
-    GetSubnet().Print();
+    GetSubnet().Print(text);
+    text.Append("\n");
 }
 
-void CTForwardIngress::PrintPeers() const {
+void CTForwardIngress::PrintPeers(CTString& text) const {
     CTReadGuard guard(*m_lock);
-    GetPeers().Print();
+    text.Append("P2P connects:\n");
+    GetPeers().Print(text);
 }
 
-bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg) {
+bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg, CTString& text) {
     CTSockAddr addr;
     msg.GetExtSockaddr(addr);
     {
@@ -79,12 +84,12 @@ bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg) {
         router->SetSerialNumber(msg.GetSerialNumber());
         router->SetSstpAddr(addr);
     }
-    PrintSubnet();
+    PrintSubnet(text);
     {
         CTWriteGuard guard(*m_lock);
         EditPeers().Insert(msg.GetIdentifier(), addr);
     }
-    PrintPeers();
+    PrintPeers(text);
     return true;
 }
 
@@ -94,12 +99,14 @@ int CTForwardIngress::CommandDelRouterDone(CTXmitPkt& pkt) {
     CTSstpDelRouterAck ack;
     if (!HoldsBody(pkt, CTSstpDelRouterMsg::GetContextLength())) return 1;
     if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
-    msg.Print();
+    CTString text(kPrintCapacity);
+    msg.PrintTo(text);
     {
         CTWriteGuard guard(*m_lock);
         EditSubnet().DelRouter(msg.GetIdentifier());
     }
-    PrintSubnet();
+    PrintSubnet(text);
+    Show(pkt, text);
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
 }
@@ -109,12 +116,14 @@ int CTForwardIngress::CommandAddDeviceDone(CTXmitPkt& pkt) {
     CTSstpAddDeviceAck ack;
     if (!HoldsBody(pkt, kIdentifierSize)) return 1;
     if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
-    msg.Print();
+    CTString text(kPrintCapacity);
+    msg.PrintTo(text);
     CTSstpGetDeviceAckParamList list;
     list.Attach(msg.GetParamListPtr(), BodyHeld(pkt) - kIdentifierSize);
-    list.Print();
+    list.Print(text);
     AddDevices(msg.GetIdentifier(), list);
-    PrintSubnet();
+    PrintSubnet(text);
+    Show(pkt, text);
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
 }
@@ -136,7 +145,8 @@ int CTForwardIngress::CommandDelDeviceDone(CTXmitPkt& pkt) {
     CTSstpDelDeviceAck ack;
     if (!HoldsBody(pkt, kIdentifierSize)) return 1;
     if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
-    msg.Print();
+    CTString text(kPrintCapacity);
+    msg.PrintTo(text);
     const uint8_t* addrs = static_cast<const uint8_t*>(msg.GetParamListPtr());
     int count = (BodyHeld(pkt) - kIdentifierSize) / kAddrSize;
     {
@@ -144,9 +154,20 @@ int CTForwardIngress::CommandDelDeviceDone(CTXmitPkt& pkt) {
         for (int i = 0; i < count; ++i)
             EditSubnet().DelDevice(tnet_load32(addrs + i * kAddrSize));
     }
-    PrintSubnet();
+    PrintSubnet(text);
+    Show(pkt, text);
     AddressAck(ack, msg);
     return SendAck(pkt, ack);
+}
+
+// Whether it came from where the central router said that an edge is.
+bool CTForwardIngress::IsFromPeer(CTXmitPkt& pkt) const {
+    CTReadGuard guard(*m_lock);
+    for (int i = 0; i < GetPeers().Count(); ++i) {
+        CTP2PConnect* peer = GetPeers().At(i);
+        if (peer && peer->GetEndpointAddr() == *pkt.GetRecvAddr()) return true;
+    }
+    return false;
 }
 
 int CTForwardIngress::CommandP2pHeartbeatDone(CTXmitPkt& pkt) {
@@ -154,6 +175,10 @@ int CTForwardIngress::CommandP2pHeartbeatDone(CTXmitPkt& pkt) {
     CTSstpP2PHeartbeatAck ack;
     if (!HoldsBody(pkt, CTSstpP2PHeartbeatMsg::GetContextLength())) return 1;
     if (!msg.Attach(*pkt.GetSkb()) || !ack.Create()) return 1;
+    if (m_port->IsStrictSource() && !IsFromPeer(pkt)) {
+        m_foreign.Add();
+        return 1;
+    }
     ack.SetSeq(msg.GetSeq());
     ack.SetDst(msg.GetSrc());
     ack.SetTick(msg.GetTick());
@@ -167,6 +192,10 @@ int CTForwardIngress::CommandP2pHeartbeatAckDone(CTXmitPkt& pkt) {
     CTWriteGuard guard(*m_lock);
     CTP2PConnect* peer = EditPeers().GetConnect(msg.GetSrc());
     if (!peer) return 1;
+    if (m_port->IsStrictSource() && !(peer->GetEndpointAddr() == *pkt.GetRecvAddr())) {
+        m_foreign.Add();
+        return 1;
+    }
     peer->HeartBeatAckDone(pkt);
     return 0;
 }

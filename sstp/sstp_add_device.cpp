@@ -4,10 +4,14 @@ int CTSstpAddDeviceMsg::FillParamList(CTSstpGetDeviceAckParamList& list) {
     return FillList(list.GetDataPtr(), list.GetCount());
 }
 
-int CTSstpAddDeviceMsg::Print() {
-    CTString text;
+void CTSstpAddDeviceMsg::PrintTo(CTString& text) {
     PrintHead("\nAdd Device: ", text);
     text.Append(" Ident: 0x%08X\n", GetIdentifier());
+}
+
+int CTSstpAddDeviceMsg::Print() {
+    CTString text;
+    PrintTo(text);
     return Show(text);
 }
 

@@ -29,6 +29,8 @@ class CTSstpAddDeviceMsg
     // identifier only from now on; the bytes copied.
     int FillParamList(CTSstpGetDeviceAckParamList& list);
 
+    // Appends the print-out.
+    void PrintTo(CTString& text);
     int Print();
 };
 

@@ -8,13 +8,17 @@ bool CTSstpAddRouterMsg::GetExtSockaddr(CTSockAddr& addr) const {
     return m_body.LoadSockAddr(offsetof(Record, ext_port), offsetof(Record, ext_ip), addr);
 }
 
-int CTSstpAddRouterMsg::Print() {
-    CTString text;
+void CTSstpAddRouterMsg::PrintTo(CTString& text) {
     PrintHead("\nAdd Router: ", text);
     text.Append(" label: %.32s\n", GetRouterLabel());
     text.Append(" Serial Number: 0x%08x\n", GetSerialNumber());
     text.Append(" type: %d\n", GetRouterType());
     text.Append(" layer: % d\n", GetNetLayer());
+}
+
+int CTSstpAddRouterMsg::Print() {
+    CTString text;
+    PrintTo(text);
     return Show(text);
 }
 

@@ -56,6 +56,8 @@ class CTSstpAddRouterMsg
     // Fills address and port: true. False without a body.
     bool GetExtSockaddr(CTSockAddr& addr) const;
 
+    // Appends the print-out.
+    void PrintTo(CTString& text);
     int Print();
 };
 

@@ -6,8 +6,7 @@ int CTSstpDelDeviceMsg::FillParamList(const uint32_t* addrs, int n) {
     return FillList(addrs, n);
 }
 
-int CTSstpDelDeviceMsg::Print() {
-    CTString text;
+void CTSstpDelDeviceMsg::PrintTo(CTString& text) {
     PrintHead("\nDel Device: ", text);
     text.Append(" Ident: 0x%08X\n", GetIdentifier());
     const uint8_t* addr = static_cast<const uint8_t*>(GetParamListPtr());
@@ -16,6 +15,11 @@ int CTSstpDelDeviceMsg::Print() {
         text.Append(" %d. ", i);
         tnet_print_line(text, "", tnet_load32(addr));
     }
+}
+
+int CTSstpDelDeviceMsg::Print() {
+    CTString text;
+    PrintTo(text);
     return Show(text);
 }
 

@@ -28,7 +28,8 @@ class CTSstpDelDeviceMsg
     // message's length, which counts the identifier only from now on; the bytes copied.
     int FillParamList(const uint32_t* addrs, int n);
 
-    // With one line for each address that the buffer holds.
+    // Appends the print-out, with one line for each address that the buffer holds.
+    void PrintTo(CTString& text);
     int Print();
 };
 

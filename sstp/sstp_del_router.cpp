@@ -1,9 +1,13 @@
 #include "sstp/sstp_del_router.h"
 
-int CTSstpDelRouterMsg::Print() {
-    CTString text;
+void CTSstpDelRouterMsg::PrintTo(CTString& text) {
     PrintHead("\nDel Router: ", text);
     text.Append(" identifier: 0x%08X\n", GetIdentifier());
+}
+
+int CTSstpDelRouterMsg::Print() {
+    CTString text;
+    PrintTo(text);
     return Show(text);
 }
 

@@ -15,6 +15,8 @@ class CTSstpDelRouterMsg
     void SetIdentifier(uint32_t id) { m_body.Store32(offsetof(Record, identifier), id); }
     uint32_t GetIdentifier() const { return m_body.Load32(offsetof(Record, identifier)); }
 
+    // Appends the print-out.
+    void PrintTo(CTString& text);
     int Print();
 };
 

@@ -5,6 +5,7 @@
 
 #include "base/pvu_counter.h"
 #include "base/pvu_mutex.h"
+#include "base/pvu_print_limit.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
 #include "inet/tnet_frag_linker.h"
@@ -58,6 +59,16 @@ class CTSstpPort {
     // is dropped and counted, and the heartbeats begin as after Open.
     void BeginSession() PVU_REQUIRES(m_rx_turn, m_tx_turn);
 
+    // Whether datagrams count only from where they are to come from: from the central router, and
+    // peers' heartbeats and their replies, which the ingress thread judges, from peers. Before
+    // Open.
+    void SetStrictSource(bool strict) { m_strict_source = strict; }
+    bool IsStrictSource() const { return m_strict_source; }
+    // Whether a received packet's datagram came from the central router's address and port.
+    bool IsFromCentralRouter(CTXmitPkt& pkt) const {
+        return *pkt.GetRecvAddr() == m_conn->GetCentralRouterAddr();
+    }
+
     // Queues the descriptor, which is the port's from now on: 0, or 1 for null and for a network
     // packet that found the queue full and was released.
     int Write(CTXmitPkt* pkt);
@@ -106,11 +117,14 @@ class CTSstpPort {
         CTCounter rx_queue_full;  // network packets dropped because too many waited
         CTCounter tx_queue_full;
         CTCounter flooded;       // commands of strangers, likewise (see IsFlooded)
+        CTCounter foreign;       // not the central router's, with a strict source
         CTCounter sent;          // messages; a split one counts once
         CTCounter send_refused;  // by the system
         CTCounter old_session;   // waited while the edge joined again (see BeginSession)
     };
     const Counters& GetCounters() const { return m_counters; }
+    // What others than the central router cause to be printed.
+    CTPrintLimit& GetPrintLimit() { return m_print_limit; }
     uint64_t GetFragmentsEvicted() const { return m_fragments.GetEvicted(); }
     uint64_t GetFragmentsAged() const { return m_fragments.GetAged(); }
     int GetFragmentsWaiting() const { return m_fragments_waiting; }
@@ -132,6 +146,7 @@ class CTSstpPort {
     bool WaitAtGate();
     void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, uint32_t now);
     static bool IsNetPacket(CTXmitPkt& pkt);
+    bool IsForeign(CTXmitPkt& pkt, CTSstpMessage& msg);
     bool IsFlooded(CTXmitPkt& pkt);
     bool BacklogIsFull();
     void WaitForRoom();
@@ -146,6 +161,8 @@ class CTSstpPort {
     CTXmitPktMtFifo m_rx_fifo;
     CTXmitPktMtFifo m_tx_fifo;
     std::atomic<int> m_commands_waiting{0};  // in both queues: all but network packets
+    bool m_strict_source = false;
+    CTPrintLimit m_print_limit;
     CTXmitPktPool* m_pool = nullptr;
     CTSstpConnect* m_conn = nullptr;
 

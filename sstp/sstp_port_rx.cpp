@@ -71,7 +71,14 @@ int CTSstpPort::DoRecvXmitPacket() {
 // lost in the socket's full buffer or wait behind a long queue.
 bool CTSstpPort::IsFlooded(CTXmitPkt& pkt) {
     return m_commands_waiting >= kMaxCommandsOfStrangers && !IsNetPacket(pkt) &&
-           !(*pkt.GetRecvAddr() == m_conn->GetCentralRouterAddr());
+           !IsFromCentralRouter(pkt);
+}
+
+// Peers' heartbeats come from the peers, whose addresses the model holds: the ingress thread looks.
+bool CTSstpPort::IsForeign(CTXmitPkt& pkt, CTSstpMessage& msg) {
+    if (!m_strict_source || IsFromCentralRouter(pkt)) return false;
+    bool is_command = msg.GetType() == kSstpCommand || msg.GetType() == kSstpCommandAck;
+    return !is_command || msg.GetSubType() != kSstpCmmP2PHeartbeat;
 }
 
 // The central router's commands and acknowledgements are never dropped, so a flood under its
@@ -138,6 +145,11 @@ void CTSstpPort::RecvXmitPacketHandle(CTXmitPkt& pkt) {
     pkt.SetStatus(kXmitDeliver);
     CTSstpMessage msg;
     if (!msg.Attach(pkt)) return;
+    if (IsForeign(pkt, msg)) {
+        m_counters.foreign.Add();
+        pkt.SetStatus(kXmitFinished);
+        return;
+    }
     switch (msg.GetType()) {
         case kSstpInterCommandAck:
             InterCommandAckHandle(pkt, msg);
@@ -192,8 +204,11 @@ void CTSstpPort::RecvNetPacketDone(CTXmitPkt& pkt) {
 void CTSstpPort::ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, uint32_t now) {
     CTSstpMessage stored_msg;
     stored_msg.Attach(stored);
-    printf("Recv same frame, src: %d, ft: %d, fi: %d\n", static_cast<int>(stored_msg.GetSrc()),
-           stored_msg.GetFrameTotal(), stored_msg.GetFrameIndex());
+    // The central router relays what any edge sends: its address does not tell who caused this.
+    CTString text;
+    text.Append("Recv same frame, src: %d, ft: %d, fi: %d\n", static_cast<int>(stored_msg.GetSrc()),
+                stored_msg.GetFrameTotal(), stored_msg.GetFrameIndex());
+    m_print_limit.Print(text.c_str(), *incoming.GetRecvAddr());
     m_fragments.Delete(stored);
     incoming.SetStatus(kXmitHeld);
     m_fragments.Add(incoming, now);

@@ -30,6 +30,7 @@ bool CTsdwSys::Start() {
 
     m_rejoin.SetAfter(m_config.GetSstpRejoinAfter());
     m_port.SetHeartBeatInterval(m_config.GetSstpHeartBeatInterval());
+    m_port.SetStrictSource(m_config.GetSstpStrictSource());
     if (!m_port.Open(m_pool, m_client)) {
         m_device.Close();
         DeInit();

@@ -52,8 +52,11 @@ void AddTunnel(CTString& text, const CTSstpPort& port) {
     Add(text, "dropped, of an old session", counters.old_session.Get());
 }
 
-void AddInward(CTString& text, const CTNetDevice& device, const CTForwardIngress& ingress) {
+void AddInward(CTString& text, const CTSstpPort& port, const CTNetDevice& device,
+               const CTForwardIngress& ingress) {
     Add(text, "dropped, malformed command", ingress.GetMalformedCount());
+    Add(text, "dropped, strict source",
+        port.GetCounters().foreign.Get() + ingress.GetForeignCount());
     Add(text, "packets to the interface", device.GetCounters().written.Get());
     Add(text, "dropped, interface write failed", device.GetCounters().write_failed.Get());
 }
@@ -64,7 +67,7 @@ void CTsdwSys::PrintStatus() {
     CTString text(kTextSize);
     AddOutward(text, m_device, m_outgress);
     AddTunnel(text, m_port);
-    AddInward(text, m_device, m_ingress);
+    AddInward(text, m_port, m_device, m_ingress);
     AddQueue(text, "interface queue", m_device.GetQueue());
     AddQueue(text, "transmit queue", m_port.GetTxQueue());
     AddQueue(text, "receive queue", m_port.GetRxQueue());
@@ -73,6 +76,7 @@ void CTsdwSys::PrintStatus() {
     Add(text, "lines left out", pvu_stdout_left_out());
     Add(text, "joined again", m_rejoins.Get());
     Add(text, "joining again failed", m_rejoins_failed.Get());
+    Add(text, "lines left out, caused by others", m_port.GetPrintLimit().GetLeftOut());
     text.Append("heartbeats unanswered: %u\n", m_port.GetHeartBeatMisses());
     fputs(text.c_str(), stdout);
     if (pvu_replace_file(kStatusFile, text.c_str(), strlen(text.c_str())) == 0) {

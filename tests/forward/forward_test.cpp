@@ -8,6 +8,7 @@
 #include "sstp/sstp_port.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/expect_wire.h"
+#include "tests/support/moved_clock.h"
 #include "tests/support/packet_end.h"
 #include "tests/support/udp_peer.h"
 
@@ -265,6 +266,71 @@ TEST_F(Forwarders, AnswersGoToWhereTheCommandCameFromAndAPeerThatAnswersIsConnec
     EXPECT_EQ(heartbeat.dst, 2u);
     other.Reply(heartbeat.Reply(heartbeat.body));
     DelRouter(0xFF);  // handled after the answer
+    CTReadGuard guard(lock);
+    EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
+}
+
+TEST_F(Forwarders, StrangersCommandsPrintABurstOfLinesAndTheCentralRoutersAllOfThem) {
+    constexpr int kCommands = 250;
+    constexpr int kLinesEach = 8;  // three of the message, five of the map
+    MovedClock clock;
+    Start();
+    UdpPeer stranger;
+    WireMessage command{.type = 3, .sub = kDelRouter, .src = 777};
+    command.body = EncodeWire(WireIdentifier{14});
+    for (int i = 0; i < kCommands; ++i) {
+        stranger.SendBytes(command.Encode(), peer.LastPort());
+        EXPECT_EQ(stranger.Receive().type, 4);
+    }
+    for (int i = 0; i < 10; ++i)
+        DelRouter(14);
+    ingress.Stop();
+    std::string printed = output.Take();
+    auto count = [&](const std::string& text) {
+        int found = 0;
+        for (size_t at = 0; (at = printed.find(text, at)) != std::string::npos; ++at)
+            ++found;
+        return found;
+    };
+    EXPECT_EQ(count("src=777,"), 1000 / kLinesEach);
+    EXPECT_EQ(count("src=4294967295,"), 10);
+    EXPECT_EQ(port.GetPrintLimit().GetLeftOut(), kLinesEach * (kCommands - 1000u / kLinesEach));
+    EXPECT_EQ(count(" lines left out, caused by others than the central router, last from "
+                    "127.0.0.1:" +
+                    std::to_string(stranger.Port()) + "\n"),
+              2)
+        << "when it began, and at the end";
+}
+
+TEST_F(Forwarders, WithAStrictSourceHeartbeatsCountFromAnnouncedPeersOnly) {
+    port.Close();
+    port.SetStrictSource(true);
+    port.Open(pool, conn);
+    Start();
+    UdpPeer announced;
+    UdpPeer stranger;
+    AddRouter(2, "two", announced.Port());
+    WireMessage probe = announced.Receive();
+    WireMessage command{.type = 3, .sub = kPeerHeartbeat, .seq = 44, .src = 2};
+    command.body = Hex("01020304");
+    stranger.SendBytes(probe.Reply(probe.body).Encode(), peer.LastPort());
+    stranger.SendBytes(command.Encode(), peer.LastPort());
+    DelRouter(0xFF);  // handled after them
+    {
+        CTReadGuard guard(lock);
+        EXPECT_FALSE(peers.GetConnect(2)->IsConnect());
+    }
+    EXPECT_EQ(ingress.GetForeignCount(), 2u);
+    EXPECT_FALSE(stranger.HasWaiting());
+
+    announced.SendBytes(command.Encode(), peer.LastPort());
+    WireMessage answer = announced.Receive();
+    while (answer.type == 3)  // further probes
+        answer = announced.Receive();
+    EXPECT_EQ(answer.Encode(), command.Reply(command.body).Encode());
+    announced.Reply(probe.Reply(probe.body));
+    DelRouter(0xFF);
+    EXPECT_EQ(ingress.GetForeignCount(), 2u);
     CTReadGuard guard(lock);
     EXPECT_TRUE(peers.GetConnect(2)->IsConnect());
 }

@@ -16,7 +16,24 @@ forge 77
 has_line "$("$lab" dir b)/out" '^Del Router: .*seq=77,' || fail "b did not take the forged command"
 if "$lab" exec b ping -q -c 1 -W 1 "$a" >/dev/null; then fail "b still reaches a"; fi
 
+# An edge that minds where datagrams come from drops it and counts it, and nothing else.
+config=$("$lab" dir b)/config.json
 "$lab" stop b
+sed -i 's/"recv timeout"/"strict source": true, "recv timeout"/' "$config"
+"$lab" start b
+forge 79
+timeout 10 sh -c "until '$lab' stat b | grep -qx 'dropped, strict source: 1'; do sleep 0.1; done" ||
+    fail "b did not count the forged command"
+for size in $sizes; do
+    pings a "$b" "$size"
+    pings b "$a" "$size"
+done
+grep -q 'seq=79,' "$("$lab" dir b)/out" && fail "b took the forged command with a strict source"
+"$lab" stat b >"$LAB_DIR/stat.out"
+grep -qx 'dropped, strict source: 1' "$LAB_DIR/stat.out" || fail "b dropped what it should take"
+
+"$lab" stop b
+sed -i 's/"strict source":[[:space:]]*true/"strict source": false/' "$config"
 "$lab" start b
 "$lab" exec b nft -f - <<'TEXT'
 table inet tamvo {

@@ -317,6 +317,56 @@ TEST_F(Port, WithoutMemoryTheReceiveThreadPausesAndTheDatagramWaits) {
     EXPECT_EQ(port.GetCounters().received.Get(), 1u);
 }
 
+// Repeated fragments cross the central router, too: its address excuses none.
+TEST_F(Port, RepeatedFragmentsPrintABurstOfLinesAtMost) {
+    MovedClock clock;
+    output.Take();
+    WireMessage half = Fragments(NetPacket(1500)).first;
+    std::string printed = CapturedOutput([&] {
+        for (int i = 0; i < 3000; ++i) {
+            CTXmitPkt* pkt = Packet(half);
+            pkt->SetRecvAddr(central);
+            port.RecvXmitPacketHandle(*pkt);
+        }
+    });
+    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1000);
+    EXPECT_EQ(port.GetPrintLimit().GetLeftOut(), 1999u);
+    port.Open(pool, conn);
+    port.Close();  // releases the one that waits
+}
+
+// Of strangers only what may be a peer's goes on, to where peers are known.
+TEST_F(Port, AStrictSourceIsTheCentralRouterAlone) {
+    CTSockAddr stranger("10.0.0.9", 999);
+    CTSockAddr other_port = central;
+    other_port.SetPort(static_cast<unsigned short>(central.GetPort() ^ 1));
+    auto passes = [&](const WireMessage& message, const CTSockAddr& from) {
+        CTXmitPkt* pkt = Packet(message);
+        pkt->SetRecvAddr(from);
+        port.RecvXmitPacketHandle(*pkt);
+        bool passed = pkt->GetStatus() == kXmitDeliver;
+        pkt->Release();
+        return passed;
+    };
+    for (bool strict : {false, true}) {
+        port.SetStrictSource(strict);
+        for (uint8_t type : std::initializer_list<uint8_t>{0, 1, 3, 4, 5, 6, 7}) {
+            EXPECT_TRUE(passes(Message(type, 12, 4), central));
+            EXPECT_EQ(passes(Message(type, 12, 4), stranger), !strict) << int{type};
+            EXPECT_EQ(passes(Message(type, 12, 4), other_port), !strict) << int{type};
+        }
+        EXPECT_TRUE(passes(Message(3, 8, 4), stranger));
+        EXPECT_TRUE(passes(Message(4, 8, 4), stranger));
+    }
+    EXPECT_EQ(port.GetCounters().foreign.Get(), 14u);
+    MovedClock clock;
+    port.SendHeartBeat();
+    EXPECT_FALSE(passes(Message(2, 2, 4), stranger)) << "a forged answer";
+    EXPECT_EQ(port.GetHeartBeatMisses(), 1u);
+    EXPECT_FALSE(passes(Message(2, 2, 4), central));
+    EXPECT_EQ(port.GetHeartBeatMisses(), 0u);
+}
+
 TEST_F(Port, RefusesWhatItCannotQueue) {
     MovedClock clock;
     CTSstpMessage msg(4);
