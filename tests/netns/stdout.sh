@@ -57,14 +57,18 @@ under_traffic() {
         delete_nobody "$port"
     done) &
     printing=$!
-    "$lab" exec a ping -q -i 0.02 -c $((50 * $1)) -W 5 -s 1400 "$b" >"$LAB_DIR/ping.out" || status=$?
+    "$lab" exec a ping -q -i 0.02 -c $((50 * $1)) -W 5 "$b" >"$LAB_DIR/ping.out" || status=$?
     kill "$printing"
     wait "$printing" || true
     [ "$status" -eq 0 ] || fail "no ping came back"
-    grep -q ' 0% packet loss' "$LAB_DIR/ping.out" || fail "pings were lost"
     rm -f tamvo.stat
     kill -USR1 "$edge"
     timeout 10 sh -c 'until [ -s tamvo.stat ]; do sleep 0.05; done' || fail "no status"
+    if ! grep -q ' 0% packet loss' "$LAB_DIR/ping.out"; then
+        cat tamvo.stat
+        "$lab" stat a
+        fail "pings were lost"
+    fi
     grep -q '^heartbeats unanswered: [01]$' tamvo.stat || fail "heartbeats stayed unanswered"
 }
 
