@@ -82,6 +82,7 @@ int CTSstpConnect::ReadReply(CTSstpMessage& request, CTSstpMessage& reply, int m
     if (n < kSstpHeaderSize) return -1;
     // A longer stray datagram may have been in the buffer before.
     memset(reply.GetBufferPtr() + n, 0, static_cast<size_t>(reply.GetBufferSize() - n));
+    if (m_strict_source && !(from == m_central)) return -1;
     return reply.IsAck(request) ? n : -1;
 }
 

@@ -35,6 +35,8 @@ class CTSstpConnect {
 
     void SetCentralRouterAddr(CTSockAddr& addr) { m_central = addr; }
     CTSockAddr& GetCentralRouterAddr() { return m_central; }
+    // Whether a reply must come from the central router's address and port. Before the exchanges.
+    void SetStrictSource(bool strict) { m_strict_source = strict; }
     // kSstpCentralRouter until the login; never reset by a logout.
     void SetIdentify(uint32_t identifier) { m_identifier = identifier; }
     uint32_t GetIdentifier() const { return m_identifier; }
@@ -53,8 +55,8 @@ class CTSstpConnect {
 
     // Sends the request and waits for its reply, at most count times; 0 on success, 1 on failure.
     // Silence and a stray datagram cost an attempt, a send error ends the exchange. The sender of
-    // the reply is not compared with the address. What the reply's buffer holds behind the bytes
-    // that arrived (received, if wanted) is zero.
+    // the reply is not compared with the address, but for a strict source. What the reply's buffer
+    // holds behind the bytes that arrived (received, if wanted) is zero.
     //
     // Between BeginRejoin and EndRejoin a stray datagram costs nothing: an attempt is as long as
     // the receive time-out, whatever else arrives. A reply that did not come leaves zeroes.
@@ -101,6 +103,7 @@ class CTSstpConnect {
     uint32_t m_identifier = kSstpCentralRouter;
     int m_mtu = kDefaultMtu;
     CTSockAddr m_central;
+    bool m_strict_source = false;
     CTUdp m_udp;
     bool m_answered = false;
     int m_send_error = 0;

@@ -52,6 +52,7 @@ bool CTsdwSys::SstpConnect() {
         CTSockAddr(m_config.GetCentralRouterIPAddr(), m_config.GetCentralRouterPort());
     if (!m_client.Open(m_central_router)) return false;
     m_client.SetRecvTimeout(m_config.GetSstpRecvTimeout());
+    m_client.SetStrictSource(m_config.GetSstpStrictSource());
     if (SstpLogin() != 0) return false;
     if (SstpDhcp() != 0) return false;
     if (SstpSubnet() != 0) return false;

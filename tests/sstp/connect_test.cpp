@@ -117,6 +117,20 @@ TEST_F(Connect, ARefusedLoginAndARefusedRouterFail) {
     CapturedOutput([&] { EXPECT_EQ(C::SstpAddRouter(conn, "l", 1, 2, 3), 1); });
 }
 
+TEST_F(Connect, AStrictSourceTakesRepliesOfTheCentralRouterOnly) {
+    UdpPeer stranger;
+    for (bool strict : {false, true}) {
+        conn.SetStrictSource(strict);
+        uint16_t seq = strict ? 1 : 0;
+        WireMessage request = Request(3, seq, kWireCentral);
+        stranger.SendBytes(request.Reply(Hex("00000000 00000999")).Encode(), peer.LastPort());
+        if (strict) peer.Reply(request.Reply(Hex("00000000 00000203")));
+        conn.SetIdentify(kWireCentral);
+        CapturedOutput([&] { EXPECT_EQ(C::SstpLogin(conn, "n", "u", "p", 1, 2), 0); });
+        EXPECT_EQ(conn.GetIdentifier(), strict ? 0x203u : 0x999u);
+    }
+}
+
 TEST_F(Connect, NullArgumentsSendNothing) {
     EXPECT_EQ(C::SstpLogin(conn, nullptr, "u", "p", 1, 2), 1);
     EXPECT_EQ(C::SstpLogin(conn, "n", nullptr, "p", 1, 2), 1);
