@@ -44,6 +44,8 @@ class CTCentralRouter {
     // what could not be written goes into a later batch. The reason names the file.
     void Saved(uint64_t ticket, TcrTime now);
     void SaveFailed(uint64_t ticket, const std::string& reason, TcrTime now);
+    // The end comes: from the next EndOfWakeUp on whatever changed is handed over without delay.
+    void Hurry() { m_core.journal.Hurry(); }
     // Whether something changed that has not been written.
     bool HasUnsaved() const { return m_core.journal.IsPending(); }
 

@@ -51,7 +51,7 @@ void TcrStateJournal::Clear() {
 
 void TcrStateJournal::Submit(TcrTime now) {
     if (!m_sink || IsInFlight() || m_waiting.IsEmpty()) return;
-    bool pause = m_failing || !m_waiting.IsUrgent();
+    bool pause = m_failing || (!m_waiting.IsUrgent() && !m_hurry);
     if (pause && now - m_last_submit < kPauseMs) return;
     m_last_submit = now;
     TcrStateBatch batch = MakeBatch(now);

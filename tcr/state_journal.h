@@ -42,6 +42,8 @@ class TcrStateJournal {
     // time 0.
     void SetClock(int64_t unix_at_zero) { m_unix_at_zero = unix_at_zero; }
 
+    // The end comes: what waits is due at once.
+    void Hurry() { m_hurry = true; }
     // Hands over what is due, if nothing is being written.
     void Submit(TcrTime now);
     // The outcome of a batch. The edges whose replies may leave, or are to be dropped; those of an
@@ -83,4 +85,5 @@ class TcrStateJournal {
     uint64_t m_last_ticket = 0;
     TcrTime m_last_submit = INT64_MIN / 2;
     bool m_failing = false;
+    bool m_hurry = false;
 };

@@ -14,13 +14,16 @@ constexpr TcrTime kMillisPerSecond = 1000;
 void TcrStateRestore::Run(const TcrStateImage& image) {
     m_core.journal.Clear();
     m_core.journal.SetClock(m_unix_now - m_now / kMillisPerSecond);
-    PlaceSubnets(image);
+    std::vector<TcrSubnetConfig> fresh = PlaceSubnets(image);
     for (const TcrEdgeRecord& record : image.edges)
         PlaceEdge(record);
+    // Last: a subnet that is new may get the index of one that went, but none of its edges.
+    for (const TcrSubnetConfig& served : fresh)
+        m_core.journal.SubnetChanged(m_core.subnets.Add(served).model.GetIndex());
 }
 
-// Those that were served keep their index; the others get what is left.
-void TcrStateRestore::PlaceSubnets(const TcrStateImage& image) {
+// Those that were served keep their index. The others are returned.
+std::vector<TcrSubnetConfig> TcrStateRestore::PlaceSubnets(const TcrStateImage& image) {
     m_core.subnets.Clear();
     std::vector<TcrSubnetConfig> served = m_core.config.subnets;
     for (const TcrSubnetRecord& record : image.subnets) {
@@ -39,8 +42,7 @@ void TcrStateRestore::PlaceSubnets(const TcrStateImage& image) {
         m_core.subnets.Add(*found, record.index);
         served.erase(found);
     }
-    for (const TcrSubnetConfig& fresh : served)
-        m_core.journal.SubnetChanged(m_core.subnets.Add(fresh).model.GetIndex());
+    return served;
 }
 
 const char* TcrStateRestore::FaultOf(TcrSubnet& subnet, const TcrEdgeRecord& record) {

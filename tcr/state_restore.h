@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <vector>
 
 #include "tcr/sessions.h"
 #include "tcr/state_record.h"
@@ -15,7 +15,7 @@ class TcrStateRestore {
     void Run(const TcrStateImage& image);
 
   private:
-    void PlaceSubnets(const TcrStateImage& image);
+    std::vector<TcrSubnetConfig> PlaceSubnets(const TcrStateImage& image);
     void PlaceEdge(const TcrEdgeRecord& record);
     // Null when the record can be taken up; why not otherwise.
     static const char* FaultOf(TcrSubnet& subnet, const TcrEdgeRecord& record);
