@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "base/pvu_stdout.h"
@@ -41,10 +43,14 @@ int main(int argc, char** argv) {
     }
     TcrServer server;
     if (!server.Open(option, fault)) return Fail(fault);
+    std::string state = option.StateFile(config);
+    if (!state.empty() && !server.Keep(state, fault)) return Fail(fault);
     CTString started;
     started.Append("tamvo-tcr listens on %s port %d, %d subnet(s)", option.address.c_str(),
                    option.port, static_cast<int>(config.subnets.size()));
     server.Tell(started.c_str());
-    server.Run(config);
-    return 0;
+    if (server.Run(config)) return 0;
+    // The writer cannot be waited for: nothing that it uses may be taken down.
+    pvu_stdout_end();
+    _exit(kExitFault);
 }

@@ -11,7 +11,8 @@
 
 namespace {
 
-constexpr int64_t kLatestHeard = int64_t{1} << 40;  // seconds: some 35,000 years
+constexpr int64_t kLatestHeard =
+    int64_t{1} << 40;  // seconds: some 35,000 years; a clock may begin before 1970
 
 bool IsText(const std::string& text) {
     return text.size() <= kTextFieldSize && text.find('\0') == std::string::npos;
@@ -76,7 +77,7 @@ bool Check::Add(const TcrEdgeRecord& edge) {
     if (edge.presence < TcrPresence::kAbsent || edge.presence > TcrPresence::kSilent) {
         return Fault(where, "wrong presence");
     }
-    if (edge.heard < 0 || edge.heard > kLatestHeard) return Fault(where, "wrong time");
+    if (edge.heard < -kLatestHeard || edge.heard > kLatestHeard) return Fault(where, "wrong time");
     if (edge.lease != 0) {
         if (!subnet.IsHostAddr(edge.lease)) return Fault(where, "lease outside the subnet");
         if (!subnet.Hold(edge.lease, edge.slot)) return Fault(where, "duplicate lease");

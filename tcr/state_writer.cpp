@@ -72,6 +72,7 @@ void TcrStateWriter::Loop() {
         }
         WriteOnce();
     }
+    m_file.Close();  // here too a disk may take its time
     m_ended.Post();
 }
 

@@ -15,7 +15,8 @@
 // Writes the central router's changes on a thread of its own, so that nobody else waits for the
 // disk. While one write is under way, what comes meanwhile is joined into the next one.
 //
-// Owned by the server, whose thread calls everything here; the file must outlive it.
+// Owned by the server, whose thread calls everything here; the file, which must outlive it, is the
+// writer's thread's from Start on, and closed by it at its end.
 class TcrStateWriter : public TcrStateSink {
   public:
     // What became of a write. It stands for its ticket and for every lower one without an outcome.

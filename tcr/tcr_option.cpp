@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr char kDefaultState[] = "tcr.db";
 constexpr char kShortOptions[] = "c:s:b:p:vh";
 constexpr option kLongOptions[] = {
     {"config", required_argument, nullptr, 'c'},
@@ -72,6 +73,12 @@ TcrOption::Action TcrOption::Parse(int argc, char** argv, std::string& fault) {
     }
 }
 
+std::string TcrOption::StateFile(const TcrConfig& config) const {
+    if (!state_file.empty()) return state_file;
+    if (!config.state.empty()) return config.state;
+    return config_file.empty() ? "" : kDefaultState;
+}
+
 void TcrOption::PrintHelp() {
     puts("Usage: tamvo-tcr [OPTIONS]");
     puts("Central router of Tamvo overlays. Runs in the foreground and logs to standard output.");
@@ -88,7 +95,8 @@ void TcrOption::PrintHelp() {
     puts("");
     puts("Signals: SIGINT and SIGTERM end it, SIGHUP reads the configuration file again, SIGUSR1");
     puts("prints its table of edges.");
-    puts("Exit status: 0 after an orderly end, 2 when a fault kept it from starting.");
+    puts("Exit status: 0 after an orderly end, 2 when a fault kept it from starting or the last");
+    puts("changes from being written.");
 }
 
 void TcrOption::PrintVersion() {

@@ -4,9 +4,13 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <utility>
 
 #include "base/pvu_stdout.h"
 #include "base/pvu_tick.h"
@@ -17,7 +21,9 @@ namespace {
 constexpr int kTickMs = 100;
 constexpr int kBufSize = 2048;
 constexpr int kDatagramsBetweenTicks = 64;
-constexpr int kSocketBufferKb = 1024;
+// How long the end waits for the disk, so that the whole of it stays within two seconds.
+constexpr int kLastChangesMs = 1200;
+constexpr int kLastWriteMs = 300;
 
 TcrTime Now() {
     return static_cast<TcrTime>(pvu_get_current_tick());
@@ -26,23 +32,19 @@ TcrTime Now() {
 }  // namespace
 
 TcrServer::~TcrServer() {
-    m_udp.Close();
     if (m_signals >= 0) close(m_signals);
 }
 
 bool TcrServer::Open(const TcrOption& option, std::string& fault) {
-    m_udp.Open();
-    CTSockAddr local(option.ip, option.port);
-    if (m_udp.Bind(reinterpret_cast<sockaddr*>(local.GetSockAddrin()), sizeof(sockaddr_in)) != 0) {
+    m_config_file = option.config_file;
+    if (!m_socket.Open(option.ip, option.port, fault)) {
         fault = option.address + " port " + std::to_string(option.port) +
-                ": cannot be listened on: " + strerror(errno);
+                ": cannot be listened on: " + fault;
         return false;
     }
-    // Bursts of all edges meet here; the system may grant less.
-    m_udp.SetRecvBufSize(kSocketBufferKb);
     sigset_t mask;
     sigemptyset(&mask);
-    for (int sig : {SIGINT, SIGTERM, SIGUSR1})
+    for (int sig : {SIGINT, SIGTERM, SIGHUP, SIGUSR1})
         sigaddset(&mask, sig);
     sigprocmask(SIG_BLOCK, &mask, nullptr);
     m_signals = signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK);
@@ -50,49 +52,116 @@ bool TcrServer::Open(const TcrOption& option, std::string& fault) {
     return m_signals >= 0;
 }
 
-void TcrServer::Run(const TcrConfig& config) {
-    CTCentralRouter router(config, *this);
-    TcrTime last_tick = Now();
-    for (;;) {
-        pollfd wait[] = {{m_udp.GetHandle(), POLLIN, 0}, {m_signals, POLLIN, 0}};
-        poll(wait, 2, kTickMs);
-        if (wait[1].revents != 0 && !HandleSignal(router)) return;
-        if (wait[0].revents != 0) Receive(router);
-        if (Now() - last_tick < kTickMs) continue;
-        last_tick = Now();
-        router.Tick(last_tick);
+bool TcrServer::Keep(const std::string& path, std::string& fault) {
+    m_state_path = path;
+    if (!m_state.Open(path, m_image, fault)) return false;
+    m_writer = std::make_unique<TcrStateWriter>(m_state);
+    return m_writer->Start(fault);
+}
+
+bool TcrServer::Run(const TcrConfig& config) {
+    CTCentralRouter router(config, *this, m_writer.get());
+    m_last_tick = Now();
+    if (m_writer) router.Restore(std::exchange(m_image, {}), m_last_tick, time(nullptr));
+    router.EndOfWakeUp(m_last_tick);
+    for (bool serve = true; serve;)
+        WakeUp(router, serve);
+    return Finish(router);
+}
+
+// One clock reading for all that is found at once.
+void TcrServer::WakeUp(CTCentralRouter& router, bool& serve) {
+    // A negative descriptor is none.
+    pollfd wait[] = {{m_socket.Handle(), POLLIN, 0},
+                     {m_signals, POLLIN, 0},
+                     {m_writer ? m_writer->EventHandle() : -1, POLLIN, 0}};
+    poll(wait, std::size(wait), kTickMs);
+    TcrTime now = Now();
+    if (wait[2].revents != 0) TakeOutcomes(router, now);
+    if (wait[1].revents != 0) serve = HandleSignal(router, now);
+    if (wait[0].revents != 0) Receive(router, now);
+    if (now - m_last_tick >= kTickMs) {
+        m_last_tick = now;
+        router.Tick(now);
+    }
+    router.EndOfWakeUp(now);
+}
+
+void TcrServer::Receive(CTCentralRouter& router, TcrTime now) {
+    uint8_t data[kBufSize];
+    for (int i = 0; i < kDatagramsBetweenTicks; ++i) {
+        TcrPath from;
+        int length = m_socket.Receive(from, data, sizeof data);
+        if (length < 0) return;
+        router.Receive(from, data, length > kBufSize ? 0 : length, now);
     }
 }
 
-void TcrServer::Receive(CTCentralRouter& router) {
-    uint8_t data[kBufSize];
-    for (int i = 0; i < kDatagramsBetweenTicks; ++i) {
-        sockaddr_in from = {};
-        socklen_t size = sizeof from;
-        // MSG_TRUNC: the true length, so that a datagram that was cut is known as such.
-        ssize_t n = recvfrom(m_udp.GetHandle(), data, sizeof data, MSG_DONTWAIT | MSG_TRUNC,
-                             reinterpret_cast<sockaddr*>(&from), &size);
-        if (n < 0) return;
-        router.Receive({CTSockAddr(&from)}, data, n > kBufSize ? 0 : static_cast<int>(n), Now());
+void TcrServer::TakeOutcomes(CTCentralRouter& router, TcrTime now) {
+    for (const TcrStateWriter::Outcome& outcome : m_writer->TakeOutcomes()) {
+        if (outcome.saved) {
+            router.Saved(outcome.ticket, now);
+        } else {
+            router.SaveFailed(outcome.ticket, outcome.reason, now);
+        }
     }
 }
 
 // False when the signal asks for the end.
-bool TcrServer::HandleSignal(CTCentralRouter& router) {
+bool TcrServer::HandleSignal(CTCentralRouter& router, TcrTime now) {
     signalfd_siginfo info;
     if (read(m_signals, &info, sizeof info) != sizeof info) return true;
+    if (info.ssi_signo == SIGHUP) {
+        Reload(router, now);
+        return true;
+    }
     if (info.ssi_signo == SIGUSR1) {
         std::string left_out = std::to_string(pvu_stdout_left_out());
         Tell(("standard output: lines left out " + left_out).c_str());
-        router.PrintTable(Now());
+        router.PrintTable(now);
         return true;
     }
     Tell(info.ssi_signo == SIGINT ? "SIGINT, ending" : "SIGTERM, ending");
     return false;
 }
 
+void TcrServer::Reload(CTCentralRouter& router, TcrTime now) {
+    TcrConfig config;
+    std::string fault;
+    if (m_config_file.empty()) {
+        return Tell("SIGHUP: there is no configuration file to read again, see -c");
+    }
+    if (!config.ReadFile(m_config_file, fault)) {
+        return Tell(("SIGHUP: " + fault + "; what was in force stays").c_str());
+    }
+    router.Reload(config, now);
+    Tell(("SIGHUP: " + m_config_file + " read again, " + std::to_string(config.subnets.size()) +
+          " subnet(s)")
+             .c_str());
+}
+
+// Has the last changes written, and sends the replies that wait for them, as far as that takes no
+// longer than an end may.
+bool TcrServer::Finish(CTCentralRouter& router) {
+    if (!m_writer) return true;
+    TcrTime deadline = Now() + kLastChangesMs;
+    for (TcrTime now = Now(); router.HasUnsaved() && now < deadline; now = Now()) {
+        router.EndOfWakeUp(now);
+        pollfd wait = {m_writer->EventHandle(), POLLIN, 0};
+        poll(&wait, 1, static_cast<int>(std::min<TcrTime>(deadline - now, kTickMs)));
+        TakeOutcomes(router, Now());
+    }
+    bool ended = m_writer->Stop(kLastWriteMs);
+    TakeOutcomes(router, Now());
+    if (!ended || router.HasUnsaved()) {
+        Tell(("state file " + m_state_path + ": the last changes are not written, timed out")
+                 .c_str());
+    }
+    return ended;
+}
+
 bool TcrServer::Send(const TcrPath& to, const void* data, int length) {
-    return m_udp.Write(to.remote.GetSockAddrin(), data, length) == length;
+    return m_socket.Send(to, data, length);
 }
 
 void TcrServer::Tell(const char* line) {

@@ -1,14 +1,21 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
-#include "base/pvu_udp.h"
 #include "tcr/central_router.h"
+#include "tcr/state_file.h"
+#include "tcr/state_writer.h"
 #include "tcr/tcr_link.h"
 #include "tcr/tcr_option.h"
+#include "tcr/tcr_socket.h"
 
-// The process around the central router: its socket, its clock, its signals and its log on
-// standard output. One thread.
+// The process around the central router: its socket, its clock, its signals, its state file and
+// its log on standard output. One thread, beside that of the state's writer.
+//
+//   Open   socket and signals
+//   Keep   state file, if there is to be one
+//   Run    until SIGINT or SIGTERM
 class TcrServer : public TcrLink {
   public:
     TcrServer() = default;
@@ -16,16 +23,31 @@ class TcrServer : public TcrLink {
 
     // Binds the socket and takes the signals over; false with one line in fault.
     bool Open(const TcrOption& option, std::string& fault);
-    // Serves until SIGINT or SIGTERM.
-    void Run(const TcrConfig& config);
+    // Takes up what the file has, makes it if need be, and keeps all changes there; before Run.
+    // False with one line in fault.
+    bool Keep(const std::string& path, std::string& fault);
+    // Serves until SIGINT or SIGTERM. False when the last changes could not be written in time:
+    // the disk is still at it then, and this object must live until the process ends.
+    bool Run(const TcrConfig& config);
 
     bool Send(const TcrPath& to, const void* data, int length) override;
     void Tell(const char* line) override;
 
   private:
-    void Receive(CTCentralRouter& router);
-    bool HandleSignal(CTCentralRouter& router);
+    void WakeUp(CTCentralRouter& router, bool& serve);
+    void Receive(CTCentralRouter& router, TcrTime now);
+    bool HandleSignal(CTCentralRouter& router, TcrTime now);
+    void Reload(CTCentralRouter& router, TcrTime now);
+    void TakeOutcomes(CTCentralRouter& router, TcrTime now);
+    bool Finish(CTCentralRouter& router);
 
-    CTUdp m_udp;
+    TcrSocket m_socket;
+    std::string m_config_file;
     int m_signals = -1;
+    TcrTime m_last_tick = 0;
+
+    std::string m_state_path;  // empty: nothing is kept
+    TcrStateImage m_image;     // as it was found, until Run has taken it up
+    TcrStateFile m_state;
+    std::unique_ptr<TcrStateWriter> m_writer;
 };

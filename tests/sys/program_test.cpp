@@ -50,6 +50,8 @@ TEST(Programs, TheCentralRouterTellsItsFaultsInOneLineAndExitsWithTwo) {
     WriteWholeFile(file, "{\"subnets\": [{\"name\": 5}]}");
     UdpPeer taken;
     std::string port = std::to_string(taken.Port());
+    // Free again as soon as it is known.
+    std::string free = std::to_string(UdpPeer().Port());
     const std::pair<std::string, std::string> faults[] = {
         {" -c " + file, file + ": \"subnets[0].name\": is not a text\n"},
         {" -c " + dir.File("none"), dir.File("none") + ": cannot be opened\n"},
@@ -58,6 +60,10 @@ TEST(Programs, TheCentralRouterTellsItsFaultsInOneLineAndExitsWithTwo) {
         {" -b nowhere", "-b nowhere: is not an IPv4 address\n"},
         {" -p 0", "-p 0: is not a port from 1 to 65535\n"},
         {" -p 65536", "-p 65536: is not a port from 1 to 65535\n"},
+        {" -s ''", "-s: is not the name of a file\n"},
+        {" -p " + free + " -s " + file, file + ": is not a database\n"},
+        {" -p " + free + " -s " + dir.File("no/state"),
+         dir.File("no/state") + ": cannot be made: No such file or directory\n"},
         {" something", "unexpected argument something\n"},
     };
     for (const auto& [arguments, fault] : faults)

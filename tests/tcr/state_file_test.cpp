@@ -206,7 +206,7 @@ TEST_F(StateFile, WithAValueOutOfItsRangeIsRefusedUntouched) {
         {"UPDATE edge SET presence = 3 WHERE identifier = 0", "wrong presence"},
         {"UPDATE edge SET listed = 2 WHERE identifier = 0", "out of range"},
         {"UPDATE edge SET remote_port = 65536 WHERE identifier = 0", "out of range"},
-        {"UPDATE edge SET heard = -1 WHERE identifier = 0", "wrong time"},
+        {"UPDATE edge SET heard = 1 << 41 WHERE identifier = 0", "wrong time"},
         {"UPDATE edge SET lease = 0x0A000001 WHERE identifier = 0", "lease outside the subnet"},
         {"UPDATE edge SET lease = 0x0A000130 WHERE identifier = 0", "duplicate"},
         {"UPDATE device SET address = 0x0B000101", "outside the subnet"},
