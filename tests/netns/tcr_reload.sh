@@ -19,6 +19,7 @@ reloads() { # LINE
     kill -HUP "$(pid_of tcr)"
     has_line "$(out_of tcr)" "$1" || fail "it did not say: $1"
 }
+in_table() { "$lab" table >"$LAB_DIR/table" && grep -qF -e "$1" "$LAB_DIR/table"; }
 gateway_answers() { "$lab" exec "$1" ping -q -c 1 -W 2 "$2" >/dev/null; }
 
 serves "$qwop" "$(subnet other qwop 192.168.16.5)"
@@ -33,14 +34,14 @@ b=$("$lab" addr b)
 
 # a and b notice nothing of all that follows.
 for target in "$b" 192.168.15.5; do
-    "$lab" exec a ping -q -i 0.02 -W 5 "$target" >"$LAB_DIR/ping-$target" &
+    "$lab" exec a ping -i 0.02 -W 5 "$target" >"$LAB_DIR/ping-$target" &
     pings+=("$!")
 done
 
 serves "$(subnet third x 192.168.17.5)" "$(subnet other changed 192.168.16.5)" "$qwop"
 reloads "SIGHUP: $config read again, 3 subnet(s)"
 gateway_answers c 192.168.16.5 || fail "a new password ended a session"
-"$lab" table | grep -q 'subnet 2 "third" gateway 192.168.17.5' || fail "the new subnet is not served"
+in_table 'subnet 2 "third" gateway 192.168.17.5' || fail "the new subnet is not served"
 "$lab" stop c
 "$lab" launch c
 has_line "$(out_of tcr)" 'login from 10.77.0.3:[0-9]* refused, error 1002' ||
@@ -71,12 +72,15 @@ has_line "$(out_of tcr)" 'login from 10.77.0.3:[0-9]* refused, error 1003' ||
 
 serves "$qwop"
 reloads "SIGHUP: $config read again, 1 subnet(s)"
-if "$lab" table | grep -q '"other"'; then fail "the subnet is still served"; fi
+if in_table '"other"'; then fail "the subnet is still served"; fi
 
 kill -INT "${pings[@]}"
 wait "${pings[@]}" || true
+# The last one's answer may still have been on the road.
+# shellcheck disable=SC2016
 for target in "$b" 192.168.15.5; do
-    grep -q ' 0% packet loss' "$LAB_DIR/ping-$target" || fail "a lost pings to $target"
+    sed -n 's/.*icmp_seq=\([0-9]*\) .*/\1/p' "$LAB_DIR/ping-$target" |
+        awk '$1 != NR { lost = 1 } END { exit lost || NR < 100 }' || fail "a lost pings to $target"
 done
 
 # Without a file there is nothing to read.
