@@ -31,6 +31,8 @@ class CTNetAdapter {
     CTNetAdapter(const CTNetAdapter&) = delete;
     CTNetAdapter& operator=(const CTNetAdapter&) = delete;
 
+    // ---- The owner's: main thread ----
+
     // Opens and attaches the interface and keeps the descriptor; returns it, or -1 for null and
     // on failure. What went wrong is printed; the caller judges by the descriptor. The kernel
     // chooses the name when the given one has 3 characters or fewer.
@@ -41,24 +43,7 @@ class CTNetAdapter {
     void Close();
     bool IsOpen() const { return m_fd != -1; }
 
-    // For an interface that was deleted while the adapter is open. Receive thread.
-    //
-    // An interface of the same name and type, made anew: its descriptor, to be handed to Replace,
-    // or -1 while there is none to be had, as when another interface has the name. Prints nothing.
-    // Until Replace the interface counts as gone, and no command is run on its name.
-    int MakeAgain();
-    // Takes the descriptor over in place of the adapter's, which is closed. The caller sees to it
-    // that nobody writes meanwhile.
-    void Replace(int fd);
-
-    // For tests: the next Open or MakeAgain takes this descriptor, which the adapter then owns,
-    // instead of the driver's. Every read and write of it is one packet, and no interface is
-    // configured. Any thread.
-    void Adopt(int fd) { m_adopted_fd = fd; }
-
     const char* GetName() const { return m_name; }
-    // The address of the last ConfigTun.
-    CIPv4Addr GetIP() const;
     uint8_t GetNetLayer() const { return m_net_layer; }
     int GetMtu() const { return m_mtu; }
     // Six zero bytes: the interface's hardware address is never read from the kernel. 1, 0 for
@@ -67,24 +52,37 @@ class CTNetAdapter {
     int GetMAC(CEtherAddr& out) const;
     // Always 1 and 1; 1.
     int GetVersion(unsigned int& major, unsigned int& minor) const;
-    // Kept for callers that know other drivers: they do nothing.
-    int GetInfo(char* buf, int size);
-    int ConfigP2P(unsigned int local, unsigned int remote);
-    void Terminate() {}
+
+    // ---- Address and state of the interface: the owner's, and the device's threads' ----
 
     // Stores address and mask (host byte order) for the next EnableAdapter; 1.
     int ConfigTun(unsigned int ip, unsigned int mask);
+    // The address of the last ConfigTun.
+    CIPv4Addr GetIP() const;
     // Address the interface and bring it up, or take it down, with the ifconfig tool; 1 whatever
     // came of it. A failure is printed. Nothing is done while the interface is gone.
     int EnableAdapter();
     int DisableAdapter();
     int SetMediaStatus(bool up) { return up ? EnableAdapter() : DisableAdapter(); }
 
+    // ---- Packets: the device's receive thread reads, writes are under its mutex ----
+
     // One packet; the system call's result, -1 for a null buffer, a length below 1 or a closed
     // adapter. The form with a time-out returns 0 when it passed (see PollRead).
     int Read(void* buf, int len);
     int Read(void* buf, int len, int timeout_ms);
     int Write(const void* buf, int len);
+
+    // An interface that was deleted while the adapter is open, made anew with the same name and
+    // type: its descriptor, to be handed to Replace, or -1 while there is none to be had, as when
+    // another interface has the name. Prints nothing. Until Replace the interface counts as gone,
+    // and no command is run on its name. Receive thread.
+    int MakeAgain();
+    // Takes the descriptor over in place of the adapter's, which is closed. The caller sees to it
+    // that nobody writes meanwhile. Receive thread.
+    void Replace(int fd);
+
+    // ---- Waiting for any descriptor ----
 
     // poll, begun again with the full time-out as long as it fails; its result.
     static int PollWait(pollfd* fds, unsigned long n, int timeout_ms);
@@ -94,6 +92,20 @@ class CTNetAdapter {
     static int PollRead(int fd, void* buf, int len, int timeout_ms);
     // 0 when the descriptor is readable, 1 on time-out or error.
     static int SelectWait(int fd, int timeout_ms);
+
+    // ---- On nobody's road ----
+
+    // Kept for callers that know other drivers: they do nothing.
+    int GetInfo(char* buf, int size);
+    int ConfigP2P(unsigned int local, unsigned int remote);
+    void Terminate() {}
+
+    // ---- The tests' ----
+
+    // The next Open or MakeAgain takes this descriptor, which the adapter then owns, instead of
+    // the driver's. Every read and write of it is one packet, and no interface is configured. Any
+    // thread.
+    void Adopt(int fd) { m_adopted_fd = fd; }
 
   private:
     int OpenDriver(const char* name, int type);

@@ -26,16 +26,20 @@ class CTNetDevice {
     CTNetDevice(const CTNetDevice&) = delete;
     CTNetDevice& operator=(const CTNetDevice&) = delete;
 
+    // ---- The owner's: main thread ----
+
     // Brings the interface up and starts the receive thread; 1 when it runs, else 0.
     int Open(CTNetAdapter& adapter, CTXmitPktPool& pool);
     // Stops the thread, which takes up to 200 ms, and takes the interface down; the adapter's
     // descriptor stays open. The device can be opened again.
     void Close();
-    // Gives the interface another address (host byte order) while everything runs. Main thread.
+    // Gives the interface another address (host byte order) while everything runs.
     void SetAddress(uint32_t ip, uint32_t mask);
 
     int StartThread();
     void StopThread();
+
+    // ---- The forwarders' ----
 
     // The next packet of the interface, waiting up to 200 ms; the caller releases it. Null on
     // time-out and, after 5 ms, while the device is closed.
@@ -44,7 +48,9 @@ class CTNetDevice {
     // when closed. The packet stays the caller's. An interface that is down gets one line.
     int Write(CTXmitPkt* pkt);
 
-    // Receive thread: its body, and one packet in a descriptor of the pool, or null. An interface
+    // ---- The steps of the receive thread ----
+
+    // Its body, and one packet in a descriptor of the pool, or null. An interface
     // that is deleted gets one line and is made again, tried once a second, with a line when it is
     // back.
     void RxLoop();
@@ -52,7 +58,8 @@ class CTNetDevice {
     // Releases every packet in the queue.
     void ClearRxFifo();
 
-    // What the device counts. Any thread.
+    // ---- What the device counts: any thread ----
+
     struct Counters {
         CTCounter read;          // packets of the interface, taken in
         CTCounter short_read;    // shorter than any packet of its layer

@@ -27,6 +27,8 @@ class CTSstpConnect {
     CTSstpConnect(const CTSstpConnect&) = delete;
     CTSstpConnect& operator=(const CTSstpConnect&) = delete;
 
+    // ---- The owner's: main thread ----
+
     // Opens the socket, unbound, with a receive time-out of 200 ms; true on success. A socket
     // left open by a join that failed is closed first.
     bool Open(CTSockAddr& central);
@@ -34,11 +36,14 @@ class CTSstpConnect {
     void SetRecvTimeout(int ms) { m_udp.SetRecvTimeout(ms); }
 
     void SetCentralRouterAddr(CTSockAddr& addr) { m_central = addr; }
-    CTSockAddr& GetCentralRouterAddr() { return m_central; }
     // Whether a reply must come from the central router's address and port. Before the exchanges.
     void SetStrictSource(bool strict) { m_strict_source = strict; }
     // kSstpCentralRouter until the login; never reset by a logout.
     void SetIdentify(uint32_t identifier) { m_identifier = identifier; }
+
+    // ---- The port's: its receive thread reads, its transmit thread writes ----
+
+    CTSockAddr& GetCentralRouterAddr() { return m_central; }
     uint32_t GetIdentifier() const { return m_identifier; }
     int GetMtu() const { return m_mtu; }
 
@@ -52,6 +57,8 @@ class CTSstpConnect {
     int Write(CTSockAddr& to, CTSstpMessage& msg);
     // Numbers both alike and sends the second one first; the sum of both results.
     int Write(CTSockAddr& to, CTSstpMessage& first, CTSstpMessage& second);
+
+    // ---- Exchanges: main thread, while the port does not run or is paused ----
 
     // Sends the request and waits for its reply, at most count times; 0 on success, 1 on failure.
     // Silence and a stray datagram cost an attempt, a send error ends the exchange. The sender of

@@ -7,6 +7,7 @@
 #include "base/pvu_rwlock.h"
 #include "base/pvu_sockaddr.h"
 #include "base/pvu_string.h"
+#include "base/pvu_thread_safety.h"
 #include "base/pvu_version.h"
 #include "cfg/sys_cfg.h"
 #include "forward/forward_ingress.h"
@@ -34,7 +35,7 @@ class CTsdwSys {
     CTsdwSys& operator=(const CTsdwSys&) = delete;
     static CTsdwSys* GetInstance() { return &m_sys; }
 
-    // tsdw_sys.cpp: the main loop.
+    // ---- The program's (tsdw_sys.cpp) ----
 
     CTVersion& GetVersion() { return m_version; }
     void SetConfigFile(CTString& path) { m_config_file = path; }
@@ -48,22 +49,27 @@ class CTsdwSys {
     static void signal_handler(int sig);
     void init_object();
 
-    // tsdw_sys_status.cpp: counters, queue depths and their high-water marks, to standard output
-    // and, as a daemon has none, to "tamvo.stat" in the working directory.
-
-    void PrintStatus();
+    // ---- The steps of the main loop ----
 
     // tsdw_sys_start.cpp: start and stop. A start that fails undoes what it did, logs a line and
     // gives false.
-
     bool Start();
     bool Init();
     void Stop();
     void DeInit();
 
-    // tsdw_sys_join.cpp: joining and leaving, each step once. True for success, or 0 for success
-    // and otherwise the status of the exchange. A join that fails leaves the client open.
+    // tsdw_sys_status.cpp: counters, queue depths and their high-water marks, to standard output
+    // and, as a daemon has none, to "tamvo.stat" in the working directory.
+    void PrintStatus();
+    // tsdw_sys_rejoin.cpp: one look of the main loop at the heartbeats. Joins again when it is
+    // time, which takes as long as a join, or a receive time-out more once a quit is requested; a
+    // join that fails changes nothing but the identifier, if a new one was given.
+    void KeepJoined();
 
+    // ---- The steps of joining and leaving ----
+
+    // tsdw_sys_join.cpp: each step once. True for success, or 0 for success and otherwise the
+    // status of the exchange. A join that fails leaves the client open.
     bool InitTap();
     void DeInitTap() { m_adapter.Close(); }
     bool SstpConnect();
@@ -78,27 +84,24 @@ class CTsdwSys {
     int SstpUnRegisteDevice();
     int InitLocalRouter();
 
-    // tsdw_sys_rejoin.cpp: one look of the main loop at the heartbeats. Joins again when it is
-    // time, which takes as long as a join, or a receive time-out more once a quit is requested; a
-    // join that fails changes nothing but the identifier, if a new one was given.
-
-    void KeepJoined();
-
-    // tsdw_sys_external.cpp: the picture of the other routers. The status of the router query; the
-    // steps without one give 0.
-
+    // tsdw_sys_external.cpp: the topology, as the central router has it. The status of the router
+    // query; the steps without one give 0.
     int InitExternalNet();
     int FetchExtRouter();
     int FetchExtAllDevice();
     int FetchExtDevice(CTSdwanRouter& router);
     int InitP2PConnects();
 
-    // For tests. The model and the peers are read under the lock while the forwarders run.
+    // ---- The tests' ----
+
+    // The model and the peers are read under the lock while the forwarders run.
+    CTSdwanSubnet& GetExternalSubnet() PVU_REQUIRES_SHARED(m_model_lock) {
+        return m_external_subnet;
+    }
+    CTP2pConnectList& GetPeers() PVU_REQUIRES_SHARED(m_model_lock) { return m_peers; }
+    CTReadWriteLock& GetModelLock() PVU_RETURN_CAPABILITY(m_model_lock) { return m_model_lock; }
     CTNetAdapter& GetAdapter() { return m_adapter; }
     CTSysCfg& GetConfig() { return m_config; }
-    CTSdwanSubnet& GetExternalSubnet() { return m_external_subnet; }
-    CTP2pConnectList& GetPeers() { return m_peers; }
-    CTReadWriteLock& GetModelLock() { return m_model_lock; }
     CTXmitPktPool& GetPool() { return m_pool; }
 
   private:
@@ -136,9 +139,9 @@ class CTsdwSys {
     CTSstpConnect m_client;
     CTSstpPort m_port;
     CTSdwanRouter m_local_router;
-    CTSdwanSubnet m_external_subnet;
-    CTP2pConnectList m_peers;
-    CTReadWriteLock m_model_lock;  // of the external subnet and the peers
+    CTReadWriteLock m_model_lock;
+    CTSdwanSubnet m_external_subnet PVU_GUARDED_BY(m_model_lock);
+    CTP2pConnectList m_peers PVU_GUARDED_BY(m_model_lock);
     CTForwardIngress m_ingress;
     CTForwardOutgress m_outgress;
     CTSockAddr m_central_router;
@@ -147,7 +150,8 @@ class CTsdwSys {
     bool m_config_unused = false;  // there, but not understood
     CTVersion m_version;
 
-    // Joining again. What is fetched goes into these: the model in use, or one beside it.
+    // Joining again. What is fetched goes into these: the model in use before the forwarders run,
+    // which nobody else has then, or one beside it.
     CTSdwanSubnet* m_fetched_subnet = &m_external_subnet;
     CTP2pConnectList* m_fetched_peers = &m_peers;
     CTRejoinSchedule m_rejoin;

@@ -61,6 +61,8 @@ bool CTsdwSys::Start() {
 }
 
 void CTsdwSys::HandModelTo(CTForwardBase& forwarder) {
+    // Nobody runs yet; the lock is there for the analysis.
+    CTWriteGuard guard(m_model_lock);
     forwarder.SetExternalSubnet(m_external_subnet);
     forwarder.SetP2PConnectList(m_peers);
     forwarder.SetModelLock(m_model_lock);
