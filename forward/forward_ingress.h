@@ -20,14 +20,17 @@ class CTSstpMessage;
 // Handlers return 0 when done and 1 when not.
 class CTForwardIngress : public CTForwardBase {
   public:
+    // ---- The owner's: main thread ----
+
     // Stops the thread, within 200 ms, and forgets device and port.
     void Stop();
+
+    // ---- The steps of the ingress thread, in the order of a message's road ----
 
     void DoneLoop() override;
     // One message of the port; 1 when there was none.
     int XmitPacketProc();
     void XmitPacketDone(CTXmitPkt& pkt);
-    void XmitPacketFinish(CTXmitPkt& pkt);
 
     int NetPacketHandle(CTXmitPkt& pkt);
     int RemoveSstpHeader(CTXmitPkt& pkt);
@@ -41,18 +44,21 @@ class CTForwardIngress : public CTForwardBase {
     int CommandP2pHeartbeatDone(CTXmitPkt& pkt);
     int CommandP2pHeartbeatAckDone(CTXmitPkt& pkt);
 
-    // One heartbeat step of every peer connection.
-    void P2pHeartbeat();
-
     // A packet of the received one's pool with its addresses, layer and type; null without owner
     // or memory.
     CTXmitPkt* AllocXmitPkt(CTXmitPkt& pkt);
     // Queues the message to where the packet came from; 0, or 1 when that was not possible.
     int SendAck(CTXmitPkt& pkt, CTSstpMessage& ack);
 
-    // Commands dropped because their fixed part was not all there. Any thread.
+    void XmitPacketFinish(CTXmitPkt& pkt);
+    // One heartbeat step of every peer connection.
+    void P2pHeartbeat();
+
+    // ---- What the forwarder counts: any thread ----
+
+    // Commands dropped because their fixed part was not all there.
     uint64_t GetMalformedCount() const { return m_malformed.Get(); }
-    // Peers' heartbeats and replies dropped because they came from elsewhere. Any thread.
+    // Peers' heartbeats and replies dropped because they came from elsewhere.
     uint64_t GetForeignCount() const { return m_foreign.Get(); }
 
   private:

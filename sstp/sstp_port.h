@@ -41,6 +41,8 @@ class CTSstpPort {
     CTSstpPort(const CTSstpPort&) = delete;
     CTSstpPort& operator=(const CTSstpPort&) = delete;
 
+    // ---- The owner's: main thread ----
+
     // What the threads work with.
     void Attach(CTXmitPktPool& pool, CTSstpConnect& conn);
     // Attaches, and starts both threads: true when they run. It can be opened again after a close.
@@ -48,26 +50,27 @@ class CTSstpPort {
     // Stops both threads, which takes up to one receive time-out of the connection; descriptors
     // still queued go back to the pool unsent.
     void Close();
+    bool StartThread();
+    void StopThread();
+    // Release everything in that queue.
+    void ClearRxFifo();
+    void ClearTxFifo();
     // At least 2 seconds. Before Open.
     void SetHeartBeatInterval(int seconds);
+    // Whether datagrams count only from where they are to come from: from the central router, and
+    // peers' heartbeats and their replies, which the ingress thread judges, from peers. Before
+    // Open.
+    void SetStrictSource(bool strict) { m_strict_source = strict; }
 
-    // Main thread, while open. Returns once neither thread uses the connection, after at most one
-    // receive time-out of it; Resume follows before anything else is asked of the port.
+    // While open. Returns once neither thread uses the connection, after at most one receive
+    // time-out of it; Resume follows before anything else is asked of the port.
     void Pause() PVU_ACQUIRE(m_gate, m_rx_turn, m_tx_turn);
     void Resume() PVU_RELEASE(m_gate, m_rx_turn, m_tx_turn);
     // While paused, with a new session: what was queued and stored under the old one's identifiers
     // is dropped and counted, and the heartbeats begin as after Open.
     void BeginSession() PVU_REQUIRES(m_rx_turn, m_tx_turn);
 
-    // Whether datagrams count only from where they are to come from: from the central router, and
-    // peers' heartbeats and their replies, which the ingress thread judges, from peers. Before
-    // Open.
-    void SetStrictSource(bool strict) { m_strict_source = strict; }
-    bool IsStrictSource() const { return m_strict_source; }
-    // Whether a received packet's datagram came from the central router's address and port.
-    bool IsFromCentralRouter(CTXmitPkt& pkt) const {
-        return *pkt.GetRecvAddr() == m_conn->GetCentralRouterAddr();
-    }
+    // ---- The forwarders': any thread writes, the ingress thread alone reads ----
 
     // Queues the descriptor, which is the port's from now on: 0, or 1 for null and for a network
     // packet that found the queue full and was released.
@@ -77,38 +80,42 @@ class CTSstpPort {
     // The next received message, waiting up to 200 ms; the caller releases it. Null on time-out
     // and, after 5 ms, while the port is closed.
     CTXmitPkt* Read();
+    bool IsStrictSource() const { return m_strict_source; }
+    // Whether a received packet's datagram came from the central router's address and port.
+    bool IsFromCentralRouter(CTXmitPkt& pkt) const {
+        return *pkt.GetRecvAddr() == m_conn->GetCentralRouterAddr();
+    }
+    // What others than the central router cause to be printed.
+    CTPrintLimit& GetPrintLimit() { return m_print_limit; }
 
-    bool StartThread();
-    void StopThread();
-    // Release everything in that queue.
-    void ClearRxFifo();
-    void ClearTxFifo();
+    // ---- The steps of the receive thread, in the order of a datagram's road ----
 
-    // Receive thread: one step of the heartbeat ladder. 0, or 1 when a due heartbeat could not be
-    // queued.
+    static void* rx_thread_process(void* port);
+    // One step of the heartbeat ladder. 0, or 1 when a due heartbeat could not be queued.
     int SendHeartBeat();
-    // Receive thread: one datagram in a fresh descriptor, or null.
-    CTXmitPkt* Recv();
     int DoRecvXmitPacket();
+    // One datagram in a fresh descriptor, or null.
+    CTXmitPkt* Recv();
     // Whether the datagram is a whole message: nothing behind this looks beyond its length.
     bool IsComplete(CTXmitPkt& pkt) const;
     void RecvXmitPacketHandle(CTXmitPkt& pkt);
-    void RecvXmitPacketFinish(CTXmitPkt& pkt);
     void InterCommandAckHandle(CTXmitPkt& pkt, CTSstpMessage& msg);
     void InterCommandHeartBeatAckDone(CTXmitPkt& pkt);
     void RecvNetPacketDone(CTXmitPkt& pkt);
+    void RecvXmitPacketFinish(CTXmitPkt& pkt);
 
-    // Transmit thread: send, with the bytes sent as result; 0 when there was nothing to send.
+    // ---- The steps of the transmit thread, in the order of a message's road ----
+
+    static void* tx_thread_process(void* port);
+    void TxXmitPacketHandle(CTXmitPkt& pkt);
+    // Send, with the bytes sent as result; 0 when there was nothing to send.
+    int SendNetPacket(CTXmitPkt& pkt);
     int Send(CTXmitPkt& pkt);
     int Send(CTXmitPkt& first, CTXmitPkt& second);
-    int SendNetPacket(CTXmitPkt& pkt);
-    void TxXmitPacketHandle(CTXmitPkt& pkt);
     void TxXmitPacketFinish(CTXmitPkt& pkt);
 
-    static void* rx_thread_process(void* port);
-    static void* tx_thread_process(void* port);
+    // ---- What the port counts: any thread ----
 
-    // What the port counts. Any thread.
     struct Counters {
         CTCounter received;       // whole messages
         CTCounter malformed;      // datagrams whose length is no message's
@@ -123,8 +130,6 @@ class CTSstpPort {
         CTCounter old_session;   // waited while the edge joined again (see BeginSession)
     };
     const Counters& GetCounters() const { return m_counters; }
-    // What others than the central router cause to be printed.
-    CTPrintLimit& GetPrintLimit() { return m_print_limit; }
     uint64_t GetFragmentsEvicted() const { return m_fragments.GetEvicted(); }
     uint64_t GetFragmentsAged() const { return m_fragments.GetAged(); }
     int GetFragmentsWaiting() const { return m_fragments_waiting; }
@@ -133,7 +138,7 @@ class CTSstpPort {
     // Heartbeats sent since the last answer.
     unsigned GetHeartBeatMisses() const { return m_heartbeat_misses; }
     // The tick at which the first heartbeat since the last answer was sent; -1 when the last one
-    // was answered, and before the first one. Any thread.
+    // was answered, and before the first one.
     static constexpr int64_t kAnswered = -1;
     int64_t GetUnansweredSince() const { return m_unanswered_since; }
 
