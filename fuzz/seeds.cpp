@@ -133,6 +133,19 @@ void CentralRouterSeed() {
     ask(1, kLogout);
     steps.push_back(kOneSecond);
     WriteSeed("central_router", "two_edges", steps);
+
+    // A change is lost, the central router is killed and started again, and reads its file again.
+    constexpr uint8_t kHold = 240;
+    constexpr uint8_t kLose = 241;
+    constexpr uint8_t kRestart = 242;
+    constexpr uint8_t kReload = 243;
+    steps.push_back(kHold);
+    ask(0, kDhcp, EncodeWire(WireDhcp{kIp + 9, kMac}));
+    steps.insert(steps.end(), {kLose, kOneSecond, kOneSecond, kHold, kOneSecond, kRestart});
+    from(0, {.type = 1, .sub = kHeartbeat, .dst = kWireCentral, .body = WireBytes(4)});
+    ask(0, kGetRouter);
+    steps.insert(steps.end(), {kReload + 1, kOneSecond, kReload + 4, kOneSecond, kRestart});
+    WriteSeed("central_router", "restarts", steps);
 }
 
 void OutgressSeed() {

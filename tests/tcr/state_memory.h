@@ -1,18 +1,18 @@
 #pragma once
 
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <utility>
 
 #include "tcr/state_sink.h"
 
-// A state without a disk: a batch waits until the test has it written or fails it.
+// A state without a disk: a batch waits until the test has it written or loses it. Aborts when it
+// is given what no state can take.
 class MemoryState : public TcrStateSink {
   public:
     void Save(TcrStateBatch&& batch, uint64_t ticket) override {
-        EXPECT_FALSE(m_waiting) << "one batch at a time";
-        EXPECT_GT(ticket, m_last_ticket);
-        EXPECT_FALSE(batch.IsEmpty());
+        Require(!m_waiting && ticket > m_last_ticket && !batch.IsEmpty());
         m_last_ticket = ticket;
         m_waiting = std::move(batch);
         ++batches;
@@ -30,7 +30,7 @@ class MemoryState : public TcrStateSink {
         for (const TcrSubnetRecord& subnet : m_waiting->subnets)
             m_subnets[subnet.index] = subnet;
         for (const TcrEdgeRecord& edge : m_waiting->edges) {
-            EXPECT_EQ(m_subnets.count(edge.subnet), 1u);
+            Require(m_subnets.count(edge.subnet) == 1);
             m_edges[{edge.subnet, edge.slot}] = edge;
         }
         m_waiting.reset();
@@ -59,6 +59,11 @@ class MemoryState : public TcrStateSink {
     int batches = 0;
 
   private:
+    // One batch at a time, each with something in it, and no edge without its subnet.
+    static void Require(bool held) {
+        if (!held) abort();
+    }
+
     std::optional<TcrStateBatch> m_waiting;
     uint64_t m_last_ticket = 0;
     std::map<int, TcrSubnetRecord> m_subnets;
