@@ -37,7 +37,7 @@ void TcrFragmentStore::Put(uint32_t edge, uint16_t seq, TcrPkt pkt, TcrTime now)
 
 void TcrFragmentStore::ForgetOld(Edge& edge, TcrTime now) {
     std::erase_if(edge.places, [&](const Waiting& place) {
-        return now - place.since > kMaxAgeMs || edge.passed - place.passed > kMaxPassed;
+        return now - place.since > kMaxAgeMs || edge.passed - place.passed >= kMaxPassed;
     });
 }
 

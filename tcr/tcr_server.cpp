@@ -145,6 +145,7 @@ void TcrServer::Reload(CTCentralRouter& router, TcrTime now) {
 bool TcrServer::Finish(CTCentralRouter& router) {
     if (!m_writer) return true;
     TcrTime deadline = Now() + kLastChangesMs;
+    router.Hurry();
     for (TcrTime now = Now(); router.HasUnsaved() && now < deadline; now = Now()) {
         router.EndOfWakeUp(now);
         pollfd wait = {m_writer->EventHandle(), POLLIN, 0};
