@@ -60,7 +60,8 @@ TEST_F(Requests, TheSameEdgeGetsItsIdentifierAndAddressAgain) {
 }
 
 TEST_F(Requests, TheRequestedAddressIsGivenWhenFree) {
-    a.wanted_ip = b.wanted_ip = Ip(192, 168, 15, 77);
+    // Addresses that no draw gives.
+    a.wanted_ip = b.wanted_ip = Ip(192, 168, 15, 7);
     a.Join();
     b.Join();
     EXPECT_EQ(a.ip, a.wanted_ip);
@@ -69,14 +70,14 @@ TEST_F(Requests, TheRequestedAddressIsGivenWhenFree) {
     for (uint32_t bad :
          {Ip(192, 168, 15, 0), Ip(192, 168, 15, 255), kGateway, Ip(10, 0, 0, 1), 0u, 0xFFFFFFFFu})
         EXPECT_EQ(b.AskDhcp(bad).ip, b.ip);
-    uint32_t wish = Ip(192, 168, 15, 78);  // a new one is heeded
+    uint32_t wish = Ip(192, 168, 15, 8);  // a new one is heeded
     EXPECT_EQ(b.Exchange(kDhcp, EncodeWire(WireDhcp{wish})).body,
               EncodeWire(WireDhcpReply{0, kGateway, kMask, wish}));
-    a.AddDevice(Ip(192, 168, 15, 79));
+    a.AddDevice(Ip(192, 168, 15, 9));
     a.Login();
     a.Leave();
     // What an edge has given up is free for others, not what it left with.
-    for (uint32_t ip : {b.ip, Ip(192, 168, 15, 79), a.ip}) {
+    for (uint32_t ip : {b.ip, Ip(192, 168, 15, 9), a.ip}) {
         SimulatedEdge other{rig, 1003, ip, ip};
         other.Login();
         EXPECT_EQ(other.ip == ip, ip != a.ip);
