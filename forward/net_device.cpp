@@ -54,13 +54,6 @@ void CTNetDevice::Close() {
     m_pool = nullptr;
 }
 
-void CTNetDevice::SetAddress(uint32_t ip, uint32_t mask) {
-    CTMutexGuard guard(m_write_mutex);
-    if (!m_adapter) return;
-    m_adapter->ConfigTun(ip, mask);
-    m_adapter->SetMediaStatus(true);
-}
-
 int CTNetDevice::StartThread() {
     m_running = 1;
     if (m_rx_thread.Start(ThreadEntry, this)) return 1;

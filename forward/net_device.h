@@ -33,8 +33,6 @@ class CTNetDevice {
     // Stops the thread, which takes up to 200 ms, and takes the interface down; the adapter's
     // descriptor stays open. The device can be opened again.
     void Close();
-    // Gives the interface another address (host byte order) while everything runs.
-    void SetAddress(uint32_t ip, uint32_t mask);
 
     int StartThread();
     void StopThread();

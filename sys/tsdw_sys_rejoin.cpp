@@ -151,7 +151,10 @@ void CTsdwSys::FinishRejoin(const Lease& before) {
     m_rejoin.Joined();
     m_rejoins.Add();
     Lease now = GetLease();
-    if (now.ip != before.ip || now.mask != before.mask) m_device.SetAddress(now.ip, now.mask);
+    if (now.ip != before.ip || now.mask != before.mask) {
+        m_adapter.ConfigTun(now.ip, now.mask);
+        m_adapter.SetMediaStatus(true);
+    }
     CTString ip;
     CIPv4Addr(now.ip).Print(ip);
     printf("joined again as %s, identifier 0x%08x\n", ip.c_str(), m_client.GetIdentifier());

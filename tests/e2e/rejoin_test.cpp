@@ -248,6 +248,7 @@ TEST_F(Rejoin, TakesAnotherAddressAndIdentifierOnlyWithTheWholeJoin) {
     router.Drop(kSubnet, 3);
     Joins();
     EXPECT_EQ(edge.sys.GetConfig().GetLocalIPAddr(), ScriptedRouter::kAssignedIp);
+    EXPECT_EQ(edge.sys.GetAdapter().GetIP().GetIP(), ScriptedRouter::kAssignedIp);
     clock.Advance(6000);
     router.AnswerWith(kDhcp, other);
     router.AnswerWith(kLogin, EncodeWire(WireLoginReply{.identifier = 7}));
@@ -257,6 +258,7 @@ TEST_F(Rejoin, TakesAnotherAddressAndIdentifierOnlyWithTheWholeJoin) {
     EXPECT_EQ(add.identifier, 7u);
     EXPECT_EQ(add.devices, std::vector{DeviceRecord(kOtherIp, 1)});
     EXPECT_EQ(edge.sys.GetExternalSubnet().GetGateway(), Ip(192, 168, 16, 1));
+    EXPECT_EQ(edge.sys.GetAdapter().GetIP().GetIP(), kOtherIp);
 
     edge.Stop();
     EXPECT_EQ(last(kDelDevice).body, Hex("00000007 C0A81009"));
