@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "tests/support/captured_output.h"
@@ -30,6 +31,15 @@ void KeepJoinedUntil(CTsdwSys& sys, Condition holds) {
         ASSERT_LT(std::chrono::steady_clock::now(), end) << "it never came to that";
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
+}
+
+// What an edge tells of itself; its file lies in its own folder.
+std::string StatusOf(WholeEdge& edge) {
+    std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(edge.dir.Path());
+    std::string status = CapturedOutput([&] { edge.sys.PrintStatus(); });
+    std::filesystem::current_path(before);
+    return status;
 }
 
 // An edge that knows one other router, with one device; the clock is the test's.
@@ -86,9 +96,7 @@ class Rejoin : public testing::Test {
         edge.sys.KeepJoined();
         return router.ReceivedCommands().size() == asked;
     }
-    std::string Status() {
-        return CapturedOutput([&] { edge.sys.PrintStatus(); });
-    }
+    std::string Status() { return StatusOf(edge); }
     void ExpectPassesTo(uint32_t ip, uint32_t identifier) {
         WireBytes packet = IPv4Packet(ScriptedRouter::kAssignedIp, ip, 40, ++fill);
         edge.host.Write(packet);
@@ -339,8 +347,7 @@ TEST(RejoinTogether, AfterTheCentralRouterForgotEverybodyAllAreBackAndPacketsPas
     clock.Advance(kHeartbeatMs);
     for (WholeEdge* edge : {&c, &a, &b}) {
         auto is_back = [&] {
-            std::string status = CapturedOutput([&] { edge->sys.PrintStatus(); });
-            return status.find("joined again: 1\n") != std::string::npos;
+            return StatusOf(*edge).find("joined again: 1\n") != std::string::npos;
         };
         output.Take();
         while (!is_back()) {
