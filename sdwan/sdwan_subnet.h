@@ -9,8 +9,8 @@
 #include "sdwan/sdwan_router_list.h"
 
 // One virtual LAN: its name and addresses, its routers with their devices, and the map from the
-// devices' addresses to the routers. An edge has one, owned by the system object: the picture of
-// the others, filled while joining and kept true by the central router's commands. A central
+// devices' addresses to the routers. An edge has one, owned by the system object: the topology
+// of the others, fetched while joining and kept true by the central router's commands. A central
 // router keeps many, in a CTSdwanSubnetList.
 //
 // No class of the model takes a lock. In the edge the two forwarders share one read-write lock

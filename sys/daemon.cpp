@@ -42,7 +42,7 @@ int init_daemon(const char* dir) {
         CTFileOp::CreateDir(kDefaultDir);
         dir = kDefaultDir;
     }
-    // Nobody is left to be told when that fails; files then lie where the program was started.
+    // Nobody is left to read it when that fails; files then lie where the program was started.
     [[maybe_unused]] int result = chdir(dir);
     umask(0);
     signal(SIGCHLD, SIG_IGN);

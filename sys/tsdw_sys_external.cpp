@@ -1,4 +1,4 @@
-// CTsdwSys: the picture of the other routers, their devices and the peers, fetched while joining.
+// CTsdwSys: the topology: the other routers, their devices and the peers, fetched while joining.
 
 #include <algorithm>
 #include <cstdio>

@@ -108,7 +108,7 @@ void CTsdwSys::DeInit() {
 
 // Somebody wrote it, and it may be one comma away from right: the file that replaces it must not be
 // the end of it. A second name for the same content costs nothing, whatever its size; a file system
-// that knows no second names is told of. Devices keep their one name.
+// that knows no second names gets its line. Devices keep their one name.
 void CTsdwSys::KeepConfigFile() {
     std::error_code error;
     if (!std::filesystem::is_regular_file(m_config_file.c_str(), error)) return;

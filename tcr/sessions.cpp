@@ -83,7 +83,8 @@ void TcrSessions::CheckSilence(const TcrEdge& edge, TcrTime now) {
     session.topology.pending.active = false;
     Unlist(edge, kDeviceStatusIdle);
     m_core.journal.EdgeNoted(edge);
-    m_core.log.EdgeLine(edge, now, "not heard of for %d s, gone", m_core.config.silent_seconds);
+    m_core.log.EdgeLine(edge, now, "timed out, not heard of for %d s",
+                        m_core.config.silent_seconds);
 }
 
 // An edge whose last reply waits to be written is not done with joining.

@@ -111,7 +111,7 @@ TEST_P(EachStep, SurvivesALateAForeignAndADoubledReply) {
     }
 }
 
-TEST_P(EachStep, ThreeLossesEndTheJoinOrLeaveThePictureEmpty) {
+TEST_P(EachStep, ThreeLossesEndTheJoinOrLeaveTheTopologyEmpty) {
     router.Drop(GetParam(), 3);
     bool optional = GetParam() == kGetRouter || GetParam() == kGetDevice;
     EXPECT_EQ(edge.Start(), optional);

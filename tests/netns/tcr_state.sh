@@ -65,7 +65,7 @@ awk -v started="$started" -v longest="$longest_ms" '
 for edge in a b; do
     for gone in $left; do
         timeout 15 sh -c "until grep -A1 '^Del Router:' '$(out_of "$edge")' | grep -qi '$gone'; do
-            sleep 0.05; done" || fail "$edge was not told that $gone is gone"
+            sleep 0.05; done" || fail "the end of $gone was not announced to $edge"
     done
 done
 

@@ -37,7 +37,7 @@ reaches a "$c" || fail "a does not reach c again"
 
 before=$(grep -c '^Del Router:' "$("$lab" dir a)/out")
 "$lab" kill c
-has_line "$("$lab" dir tcr)/out" "$identifier not heard of for 5 s, gone" || fail "c was not missed"
+has_line "$("$lab" dir tcr)/out" "$identifier timed out, not heard of for 5 s" || fail "c was not missed"
 timeout 10 sh -c "until [ \"\$(grep -c '^Del Router:' '$("$lab" dir a)/out')\" -gt $before ]; do
     sleep 0.05; done" || fail "a was sent no end of c"
 

@@ -21,10 +21,10 @@ class Announcements : public testing::Test {
         }
     }
     // Everybody who has joined knows exactly the others who have.
-    void ExpectTruePictures() {
+    void ExpectTrueTopologies() {
         for (const SimulatedEdge& edge : edges) {
             if (!edge.joined) continue;
-            Picture truth;
+            Topology truth;
             for (const SimulatedEdge& other : edges) {
                 if (&other != &edge && other.joined)
                     truth[other.identifier] = {other.port, other.devices};
@@ -32,8 +32,8 @@ class Announcements : public testing::Test {
             EXPECT_EQ(edge.others, truth) << edge.serial;
         }
     }
-    // What a is told first when b has joined after it.
-    WireMessage FirstTold() {
+    // What is announced to a first when b has joined after it.
+    WireMessage FirstAnnounced() {
         a.Join();
         rig.Pass(1000);
         b.Join();
@@ -67,7 +67,7 @@ TEST_F(Announcements, NobodyIsSentAnythingBeforeItHasJoined) {
     rig.Pass(400);
     EXPECT_FALSE(b.HasMail());  // and once more
     Settle();
-    ExpectTruePictures();
+    ExpectTrueTopologies();
 }
 
 // Each of those who know an edge greets it with a heartbeat, and three of those end a join.
@@ -84,7 +84,7 @@ TEST_F(Announcements, NobodyIsToldOfAnEdgeBeforeItHasJoined) {
     EXPECT_TRUE(a.HasMail()) << "at once: a could not answer b's packets";
     EXPECT_EQ(c.GetRouters().size(), 2u);
     Settle();
-    ExpectTruePictures();
+    ExpectTrueTopologies();
 }
 
 TEST_F(Announcements, SilenceIsAnOutageNotAnEnd) {
@@ -98,18 +98,18 @@ TEST_F(Announcements, SilenceIsAnOutageNotAnEnd) {
         b.HeartBeat();
     }
     Settle();
-    ExpectTruePictures();
-    EXPECT_THAT(rig.lines, testing::Contains("edge 0x00000002 not heard of for 60 s, gone"));
+    ExpectTrueTopologies();
+    EXPECT_THAT(rig.lines, testing::Contains("edge 0x00000002 timed out, not heard of for 60 s"));
     b.Leave();
     c.HeartBeat();
     EXPECT_EQ(c.Next().body, Hex("11223344"));
     c.joined = true;
     Settle();
-    ExpectTruePictures();
+    ExpectTrueTopologies();
 }
 
 TEST_F(Announcements, EachIsRepeatedThreeTimesThenTheEdgeIsLeftAloneUntilItsHeartbeat) {
-    WireMessage first = FirstTold();
+    WireMessage first = FirstAnnounced();
     EXPECT_NE(first.seq, 0);
     WireMessage other = first;
     ++other.seq;
@@ -120,27 +120,27 @@ TEST_F(Announcements, EachIsRepeatedThreeTimesThenTheEdgeIsLeftAloneUntilItsHear
     EXPECT_FALSE(a.HasMail());
     a.HeartBeat();
     Settle();
-    ExpectTruePictures();
+    ExpectTrueTopologies();
 }
 
 TEST_F(Announcements, ARefusedRouterIsToldAgainAtOnceAndOneTakenTwiceGetsItsDevicesAgain) {
-    WireMessage first = FirstTold();
+    WireMessage first = FirstAnnounced();
     a.Acknowledge(first, 1);
     EXPECT_EQ(a.Next().seq, first.seq);  // the edge's table has grown
     a.Apply(first);
     a.Acknowledge(first);
     EXPECT_TRUE(a.HasMail()) << "the devices follow at once";
     Settle();
-    ExpectTruePictures();
+    ExpectTrueTopologies();
     a.Apply(first);  // a late copy: a fresh router, no devices
     a.Acknowledge(first);
     Settle();
-    ExpectTruePictures();
+    ExpectTrueTopologies();
 }
 
 // Eight edges join, leave, end, come back elsewhere, take their devices away and bring them back,
 // in any order, while their messages get lost and doubled; in the end the road is good again.
-TEST_F(Announcements, EveryPictureComesTrueAfterAnyCourseOnABadRoad) {
+TEST_F(Announcements, EveryTopologyComesTrueAfterAnyCourseOnABadRoad) {
     std::mt19937 random(7);
     auto one_in = [&](unsigned n) { return random() % n == 0; };
     for (uint16_t i = 3; i < 8; ++i)
@@ -206,7 +206,7 @@ TEST_F(Announcements, EveryPictureComesTrueAfterAnyCourseOnABadRoad) {
         }
         Settle();
     }
-    ExpectTruePictures();
+    ExpectTrueTopologies();
 }
 
 }  // namespace

@@ -120,7 +120,7 @@ TEST_F(Reload, PasswordsAndLimitsChangeWithoutEndingASession) {
     EXPECT_EQ(b.AskLogin("one", "new", 0x104).error, 1001u);
     Join(b, "one", "new");
     rig.Pass(5000);
-    EXPECT_EQ(rig.LinesWith("edge 0x00000000 not heard of for 5 s, gone"), 1);
+    EXPECT_EQ(rig.LinesWith("edge 0x00000000 timed out, not heard of for 5 s"), 1);
     EXPECT_TRUE(HeartIsAnswered(a));
 }
 

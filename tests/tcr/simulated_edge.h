@@ -72,10 +72,10 @@ struct CentralRouterRig : TcrLink {
 };
 
 // What an edge knows of others, by identifier: the port each is seen at, its devices' addresses.
-using Picture = std::map<uint32_t, std::pair<uint32_t, std::set<uint32_t>>>;
+using Topology = std::map<uint32_t, std::pair<uint32_t, std::set<uint32_t>>>;
 
-// An edge as the central router sees it: requests, and a picture of the others made of what it is
-// told.
+// An edge as the central router sees it: requests, and a topology made of what is announced
+// to it.
 struct SimulatedEdge {
     CentralRouterRig& rig;
     uint16_t port;
@@ -86,7 +86,7 @@ struct SimulatedEdge {
     uint16_t seq = 1;
     bool joined = false;
     std::set<uint32_t> devices = {};  // its own
-    Picture others = {};
+    Topology others = {};
     WireMessage last = {};  // request
 
     bool HasMail() { return !rig.sent[port].empty(); }

@@ -178,7 +178,7 @@ TEST_F(State, SilenceCountsFromTheRestartAndTheOneAwayLongestStaysIt) {
     rig.Pass(59'000);
     EXPECT_EQ(rig.LinesWith("gone"), 0);
     rig.Pass(1'000);
-    EXPECT_THAT(rig.lines, Contains("edge 0x00000000 not heard of for 60 s, gone"));
+    EXPECT_THAT(rig.lines, Contains("edge 0x00000000 timed out, not heard of for 60 s"));
     std::deque<SimulatedEdge> others;
     for (uint16_t i = 0; i < 14; ++i)
         others.emplace_back(SimulatedEdge{rig, static_cast<uint16_t>(4000 + i), 0x400u + i});
