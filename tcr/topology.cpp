@@ -88,6 +88,7 @@ uint16_t TcrTopology::NextSeq() {
 }
 
 void TcrTopology::Sent(const TcrAnnouncement& sent, const TcrRoster& roster) {
+    ++m_sent;
     m_past[m_next_past] = sent;
     m_next_past = (m_next_past + 1) % kPast;
     TcrPeerView& view = views[sent.slot];
@@ -174,7 +175,7 @@ bool TcrTopology::AcknowledgedAgain(uint8_t sub_type, uint16_t seq, TcrTime now)
         std::begin(m_past), std::end(m_past), [&](const TcrAnnouncement& announcement) {
             return announcement.sub_type == sub_type && announcement.seq == seq && seq != 0;
         });
-    if (past == std::end(m_past)) return false;
+    if (past == std::end(m_past)) return AcknowledgedLongAgo(seq, now);
     TcrPeerView& view = views[past->slot];
     switch (sub_type) {
         case kSstpCmmAddDevice:
@@ -192,6 +193,15 @@ bool TcrTopology::AcknowledgedAgain(uint8_t sub_type, uint16_t seq, TcrTime now)
             break;
     }
     Renew(view, now);
+    return true;
+}
+
+// What it was about is no longer known, so it may have been about any router.
+bool TcrTopology::AcknowledgedLongAgo(uint16_t seq, TcrTime now) {
+    uint32_t ago = static_cast<uint16_t>(m_next_seq - seq);
+    if (ago > m_sent) return false;
+    for (TcrPeerView& view : views)
+        Renew(view, now);
     return true;
 }
 

@@ -57,6 +57,7 @@ class TcrTopology {
   private:
     static constexpr size_t kPast = 64;
 
+    bool AcknowledgedLongAgo(uint16_t seq, TcrTime now);
     void SentRouter(const TcrAnnouncement& sent);
     void Contradict(TcrPeerView& view, const TcrRoster::Entry& present);
     void DoubtAddressesBehind(int slot);
@@ -64,6 +65,7 @@ class TcrTopology {
     void Renew(TcrPeerView& view, TcrTime now);
 
     uint16_t m_next_seq = 1;
+    uint64_t m_sent = 0;  // commands
     // The commands sent last, in a ring: what a late acknowledgement is recognised by.
     TcrAnnouncement m_past[kPast];
     size_t m_next_past = 0;
