@@ -303,16 +303,13 @@ TEST_F(Rejoin, WhileBothForwardersRunUnderTraffic) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
+    // The router's socket overflows now and then: what is lost is sent again as the clock goes on.
+    router.AnswerHeartbeats(false);
     for (int i = 0; i < 8; ++i) {
-        Silence();
         if (i % 2 == 0) ReplaceRouters();
         if (i % 4 == 2) router.Drop(kAddRouter, 3);
-        auto ends = [&] {
-            std::string status = Status();
-            return status.find("joined again: " + std::to_string(i + 1)) != std::string::npos;
-        };
-        CapturedOutput([] {});
-        while (!ends()) {
+        const std::string line = "\njoined again: " + std::to_string(i + 1) + "\n";
+        while (Status().find(line) == std::string::npos) {
             edge.sys.KeepJoined();
             clock.Advance(500);
             std::this_thread::sleep_for(std::chrono::milliseconds(5));

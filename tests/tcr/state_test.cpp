@@ -139,6 +139,38 @@ TEST_F(State, WhileWritingFailsRequestsThatChangeItGoUnanswered) {
     EXPECT_FALSE(rig.router->HasUnsaved());
 }
 
+TEST_F(State, AReplyThatCouldNotBeWrittenDoesNotFollowLater) {
+    JoinAll({&a});
+    LoseAll();
+    AskForAddress(a, Ip(192, 168, 15, 99));
+    WriteAtOnce();
+    rig.Pass(1000);
+    EXPECT_FALSE(rig.router->HasUnsaved() || a.HasMail());
+    EXPECT_EQ(rig.router->GetCounters().replies_dropped, 1u);
+}
+
+TEST_F(State, WhatChangedJustBeforeAKillIsAnnouncedAfterIt) {
+    JoinAll({&a, &b, &c});
+    for (int i = 0; i < 20; ++i) {  // until all know each other
+        rig.Pass(100);
+        for (SimulatedEdge* edge : {&a, &b, &c})
+            edge->Obey();
+    }
+    c.Leave();
+    rig.sent.clear();  // nobody learns of it
+    Restart();
+    b.DelDevices();
+    for (int i = 0; i < 100; ++i) {
+        rig.Pass(100);
+        for (SimulatedEdge* edge : {&a, &b}) {
+            edge->HeartBeat();
+            edge->Obey();
+        }
+    }
+    EXPECT_EQ(a.others, (Topology{{b.identifier, {b.port, {}}}}));
+    EXPECT_EQ(b.others, (Topology{{a.identifier, {a.port, {a.ip}}}}));
+}
+
 TEST_F(State, ARestartedCentralRouterGoesOnWhereItWas) {
     JoinAll({&a, &b, &c, &d});
     c.Leave();
@@ -170,22 +202,25 @@ TEST_F(State, ARestartedCentralRouterGoesOnWhereItWas) {
 }
 
 TEST_F(State, SilenceCountsFromTheRestartAndTheOneAwayLongestStaysIt) {
-    JoinAll({&a, &b});
+    JoinAll({&a, &b, &c});
     b.Leave();
+    rig.Pass(5'000);
+    rig.sent.clear();
+    a.Leave();
     rig.Pass(50'000);
     rig.now += 1'000'000'000;  // down for long
     Restart();
     rig.Pass(59'000);
     EXPECT_EQ(rig.LinesWith("gone"), 0);
     rig.Pass(1'000);
-    EXPECT_THAT(rig.lines, Contains("edge 0x00000000 timed out, not heard of for 60 s"));
+    EXPECT_THAT(rig.lines, Contains("edge 0x00000002 timed out, not heard of for 60 s"));
     std::deque<SimulatedEdge> others;
-    for (uint16_t i = 0; i < 14; ++i)
+    for (uint16_t i = 0; i < 13; ++i)
         others.emplace_back(SimulatedEdge{rig, static_cast<uint16_t>(4000 + i), 0x400u + i});
     for (SimulatedEdge& other : others)
         other.Login();
-    c.Login();
-    EXPECT_EQ(c.identifier, b.identifier);
+    d.Login();
+    EXPECT_EQ(d.identifier, b.identifier);
 }
 
 TEST_F(State, WhatDoesNotFitTheConfigurationOrEachOtherIsLeftOut) {
