@@ -199,7 +199,7 @@ bool TcrTopology::AcknowledgedAgain(uint8_t sub_type, uint16_t seq, TcrTime now)
 // What it was about is no longer known, so it may have been about any router.
 bool TcrTopology::AcknowledgedLongAgo(uint16_t seq, TcrTime now) {
     uint32_t ago = static_cast<uint16_t>(m_next_seq - seq);
-    if (ago > m_sent) return false;
+    if (ago == 0 || ago > m_sent) return false;
     for (TcrPeerView& view : views)
         Renew(view, now);
     return true;

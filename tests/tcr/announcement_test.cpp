@@ -138,6 +138,38 @@ TEST_F(Announcements, ARefusedRouterIsToldAgainAtOnceAndOneTakenTwiceGetsItsDevi
     ExpectTrueTopologies();
 }
 
+// Nobody says anything, and yet an address that was lost comes back.
+TEST_F(Announcements, OnceInFiveMinutesEachRoutersDevicesAreAnnouncedAtMomentsOfTheirOwn) {
+    for (SimulatedEdge& edge : edges)
+        edge.Join();
+    Settle();
+    std::map<std::pair<uint32_t, uint32_t>, std::vector<TcrTime>> moments;
+    for (TcrTime end = rig.now + 600'000; rig.now < end;) {
+        rig.Pass(100);
+        for (SimulatedEdge& edge : edges) {
+            if (rig.now % 20'000 < 100) edge.HeartBeat();
+            for (WireMessage message = edge.Next(); message.type != 0; message = edge.Next()) {
+                if (message.type != 3) continue;
+                EXPECT_EQ(message.sub, kAddDevice);
+                auto add = ExpectBody<WireDeviceAdd>(message);
+                moments[{edge.identifier, add.identifier}].push_back(rig.now);
+                edge.others[add.identifier].second.clear();  // as if they had been lost
+                edge.Apply(message);
+                edge.Acknowledge(message);
+            }
+        }
+    }
+    ASSERT_EQ(moments.size(), 6u);
+    std::set<TcrTime> seconds;
+    for (const auto& [who, times] : moments) {
+        ASSERT_EQ(times.size(), 2u);
+        EXPECT_NEAR(static_cast<double>(times[1] - times[0]), 300'000, 200);
+        seconds.insert(times[0] / 1000);
+    }
+    EXPECT_EQ(seconds.size(), 6u);
+    ExpectTrueTopologies();
+}
+
 // Eight edges join, leave, end, come back elsewhere, take their devices away and bring them back,
 // in any order, while their messages get lost and doubled; in the end the road is good again.
 TEST_F(Announcements, EveryTopologyComesTrueAfterAnyCourseOnABadRoad) {
