@@ -58,8 +58,9 @@ finish() {
     local status=$? logs=
     trap - EXIT
     [ "$status" -eq 0 ] || logs=$keep_logs
-    if [ -n "${LAB_DIR:-}" ]; then LAB_KEEP=$logs "$lab" down || status=1; fi
+    # What runs in the background goes first: it would report that its children were killed.
     jobs -p | xargs -r kill 2>/dev/null || true
+    if [ -n "${LAB_DIR:-}" ]; then LAB_KEEP=$logs "$lab" down || status=1; fi
     if [ -z "$logs" ]; then rm -rf "${LAB_DIR:-}"; fi
     [ "$status" -ne 0 ] || exit 0
     [ -z "$current" ] || printf '\nFAILED: %s\n' "$current" >&2
