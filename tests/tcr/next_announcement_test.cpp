@@ -131,6 +131,23 @@ TEST_F(NextAnnouncement, ASecondAcknowledgementOfAnyKindHasTheRouterAnnouncedAne
     EXPECT_FALSE(topology.AcknowledgedAgain(kSstpCmmAddRouter, topology.NextSeq() + 1, now));
 }
 
+// The two acknowledgements may have overtaken each other.
+TEST_F(NextAnnouncement, ADeviceAddIsNotSureWhenALateEndIsAcknowledgedWhileItIsUnderWay) {
+    Has(1, Devices(100, 2));
+    roster.entries[1].devices = Devices(100, 1);
+    ASSERT_EQ(Next().first, kSstpCmmDelDevice);
+    uint16_t end_seq = last_seq;
+    roster.entries[1].devices = Devices(100, 2);
+    TcrAnnouncement add = tcr_next_announcement(roster, topology, kEdge, now);
+    add.seq = topology.NextSeq();
+    topology.pending = TcrPendingAnnouncement();
+    topology.pending.what = add;
+    topology.Sent(add, roster);
+    EXPECT_TRUE(topology.AcknowledgedAgain(kSstpCmmDelDevice, end_seq, now));
+    topology.Acknowledged();
+    EXPECT_EQ(Next().first, kSstpCmmAddDevice);
+}
+
 // On a road that doubles everything each renewal is acknowledged twice and asks for the next.
 TEST_F(NextAnnouncement, RenewalsComeAfterPausesThatGrow) {
     Has(1, Devices(100, 1));
