@@ -145,6 +145,7 @@ TEST_F(Rejoin, ReplacesTheTopologyOnTheSameSocketAndPrintsWhatAJoinPrints) {
     size_t before = Heartbeats();
     clock.Advance(kHeartbeatMs);
     WaitForHeartbeat(before);
+    AwaitReceiveThread();  // it has seen the answer
     clock.Advance(kAfterMs);
     EXPECT_TRUE(DoesNotJoin());
 }
