@@ -71,7 +71,7 @@ bool Fleet::Join(int at_a_time, std::chrono::milliseconds most) {
 
 std::vector<Edge*> Fleet::PeersOf(const Edge& edge) const {
     std::vector<Edge*> peers;
-    size_t first = static_cast<size_t>(edge.subnet * kEdgesPerSubnet);
+    size_t first = static_cast<size_t>(edge.subnet) * kEdgesPerSubnet;
     size_t end = std::min(first + kEdgesPerSubnet, m_edges.size());
     for (size_t i = first; i < end; ++i) {
         if (m_edges[i].get() != &edge) peers.push_back(m_edges[i].get());

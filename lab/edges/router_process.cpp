@@ -79,12 +79,13 @@ bool RouterProcess::Answers(std::chrono::milliseconds most) const {
     central.sin_port = htons(m_port);
     central.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    connect(probe, reinterpret_cast<const sockaddr*>(&central), sizeof central);
+    bool connected =
+        connect(probe, reinterpret_cast<const sockaddr*>(&central), sizeof central) == 0;
     WireMessage echo{.type = 3, .sub = wire_sub::kEcho, .src = kWireCentral, .dst = kWireCentral};
     WireBytes bytes = echo.Encode();
     Clock::time_point end = Clock::now() + most;
     bool answered = false;
-    while (!answered && Clock::now() < end) {
+    while (connected && !answered && Clock::now() < end) {
         send(probe, bytes.data(), bytes.size(), 0);
         pollfd wait = {probe, POLLIN, 0};
         poll(&wait, 1, kProbeMs);
