@@ -30,4 +30,7 @@ struct TcrPendingAnnouncement {
     TcrTime sent_at = 0;
     // Meanwhile the edge acknowledged an earlier command that may have undone this one.
     bool undone = false;
+    // And these devices behind the same router, which it may have added after this one took them
+    // back.
+    TcrDevices added_late;
 };

@@ -151,6 +151,7 @@ void TcrTopology::Acknowledged() {
             // The edge puts a fresh router there, without other devices.
             view.unknown = false;
             view.may_devices = done.devices;
+            view.MayKnow(pending.added_late);
             view.sure_version = done.version;
             break;
         case kSstpCmmDelRouter:
@@ -164,6 +165,7 @@ void TcrTopology::Acknowledged() {
             break;
         case kSstpCmmDelDevice:
             tcr_erase_addresses(view.may_devices, done.devices);
+            view.MayKnow(pending.added_late);
             break;
         default:
             break;
@@ -180,6 +182,7 @@ bool TcrTopology::AcknowledgedAgain(uint8_t sub_type, uint16_t seq, TcrTime now)
     switch (sub_type) {
         case kSstpCmmAddDevice:
             view.MayKnow(past->devices);
+            if (past->slot == pending.what.slot) tcr_unite(pending.added_late, past->devices);
             if (past->ahead) return true;
             break;
         case kSstpCmmDelDevice:

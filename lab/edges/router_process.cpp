@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 
@@ -68,7 +69,8 @@ bool RouterProcess::Make() {
 void RouterProcess::Kill() {
     if (m_pid <= 0) return;
     kill(m_pid, SIGKILL);
-    waitpid(m_pid, nullptr, 0);
+    while (waitpid(m_pid, nullptr, 0) < 0 && errno == EINTR) {
+    }
     m_pid = 0;
 }
 

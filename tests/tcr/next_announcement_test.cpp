@@ -148,6 +148,24 @@ TEST_F(NextAnnouncement, ADeviceAddIsNotSureWhenALateEndIsAcknowledgedWhileItIsU
     EXPECT_EQ(Next().first, kSstpCmmAddDevice);
 }
 
+// The device add that follows a router add arrives behind the next router add, which took a device
+// of it back, and the acknowledgements overtake each other, too.
+TEST_F(NextAnnouncement, ADeviceThatALateCommandMayHaveAddedIsTakenBackOnceMore) {
+    Has(1, Devices(100, 1));
+    TcrAnnouncement ahead{.sub_type = kSstpCmmAddDevice, .slot = 1, .ahead = true};
+    ahead.seq = topology.NextSeq();
+    ahead.devices = Devices(100, 2);
+    topology.Sent(ahead, roster);
+    TcrAnnouncement router = tcr_next_announcement(roster, topology, kEdge, now);
+    ASSERT_EQ(router.sub_type, kSstpCmmAddRouter);
+    router.seq = topology.NextSeq();
+    topology.pending.what = router;
+    topology.Sent(router, roster);
+    EXPECT_TRUE(topology.AcknowledgedAgain(kSstpCmmAddDevice, ahead.seq, now));
+    topology.Acknowledged();
+    EXPECT_EQ(All(), (Steps{{kSstpCmmAddRouter, 1}, {kSstpCmmAddDevice, 1}}));
+}
+
 // On a road that doubles everything each renewal is acknowledged twice and asks for the next.
 TEST_F(NextAnnouncement, RenewalsComeAfterPausesThatGrow) {
     Has(1, Devices(100, 1));

@@ -23,7 +23,8 @@ class TopologySimulation : public TcrLink {
   public:
     explicit TopologySimulation(uint32_t seed) : m_random(seed), m_road(m_random) {
         m_router = std::make_unique<CTCentralRouter>(TcrConfig(), *this, &m_state);
-        for (uint16_t i = 0; i < 2 + Draw(4); ++i) {
+        unsigned edges = 2 + Draw(4);
+        for (uint32_t i = 0; i < edges; ++i) {
             m_edges.emplace_back();
             m_edges.back().serial = 1001u + i;
             m_edges.back().lease = kFirstLease + i;
