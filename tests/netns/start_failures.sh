@@ -40,16 +40,16 @@ expect_failure 'net adapter open failed' setpriv --bounding-set -net_admin \
 tells 'net adapter Tamvo not opened: Operation not permitted'
 [ "$(sent)" = "$before" ] || fail "it sent datagrams without an interface"
 
-# Descriptors for neither interface nor socket, behind the log's.
-limited() { expect_failure "$1" prlimit --nofile="$2" "$LAB_BUILD/tamvo" -i -c config.json 3>&- 4>&-; }
+# Descriptors for neither interface nor socket, behind those of standard output's thread and the log.
+limited() { expect_failure "$1" prlimit --nofile="$2" "$LAB_BUILD/tamvo" -i -c config.json 3>&- 4>&- 5>&-; }
 # UBSan wants some for itself, and then reports what is not so.
 if [[ $(ldd "$LAB_BUILD/tamvo") != *libubsan* ]]; then
-    limited 'net adapter open failed' 4
+    limited 'net adapter open failed' 5
     tells 'net adapter Tamvo not opened: Too many open files'
-    limited 'connected tcr failed, tcr is not online' 5
+    limited 'connected tcr failed, tcr is not online' 6
     tells 'socket failed: Too many open files'
     status=0
-    "$lab" exec tcr prlimit --nofile=4 "$LAB_BUILD/tamvo-tcr" >"$LAB_DIR/edge.out" 2>&1 3>&- || status=$?
+    "$lab" exec tcr prlimit --nofile=5 "$LAB_BUILD/tamvo-tcr" >"$LAB_DIR/edge.out" 2>&1 3>&- 4>&- || status=$?
     [ "$status" -eq 2 ] || fail "the central router's exit status $status"
     tells 'tamvo-tcr: signals: Too many open files'
 fi
