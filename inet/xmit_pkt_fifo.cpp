@@ -17,6 +17,23 @@ int CTXmitPktMtFifo::Enqueue(CTXmitPkt* pkt, int max_count) {
     return 0;
 }
 
+int CTXmitPktMtFifo::Enqueue(CTXmitPkt* const* pkts, int n, int max_count) {
+    CTMutexGuard guard(m_mutex);
+    int taken = std::clamp(max_count - m_list.count(), 0, n);
+    for (int i = 0; i < taken; ++i)
+        m_list.push_back(pkts[i]);
+    m_high_water = std::max(m_high_water, m_list.count());
+    return taken;
+}
+
+int CTXmitPktMtFifo::Dequeue(CTXmitPkt** pkts, int n) {
+    CTMutexGuard guard(m_mutex);
+    int taken = std::min(m_list.count(), n);
+    for (int i = 0; i < taken; ++i)
+        pkts[i] = static_cast<CTXmitPkt*>(m_list.pop_front());
+    return taken;
+}
+
 CTXmitPkt* CTXmitPktMtFifo::Dequeue() {
     CTMutexGuard guard(m_mutex);
     return static_cast<CTXmitPkt*>(m_list.pop_front());

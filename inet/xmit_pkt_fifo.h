@@ -19,6 +19,10 @@ class CTXmitPktMtFifo {
     int Enqueue(CTXmitPkt* pkt, int max_count);
     // The front descriptor, or null if empty.
     CTXmitPkt* Dequeue();
+    // A burst under one lock: appends as many of the n descriptors as there is room for below
+    // max_count, and gives how many; the rest stay the caller's. And takes up to n from the front.
+    int Enqueue(CTXmitPkt* const* pkts, int n, int max_count);
+    int Dequeue(CTXmitPkt** pkts, int n);
     bool IsEmpty();
     int Count();
     // The most descriptors that ever waited at once.

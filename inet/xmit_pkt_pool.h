@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 
 #include "base/pvu_list.h"
@@ -16,7 +17,8 @@ class CTXmitPktPool {
 
     CTXmitPktPool() : CTXmitPktPool(kDefaultBufSize, kDefaultMax) {}
     // Buffer capacity first, then the most idle descriptors to keep (one more is kept).
-    CTXmitPktPool(int bufsize, int max) : m_max(max), m_bufsize(bufsize) {}
+    CTXmitPktPool(int bufsize, int max)
+        : m_max(max), m_busy_max(max), m_keep(max), m_bufsize(bufsize) {}
     ~CTXmitPktPool() { Release(); }
     CTXmitPktPool(const CTXmitPktPool&) = delete;
     CTXmitPktPool& operator=(const CTXmitPktPool&) = delete;
@@ -33,14 +35,35 @@ class CTXmitPktPool {
     // Destroys every idle descriptor.
     void Release();
 
+    // A burst under one lock: up to n descriptors, as Alloc gives them, and how many; fewer only
+    // without memory. And takes descriptors back, each to the pool that it belongs to.
+    int Alloc(CTXmitPkt** pkts, int n);
+    static void Release(CTXmitPkt* const* pkts, int n);
+
+    // How many descriptors are kept idle while packets pass, so that bursts allocate nothing: from
+    // the next allocation on, until a second without traffic (see Trim). The limit of the
+    // constructor otherwise.
+    void KeepUnderLoad(int max) { m_busy_max = std::max(max, m_max); }
+
     // Descriptors handed out by Alloc and not yet back.
     int GetLoans() const { return m_loans.load(std::memory_order_relaxed); }
+    int GetIdle();
     // Gives the memory of a burst whose descriptors came back to the system; true when there was
-    // one. Takes a millisecond then, so it is for a thread that carries no packets.
+    // one. Takes a millisecond then, so it is for a thread that carries no packets; called once a
+    // second, it also ends the load when fewer descriptors than are kept idle anyway were asked for
+    // since the last call.
     bool Trim();
 
   private:
+    CTXmitPkt* Ready(CTXmitPkt* pkt);
+    void CountLoans(int n);
+    void TakeBack(CTXmitPkt* const* pkts, int n);
+    void EndLoad();
+
     const int m_max;
+    int m_busy_max;
+    std::atomic<int> m_keep;      // idle descriptors to keep by now
+    std::atomic<int> m_taken{0};  // since the last trim
     const int m_bufsize;
     std::atomic<int> m_loans{0};
     std::atomic<int> m_most_loans{0};  // since the last trim

@@ -107,6 +107,35 @@ TEST(Semaphore, AWaitEndsWithAPostOrAfterItsTime) {
     EXPECT_EQ(semaphore.GetValue(), 0);
 }
 
+// Bursts from several threads, taken by several that sleep and are woken, now and then in time to
+// find nothing: every count is taken once.
+TEST(Semaphore, ABurstIsCountedOnceAndWakesWhoSleeps) {
+    CTSemaphore semaphore;
+    EXPECT_EQ(semaphore.Post(5), 0);
+    EXPECT_EQ(semaphore.Take(3), 3);
+    EXPECT_EQ(semaphore.Take(3), 2);
+    EXPECT_EQ(semaphore.Take(3), 0);
+    constexpr int kPosts = 2000;
+    std::atomic<int> taken{0};
+    auto post = [&] {
+        for (int i = 0; i < kPosts; ++i)
+            semaphore.Post(3);
+    };
+    auto take = [&] {
+        while (taken < 2 * 3 * kPosts) {
+            if (semaphore.Wait(50) == 0) taken += 1 + semaphore.Take(7);
+        }
+    };
+    std::thread threads[] = {std::thread(post), std::thread(post), std::thread(take),
+                             std::thread(take)};
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(taken, 2 * 3 * kPosts);
+    EXPECT_EQ(semaphore.GetValue(), 0);
+    EXPECT_EQ(semaphore.Post(INT_MAX), 0);
+    EXPECT_EQ(semaphore.Post(), -1);
+}
+
 TEST(CondWait, ForgetsSignalsAndWrapsLongWaitsToShortOnes) {
     CTCondWait condition;
     EXPECT_EQ(condition.Signal(), 0);

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <initializer_list>
+#include <set>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -90,6 +92,49 @@ TEST(XmitPktFifo, QueuesInOrderAndRefusesBeyondALimit) {
     EXPECT_EQ(CapturedOutput([&] { fifo.Print(); }), "linker is not empty, count = 3\n");
     for (CTXmitPkt* pkt : std::initializer_list<CTXmitPkt*>{&a, &b, &c, nullptr})
         EXPECT_EQ(fifo.Dequeue(), pkt);
+}
+
+TEST(XmitPktFifo, TakesAndGivesBursts) {
+    CTXmitPkt entries[5];
+    CTXmitPkt* in[5];
+    CTXmitPkt* out[5];
+    for (int i = 0; i < 5; ++i)
+        in[i] = &entries[i];
+    CTXmitPktMtFifo fifo;
+    EXPECT_EQ(fifo.Enqueue(in, 2, 4), 2);
+    EXPECT_EQ(fifo.Enqueue(in + 2, 3, 4), 2) << "room for two more";
+    EXPECT_EQ(fifo.Enqueue(in + 4, 1, 4), 0);
+    EXPECT_EQ(fifo.Dequeue(out, 3), 3);
+    EXPECT_EQ(fifo.Dequeue(out + 3, 2), 1);
+    EXPECT_TRUE(std::equal(in, in + 4, out));
+    EXPECT_EQ(fifo.HighWater(), 4);
+}
+
+TEST(XmitPktPool, KeepsMoreUnderLoadThanAfterASecondOfQuiet) {
+    CTXmitPktPool pool(100, 2);
+    pool.KeepUnderLoad(20);
+    std::set<CTXmitPkt*> known;
+    CTXmitPkt* burst[18];
+    auto take = [&] {
+        ASSERT_EQ(pool.Alloc(burst, 18), 18);
+        EXPECT_EQ(pool.GetLoans(), 18);
+    };
+    take();
+    known.insert(burst, burst + 18);
+    CTXmitPkt own(10);
+    burst[17]->Release();
+    burst[17] = &own;  // one that belongs to nobody goes by itself
+    CTXmitPktPool::Release(burst, 18);
+    EXPECT_EQ(own.GetSkb(), nullptr);
+    pool.Trim();
+    take();
+    EXPECT_TRUE(std::all_of(burst, burst + 18, [&](auto* pkt) { return known.count(pkt) == 1; }));
+    CTXmitPktPool::Release(burst, 18);
+    EXPECT_EQ(pool.GetIdle(), 18);
+    pool.Trim();
+    EXPECT_EQ(pool.GetIdle(), 18) << "there was traffic";
+    pool.Trim();
+    EXPECT_EQ(pool.GetIdle(), 3);
 }
 
 TEST(XmitPktPipe, BlocksItsReaderAndWakesItForANullWriteToo) {
