@@ -7,6 +7,7 @@
 #include "cfg/sys_cfg.h"
 #include "lab/wire/wire_bodies.h"
 #include "lab/wire/wire_kinds.h"
+#include "offload/tcp_cutter.h"
 
 namespace {
 
@@ -156,6 +157,31 @@ void OutgressSeed() {
     WriteSeed("outgress", "packets", packets);
 }
 
+// Three segments of a flow, in order and with right checksums; and a burst as the host hands it
+// over.
+void BurstSeeds() {
+    constexpr int kMss = 100;
+    WireBytes packet =
+        Hex("45000000000040004006000007000001070000020001000200000000000000005010000000000000");
+    packet.resize(40 + 3 * kMss, 't');
+    tnet_virtio_hdr hdr = {kVirtioNeedsCsum, kVirtioTcp4Burst, 40, kMss, 20, kTcpCksumOffset};
+    WireBytes record(reinterpret_cast<uint8_t*>(&hdr), reinterpret_cast<uint8_t*>(&hdr + 1));
+    record.insert(record.end(), packet.begin(), packet.end());
+    WireBytes host = {0};
+    AddRecord(host, record);
+    WriteSeed("burst", "host", host);
+    WireBytes network = {1};
+    CTTcpCutter cutter;
+    cutter.Attach(hdr, packet.data(), static_cast<int>(packet.size()));
+    while (!cutter.IsEnd()) {
+        WireBytes segment(static_cast<size_t>(cutter.MaxLength()));
+        segment.resize(static_cast<size_t>(cutter.Next(segment.data())));
+        network.push_back(0);
+        AddRecord(network, segment);
+    }
+    WriteSeed("burst", "network", network);
+}
+
 void TextSeeds() {
     WriteSeed("address", "ip", std::string("192.168.15.5"));
     WriteSeed("address", "mac", std::string("02:00:00:00:00:01"));
@@ -178,6 +204,7 @@ int main(int argc, char** argv) {
     JoinSeed();
     CentralRouterSeed();
     OutgressSeed();
+    BurstSeeds();
     TextSeeds();
     return 0;
 }
