@@ -10,24 +10,35 @@ constexpr uint32_t kHashFactor = 0x9E3779B1;  // spreads neighbouring sources
 }  // namespace
 
 // The numbers of one source follow each other, so they lie in different buckets.
-size_t CTNetPktFragLinker::BucketOf(uint32_t src, uint16_t seq) {
-    return ((src * kHashFactor >> 16) ^ seq) % kBuckets;
+CTXmitPkt*& CTNetPktFragLinker::BucketOf(uint32_t src, uint16_t seq) {
+    return m_buckets[((src * kHashFactor >> 16) ^ seq) % kBuckets];
 }
 
 // What is no message is never found, in whatever bucket it is.
-size_t CTNetPktFragLinker::BucketOf(CTXmitPkt& pkt) {
+CTXmitPkt*& CTNetPktFragLinker::BucketOf(CTXmitPkt& pkt) {
     CTSstpMessage msg;
-    return msg.Attach(pkt) ? BucketOf(msg.GetSrc(), msg.GetSeq()) : 0;
+    return msg.Attach(pkt) ? BucketOf(msg.GetSrc(), msg.GetSeq()) : m_buckets[0];
 }
 
 template <typename Match>
-CTXmitPkt* CTNetPktFragLinker::FindIf(Match match) {
-    for (CTLinkedNode* node = m_list.begin(); node != m_list.end(); node = node->GetNext()) {
-        CTXmitPkt* pkt = static_cast<CTXmitPkt*>(node);
+CTXmitPkt* CTNetPktFragLinker::FindIf(CTXmitPkt* newest, Match match) {
+    for (CTXmitPkt* pkt = newest; pkt; pkt = pkt->GetStoreNext()) {
         CTSstpMessage msg;
-        if (msg.Attach(pkt) && match(msg)) return pkt;
+        if (msg.Attach(*pkt) && match(msg)) return pkt;
     }
     return nullptr;
+}
+
+void CTNetPktFragLinker::Unlink(CTXmitPkt& pkt) {
+    CTXmitPkt*& bucket = BucketOf(pkt);
+    if (bucket == &pkt) {
+        bucket = pkt.GetStoreNext();
+        return;
+    }
+    CTXmitPkt* before = bucket;
+    while (before && before->GetStoreNext() != &pkt)
+        before = before->GetStoreNext();
+    if (before) before->SetStoreNext(pkt.GetStoreNext());
 }
 
 int CTNetPktFragLinker::Add(CTXmitPkt& pkt) {
@@ -44,7 +55,9 @@ int CTNetPktFragLinker::Add(CTXmitPkt& pkt, uint32_t now) {
     if (msg.Attach(pkt)) pkt.SetStoreMark(m_progress.Hold(msg.GetSrc(), msg.GetSeq()));
     pkt.SetRecvTick(now);
     m_list.push_front(&pkt);
-    ++m_in_bucket[BucketOf(pkt)];
+    CTXmitPkt*& bucket = BucketOf(pkt);
+    pkt.SetStoreNext(bucket);
+    bucket = &pkt;
     return 0;
 }
 
@@ -72,13 +85,12 @@ CTXmitPkt* CTNetPktFragLinker::FindPartner(CTSstpMessage& msg, uint32_t now) {
 }
 
 CTXmitPkt* CTNetPktFragLinker::Find(unsigned src, unsigned short seq) {
-    if (m_in_bucket[BucketOf(src, seq)] == 0) return nullptr;
-    return FindIf([=](CTSstpMessage& msg) { return msg.GetSrc() == src && msg.GetSeq() == seq; });
+    return FindIf(BucketOf(src, seq),
+                  [=](CTSstpMessage& msg) { return msg.GetSrc() == src && msg.GetSeq() == seq; });
 }
 
 CTXmitPkt* CTNetPktFragLinker::Find(unsigned src, unsigned short seq, unsigned char index) {
-    if (m_in_bucket[BucketOf(src, seq)] == 0) return nullptr;
-    return FindIf([=](CTSstpMessage& msg) {
+    return FindIf(BucketOf(src, seq), [=](CTSstpMessage& msg) {
         return msg.GetSrc() == src && msg.GetSeq() == seq && msg.GetFrameIndex() == index;
     });
 }
@@ -90,7 +102,7 @@ CTXmitPkt* CTNetPktFragLinker::Find(CTXmitPkt& pkt) {
 
 int CTNetPktFragLinker::Delete(CTXmitPkt& pkt) {
     m_list.erase(&pkt);
-    --m_in_bucket[BucketOf(pkt)];
+    Unlink(pkt);
     CTSstpMessage msg;
     if (msg.Attach(pkt)) m_progress.Release(msg.GetSrc());
     pkt.Release();
@@ -112,6 +124,6 @@ int CTNetPktFragLinker::DeleteTimeout(unsigned now) {
 void CTNetPktFragLinker::Release() {
     while (CTLinkedNode* node = m_list.pop_front())
         static_cast<CTXmitPkt*>(node)->Release();
-    m_in_bucket.fill(0);
+    m_buckets.fill(nullptr);
     m_progress.Clear();
 }

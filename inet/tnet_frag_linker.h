@@ -13,9 +13,9 @@
 // and sequence number. It owns what it holds until it gives it back to its pool. Used by the
 // tunnel port's receive thread only.
 //
-// A fragment that comes before its partner, as every pair's first one does, must not walk past all
-// that waits: a count of those in the same bucket of a hash tells mostly that there is none to
-// find. The header of a stored fragment stays as it is.
+// A look-up walks the few that share a bucket of a hash, not all that wait: of a burst, many
+// second halves arrive before the first partner does. The header of a stored fragment stays as it
+// is.
 //
 // Numbers come again after 65,536 messages of their source, so half of a packet that was lost would
 // one day meet half of another one. A fragment that waited longer than 2 seconds, or since whose
@@ -23,8 +23,10 @@
 // one with FindPartner alone; Find tells what is stored, whatever its age.
 class CTNetPktFragLinker {
   public:
-    // Anybody can send fragments without partner: the oldest goes when one more arrives.
-    static constexpr int kMaxWaiting = 256;
+    // Anybody can send fragments without partner: the oldest goes when one more arrives. There is
+    // room for 16 halves of one burst from each of the 15 other edges and the gateway, and for four
+    // times as many without partner.
+    static constexpr int kMaxWaiting = 1024;
     static constexpr uint32_t kMaxAgeMs = 2000;
     static constexpr uint32_t kMaxNumbersPassed = 4096;
 
@@ -60,14 +62,15 @@ class CTNetPktFragLinker {
   private:
     static constexpr size_t kBuckets = 4096;
 
-    static size_t BucketOf(uint32_t src, uint16_t seq);
-    static size_t BucketOf(CTXmitPkt& pkt);
+    CTXmitPkt*& BucketOf(uint32_t src, uint16_t seq);
+    CTXmitPkt*& BucketOf(CTXmitPkt& pkt);
     template <typename Match>
-    CTXmitPkt* FindIf(Match match);
+    CTXmitPkt* FindIf(CTXmitPkt* newest, Match match);
+    void Unlink(CTXmitPkt& pkt);
     void DropAged(uint32_t now);
 
     CTLinkedList m_list;
-    std::array<uint16_t, kBuckets> m_in_bucket{};  // how many of the list
+    std::array<CTXmitPkt*, kBuckets> m_buckets{};  // each a chain of the list's, newest first
     CTNetSourceProgress m_progress;
     CTCounter m_evicted;
     CTCounter m_aged;

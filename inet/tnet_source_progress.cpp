@@ -4,7 +4,7 @@ namespace {
 
 constexpr uint16_t kLate = 4096;
 constexpr uint32_t kHashFactor = 0x9E3779B1;  // spreads neighbouring sources
-constexpr int kHashShift = 23;                // leaves as many bits as there are heads
+constexpr int kHashShift = 21;                // leaves as many bits as there are heads
 
 }  // namespace
 

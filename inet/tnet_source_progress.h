@@ -13,7 +13,7 @@
 // them are here, and an operation is a look-up by hash.
 class CTNetSourceProgress {
   public:
-    static constexpr int kMaxSources = 256;
+    static constexpr int kMaxSources = 1024;
 
     CTNetSourceProgress() { Clear(); }
 
@@ -30,7 +30,7 @@ class CTNetSourceProgress {
     void Clear();
 
   private:
-    static constexpr int kHeads = 512;
+    static constexpr int kHeads = 2048;
     static constexpr int16_t kNone = -1;
 
     struct Source {

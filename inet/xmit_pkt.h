@@ -92,9 +92,11 @@ class CTXmitPkt : public CTLinkedNode {
 
     // ---- The fragment store's ----
 
-    // Its own mark, while it holds the descriptor.
+    // Its own mark and the next one in a bucket, while it holds the descriptor.
     void SetStoreMark(uint32_t mark) { m_store_mark = mark; }
     uint32_t GetStoreMark() const { return m_store_mark; }
+    void SetStoreNext(CTXmitPkt* next) { m_store_next = next; }
+    CTXmitPkt* GetStoreNext() const { return m_store_next; }
 
   private:
     int m_status = kXmitFinished;
@@ -105,6 +107,7 @@ class CTXmitPkt : public CTLinkedNode {
     uint32_t m_recv_tick = 0;
     int m_recv_length = 0;
     uint32_t m_store_mark = 0;
+    CTXmitPkt* m_store_next = nullptr;
     uint8_t m_source = kXmitFromTap;
     CTSkBuffer* m_own_skb = nullptr;  // the buffer that this descriptor created, or null
     CTSkBuffer* m_skb = nullptr;      // the buffer in use

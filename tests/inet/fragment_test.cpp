@@ -206,12 +206,12 @@ TEST_F(Fragments, TheStoreFindsWhatASimpleListFinds) {
         uint16_t n = seq();
         auto found = std::find_if(model.begin(), model.end(), is(s, n));
         ASSERT_EQ(store.Find(s, n), found == model.end() ? nullptr : *found) << step;
-        auto action = random() % 4000;
+        auto action = random() % 16000;
         if (action == 0) {
             store.Release();
             model.clear();
-        } else if (action < 2300) {
-            if (model.size() == 256) model.pop_back();
+        } else if (action < 9200) {
+            if (model.size() == CTNetPktFragLinker::kMaxWaiting) model.pop_back();
             model.push_front(Store(Message(20, s, n)));
         } else if (found != model.end()) {
             store.Delete(**found);
@@ -221,9 +221,9 @@ TEST_F(Fragments, TheStoreFindsWhatASimpleListFinds) {
 }
 
 TEST_F(Fragments, TheOldestGoesWhenTheStoreIsFull) {
-    for (uint16_t seq = 0; seq < 300; ++seq)
+    for (uint16_t seq = 0; seq < CTNetPktFragLinker::kMaxWaiting + 44; ++seq)
         Store(Message(20, 1, seq));
-    EXPECT_EQ(pool.GetLoans(), 256);
+    EXPECT_EQ(pool.GetLoans(), CTNetPktFragLinker::kMaxWaiting);
     EXPECT_EQ(store.GetEvicted(), 44u);
     EXPECT_EQ(store.Find(1, 43), nullptr);
     EXPECT_NE(store.Find(1, 44), nullptr);

@@ -32,7 +32,7 @@ flooded commands "$edge" c
 flooded fragments "$edge" e
 flooded requests "$router" f
 "$lab" stat a >"$LAB_DIR/stat.out" || fail "no status"
-for line in 'fragments waiting: 256' 'dropped, fragment without partner: [1-9]'; do
+for line in 'fragments waiting: 1024' 'dropped, fragment without partner: [1-9]'; do
     grep -q "^$line" "$LAB_DIR/stat.out" || fail "the status lacks \"$line\""
 done
 "$lab" table >"$LAB_DIR/table.out"
