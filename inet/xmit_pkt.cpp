@@ -28,6 +28,7 @@ void CTXmitPkt::Init() {
     m_status = kXmitFinished;
     m_recv_tick = 0;
     m_recv_length = 0;
+    m_burst = 0;
     m_store_mark = 0;
     m_source = kXmitFromTap;
     m_own_skb = nullptr;
@@ -38,6 +39,7 @@ void CTXmitPkt::Init() {
 void CTXmitPkt::Reset() {
     m_recv_tick = 0;
     m_recv_length = 0;
+    m_burst = 0;
     m_store_mark = 0;
     m_source = kXmitFromTap;
     m_recv_addr.Zero();

@@ -67,6 +67,9 @@ class CTXmitPkt : public CTLinkedNode {
     int GetRecvLength() const { return m_recv_length; }
     void SetRecvTick(unsigned tick) { m_recv_tick = tick; }
     unsigned GetRecvTick() const { return m_recv_tick; }
+    // Packets of one burst of the host's stack carry its number; those that came alone carry 0.
+    void SetBurst(uint32_t burst) { m_burst = burst; }
+    uint32_t GetBurst() const { return m_burst; }
     void SetSource(uint8_t source) { m_source = source; }
     uint8_t GetSource() const { return m_source; }
     void SetStatus(int status) { m_status = status; }
@@ -106,6 +109,7 @@ class CTXmitPkt : public CTLinkedNode {
     CTSockAddr m_send_addr;
     uint32_t m_recv_tick = 0;
     int m_recv_length = 0;
+    uint32_t m_burst = 0;
     uint32_t m_store_mark = 0;
     CTXmitPkt* m_store_next = nullptr;
     uint8_t m_source = kXmitFromTap;

@@ -23,6 +23,7 @@ bool CTSstpConnect::Open(CTSockAddr& central) {
     // The system's own size holds under 100 full datagrams: a burst while the receive thread waits
     // for its turn would take heartbeat replies and commands with it. It may grant less.
     m_udp.SetRecvBufSize(kRecvBufKb);
+    m_sender.Attach(m_udp.GetHandle());
     m_central = central;
     return true;
 }
@@ -40,6 +41,11 @@ int CTSstpConnect::SendNumbered(CTSockAddr& to, CTSstpMessage& msg, uint16_t seq
     msg.SetSrc(m_identifier);
     int length = std::min(msg.GetMessageLength(), msg.GetBufferSize());
     return m_udp.Write(to.GetSockAddrin(), msg.GetBufferPtr(), length);
+}
+
+void CTSstpConnect::Number(CTSstpMessage& msg) {
+    if (msg.GetSeq() == 0) msg.SetSeq(NextSeq(msg.GetType()));
+    msg.SetSrc(m_identifier);
 }
 
 int CTSstpConnect::Write(CTSockAddr& to, CTSstpMessage& msg) {

@@ -5,6 +5,7 @@
 
 #include "base/pvu_sockaddr.h"
 #include "base/pvu_udp.h"
+#include "offload/grouped_sender.h"
 #include "sstp/sstp_message.h"
 
 class CTSstpGetDeviceAckParamList;
@@ -57,6 +58,14 @@ class CTSstpConnect {
     int Write(CTSockAddr& to, CTSstpMessage& msg);
     // Numbers both alike and sends the second one first; the sum of both results.
     int Write(CTSockAddr& to, CTSstpMessage& first, CTSstpMessage& second);
+
+    // The same in two steps, for bursts: numbers and stamps one message as Write does, and sends
+    // datagrams, as they are and in their order, in as few calls as the system allows; how many it
+    // took.
+    void Number(CTSstpMessage& msg);
+    int WriteBurst(const CTDatagram* datagrams, int count) {
+        return m_sender.Send(datagrams, count);
+    }
 
     // ---- Exchanges: main thread, while the port does not run or is paused ----
 
@@ -112,6 +121,7 @@ class CTSstpConnect {
     CTSockAddr m_central;
     bool m_strict_source = false;
     CTUdp m_udp;
+    CTGroupedSender m_sender;
     bool m_answered = false;
     int m_send_error = 0;
     const std::atomic<uint8_t>* m_quit = nullptr;  // while the edge joins again
