@@ -1,5 +1,6 @@
 #include "offload/grouped_sender.h"
 
+#include <arpa/inet.h>
 #include <netinet/udp.h>
 
 #include <algorithm>
@@ -25,8 +26,9 @@ bool IsRefusal(int error) {
 
 }  // namespace
 
-void CTGroupedSender::Attach(int fd) {
+void CTGroupedSender::Attach(int fd, int flags) {
     m_fd = fd;
+    m_flags = flags;
     m_may_segment = true;
     m_may_send_many = true;
 }
@@ -64,16 +66,32 @@ void CTGroupedSender::Prepare(int index, const CTDatagram* datagrams) {
     msg.msg_namelen = sizeof(sockaddr_in);
     msg.msg_iov = &m_pieces[static_cast<size_t>(group.first)];
     msg.msg_iovlen = static_cast<size_t>(group.count);
-    if (group.count == 1) return;
-    Control& control = m_controls[static_cast<size_t>(index)];
+    SetControl(msg, m_controls[static_cast<size_t>(index)], datagrams[group.first].from,
+               group.count > 1 ? datagrams[group.first].length : 0);
+}
+
+// Says what the bytes cannot: the address to send from, and the length of each datagram of a group;
+// 0 for none.
+void CTGroupedSender::SetControl(msghdr& msg, Control& control, uint32_t from, int segment) {
+    size_t used = 0;
+    auto add = [&](int level, int type, const void* value, size_t size) {
+        cmsghdr* part = reinterpret_cast<cmsghdr*>(control.bytes.data() + used);
+        part->cmsg_level = level;
+        part->cmsg_type = type;
+        part->cmsg_len = CMSG_LEN(size);
+        memcpy(CMSG_DATA(part), value, size);
+        used += CMSG_SPACE(size);
+    };
+    if (from != 0) {
+        in_pktinfo info = {};
+        info.ipi_spec_dst.s_addr = htonl(from);
+        add(IPPROTO_IP, IP_PKTINFO, &info, sizeof info);
+    }
+    uint16_t size = static_cast<uint16_t>(segment);
+    if (segment != 0) add(SOL_UDP, UDP_SEGMENT, &size, sizeof size);
+    if (used == 0) return;
     msg.msg_control = control.bytes.data();
-    msg.msg_controllen = control.bytes.size();
-    cmsghdr* cmsg = CMSG_FIRSTHDR(&msg);
-    cmsg->cmsg_level = SOL_UDP;
-    cmsg->cmsg_type = UDP_SEGMENT;
-    cmsg->cmsg_len = CMSG_LEN(sizeof(uint16_t));
-    uint16_t size = static_cast<uint16_t>(datagrams[group.first].length);
-    memcpy(CMSG_DATA(cmsg), &size, sizeof size);
+    msg.msg_controllen = used;
 }
 
 int CTGroupedSender::Send(const CTDatagram* datagrams, int count) {
@@ -108,13 +126,13 @@ int CTGroupedSender::SendSome(int begin, int end) {
     do {
         m_call_count.Add();
         if (m_may_send_many && end - begin > 1) {
-            result = m_calls.sendmmsg(m_fd, first, static_cast<unsigned>(end - begin), 0);
+            result = m_calls.sendmmsg(m_fd, first, static_cast<unsigned>(end - begin), m_flags);
             if (result < 0 && errno == ENOSYS) {
                 m_may_send_many = false;
                 errno = EINTR;
             }
         } else {
-            result = m_calls.sendmsg(m_fd, &first->msg_hdr, 0) >= 0 ? 1 : -1;
+            result = m_calls.sendmsg(m_fd, &first->msg_hdr, m_flags) >= 0 ? 1 : -1;
         }
     } while (result < 0 && errno == EINTR);
     return result;
@@ -143,10 +161,12 @@ int CTGroupedSender::SendOneByOne(const CTDatagram* datagrams, const Group& grou
         msg.msg_namelen = sizeof(sockaddr_in);
         msg.msg_iov = &piece;
         msg.msg_iovlen = 1;
+        Control control;
+        SetControl(msg, control, datagrams[i].from, 0);
         ssize_t result;
         do {
             m_call_count.Add();
-            result = m_calls.sendmsg(m_fd, &msg, 0);
+            result = m_calls.sendmsg(m_fd, &msg, m_flags);
         } while (result < 0 && errno == EINTR);
         if (result >= 0) ++taken;
     }

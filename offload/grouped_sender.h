@@ -8,11 +8,13 @@
 
 #include "base/pvu_counter.h"
 
-// One datagram to send: where its bytes lie, and where it goes.
+// One datagram to send: where its bytes lie, where it goes, and from which address of this host
+// (host byte order, 0: the system chooses).
 struct CTDatagram {
     const uint8_t* data = nullptr;
     int length = 0;
     const sockaddr_in* to = nullptr;
+    uint32_t from = 0;
 };
 
 // The system calls that the sender makes; tests hand in scripted ones.
@@ -36,8 +38,9 @@ class CTGroupedSender {
 
     explicit CTGroupedSender(const CTSendCalls& calls = {}) : m_calls(calls) {}
 
-    // A new socket: everything is tried anew.
-    void Attach(int fd);
+    // A new socket, and the flags of its calls (MSG_DONTWAIT where nobody may wait for room in its
+    // buffer): everything is tried anew.
+    void Attach(int fd, int flags = 0);
     // Sends up to kMaxBurst datagrams; how many the system took.
     int Send(const CTDatagram* datagrams, int count);
 
@@ -51,8 +54,12 @@ class CTGroupedSender {
         int first = 0;
         int count = 0;
     };
+    struct alignas(cmsghdr) Control {
+        std::array<uint8_t, CMSG_SPACE(sizeof(in_pktinfo)) + CMSG_SPACE(sizeof(uint16_t))> bytes;
+    };
     int MakeGroups(const CTDatagram* datagrams, int count);
     void Prepare(int group, const CTDatagram* datagrams);
+    static void SetControl(msghdr& msg, Control& control, uint32_t from, int segment);
     int SendGroups(const CTDatagram* datagrams, int begin, int end);
     int SendOneByOne(const CTDatagram* datagrams, const Group& group);
     int SendRefused(const CTDatagram* datagrams, const Group& group);
@@ -60,6 +67,7 @@ class CTGroupedSender {
 
     const CTSendCalls m_calls;
     int m_fd = -1;
+    int m_flags = 0;
     bool m_may_segment = true;
     bool m_may_send_many = true;
     CTCounter m_segments_refused;
@@ -67,9 +75,6 @@ class CTGroupedSender {
 
     std::array<Group, kMaxBurst> m_groups;
     std::array<mmsghdr, kMaxBurst> m_messages;
-    std::array<iovec, kMaxBurst> m_pieces;  // one for each datagram
-    struct alignas(cmsghdr) Control {
-        std::array<uint8_t, CMSG_SPACE(sizeof(uint16_t))> bytes;
-    };
+    std::array<iovec, kMaxBurst> m_pieces;      // one for each datagram
     std::array<Control, kMaxBurst> m_controls;  // one for each group
 };

@@ -41,19 +41,20 @@ void CTCentralRouter::PrintTable(TcrTime now) {
 
 void CTCentralRouter::Receive(const TcrPath& from, const uint8_t* data, int length, TcrTime now) {
     ++m_core.counters.received;
-    m_buffer.Copy(data, length);
     CTSstpMessage msg;
-    bool complete = m_buffer.GetDataLength() == length && length >= kSstpHeaderSize &&
-                    msg.Attach(m_buffer) && msg.GetMessageLength() >= kSstpHeaderSize &&
-                    msg.GetMessageLength() <= length;
+    bool complete = length <= kRequestSize && length >= kSstpHeaderSize &&
+                    msg.Attach(const_cast<uint8_t*>(data), length) &&
+                    msg.GetMessageLength() >= kSstpHeaderSize && msg.GetMessageLength() <= length;
     if (!complete) {
         ++m_core.counters.malformed;
         return;
     }
     TcrDatagram datagram{from, data, length, m_buffer, msg, now};
+    // What is only passed on is not copied.
+    if (msg.GetType() == kSstpNetPacket) return m_relay.Packet(datagram);
+    m_buffer.Copy(data, length);
+    msg.Attach(m_buffer);
     switch (msg.GetType()) {
-        case kSstpNetPacket:
-            return m_relay.Packet(datagram);
         case kSstpInterCommand:
             return m_sessions.HeartBeat(datagram);
         case kSstpCommand:

@@ -34,8 +34,9 @@ class CTCentralRouter {
 
     // -- While serving
 
-    // One datagram.
+    // One datagram. Its bytes last until EndOfBurst, which follows each run of them.
     void Receive(const TcrPath& from, const uint8_t* data, int length, TcrTime now);
+    void EndOfBurst() { m_relay.EndOfBurst(); }
     // What is due by now: edges gone silent, announcements. A few times a second.
     void Tick(TcrTime now);
     // After each batch of datagrams, ticks and outcomes: hands over what changed.

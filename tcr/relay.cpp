@@ -21,8 +21,14 @@ void TcrRelay::Packet(const TcrDatagram& datagram) {
         ++m_core.counters.unknown_destination;
         return;
     }
-    bool sent = m_core.link.Send(to->path, datagram.data, datagram.length);
+    bool sent = m_core.link.Pass(to->path, datagram.data, datagram.length);
     ++(sent ? m_core.counters.relayed : m_core.counters.send_refused);
+}
+
+void TcrRelay::EndOfBurst() {
+    uint64_t refused = static_cast<uint64_t>(m_core.link.Flush());
+    m_core.counters.relayed -= refused;
+    m_core.counters.send_refused += refused;
 }
 
 TcrSession* TcrRelay::Destination(TcrSubnet& subnet, uint32_t identifier) const {

@@ -11,6 +11,8 @@ class TcrRelay {
         : m_core(core), m_sessions(sessions), m_gateway(core.link) {}
 
     void Packet(const TcrDatagram& datagram);
+    // The datagrams' bytes will not last any longer: what was passed on leaves now.
+    void EndOfBurst();
     void Tick(TcrTime now) { m_gateway.Tick(now); }
 
   private:

@@ -12,7 +12,7 @@ struct TcrDatagram {
     const TcrPath& from;
     const uint8_t* data;  // as it came
     int length;
-    CTSkBuffer& buffer;  // a copy, to which the message classes attach
-    CTSstpMessage& msg;
+    CTSkBuffer& buffer;  // a copy, to which the message classes attach; not of a network packet
+    CTSstpMessage& msg;  // over the copy, or a network packet's own bytes
     TcrTime now;
 };

@@ -11,6 +11,13 @@ class TcrLink {
     // One datagram, from the path's local address where that is known. False when the system
     // refused it: it is lost, as it might have been on the road.
     virtual bool Send(const TcrPath& to, const void* data, int length) = 0;
+    // A network packet that is passed on: the same, but its bytes stay where they are until Flush,
+    // and it may leave only then, in order with the others.
+    virtual bool Pass(const TcrPath& to, const uint8_t* data, int length) {
+        return Send(to, data, length);
+    }
+    // Sends what was passed on; how many of those that Pass took the system refused after all.
+    virtual int Flush() { return 0; }
     // One line for the operator, without newline.
     virtual void Tell(const char* line) = 0;
 };

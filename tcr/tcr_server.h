@@ -31,6 +31,8 @@ class TcrServer : public TcrLink {
     bool Run(const TcrConfig& config);
 
     bool Send(const TcrPath& to, const void* data, int length) override;
+    bool Pass(const TcrPath& to, const uint8_t* data, int length) override;
+    int Flush() override { return m_socket.Flush(); }
     void Tell(const char* line) override;
 
   private:

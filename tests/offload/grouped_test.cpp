@@ -29,7 +29,10 @@ struct ScriptedSystem {
 
     static uint16_t SegmentSize(const msghdr& msg) {
         uint16_t size = 0;
-        if (cmsghdr* cmsg = CMSG_FIRSTHDR(&msg)) memcpy(&size, CMSG_DATA(cmsg), sizeof size);
+        msghdr parts = msg;
+        for (cmsghdr* part = CMSG_FIRSTHDR(&parts); part; part = CMSG_NXTHDR(&parts, part)) {
+            if (part->cmsg_level == SOL_UDP) memcpy(&size, CMSG_DATA(part), sizeof size);
+        }
         return size;
     }
     static std::string Describe(const msghdr& msg) {
@@ -156,6 +159,7 @@ TEST_F(GroupedSender, AnAddressThatIsRefusedIsNotTheSystem) {
 }
 
 TEST(GroupedReceiver, TakesWhatWasSentInGroupsDatagramByDatagram) {
+    constexpr uint32_t kFrom = 0x7F000009;  // another address of this host
     int in = socket(AF_INET, SOCK_DGRAM, 0);
     int out = socket(AF_INET, SOCK_DGRAM, 0);
     sockaddr_in addr = {};
@@ -175,7 +179,7 @@ TEST(GroupedReceiver, TakesWhatWasSentInGroupsDatagramByDatagram) {
     for (size_t length : {132u, 132u, 132u, 1400u, 1400u, 900u, 1u, 0u, 60000u})
         datagrams.push_back(WireBytes(length, static_cast<uint8_t>(length)));
     for (WireBytes& bytes : datagrams)
-        burst.push_back({bytes.data(), static_cast<int>(bytes.size()), &addr});
+        burst.push_back({bytes.data(), static_cast<int>(bytes.size()), &addr, kFrom});
     EXPECT_EQ(sender.Send(burst.data(), static_cast<int>(burst.size())), 9);
 
     std::vector<WireBytes> received;
@@ -183,7 +187,7 @@ TEST(GroupedReceiver, TakesWhatWasSentInGroupsDatagramByDatagram) {
     while (receiver.Receive() > 0) {
         while (receiver.Next(datagram)) {
             received.emplace_back(datagram.data, datagram.data + datagram.length);
-            EXPECT_EQ(ntohl(datagram.from->sin_addr.s_addr), INADDR_LOOPBACK);
+            EXPECT_EQ(ntohl(datagram.from->sin_addr.s_addr), kFrom);
             EXPECT_EQ(datagram.to, INADDR_LOOPBACK);
             EXPECT_FALSE(datagram.was_cut);
         }

@@ -159,4 +159,42 @@ TEST_F(Relay, AnswersNothingElse) {
     EXPECT_EQ(Answer().size(), 84u);
 }
 
+// A link that sends what is passed on at the end of a burst only, and is then refused one.
+struct BurstRig : CentralRouterRig {
+    bool Pass(const TcrPath& to, const uint8_t* data, int length) override {
+        passed.push_back({to, WireBytes(data, data + length)});
+        return true;
+    }
+    int Flush() override {
+        for (auto& [to, bytes] : passed)
+            Send(to, bytes.data(), static_cast<int>(bytes.size()));
+        int refused = passed.empty() ? 0 : 1;
+        passed.clear();
+        return refused;
+    }
+    std::vector<std::pair<TcrPath, WireBytes>> passed;
+};
+
+TEST(RelayInBursts, PacketsWaitForTheEndOfTheBurstAndRefusedOnesAreCountedThen) {
+    OutputCapture output;
+    BurstRig rig;
+    SimulatedEdge a{rig, 1001, 0xA};
+    SimulatedEdge b{rig, 1002, 0xB};
+    a.Join();
+    b.Join();
+    rig.CentralRouterRig::Pass(600);
+    b.Obey();
+    WireMessage packet{.type = 5, .src = a.identifier, .dst = b.identifier, .body = {1, 2, 3}};
+    for (uint16_t seq = 1; seq <= 3; ++seq) {
+        packet.seq = seq;
+        rig.Receive(a.port, packet);
+    }
+    EXPECT_FALSE(b.HasMail());
+    rig.router->EndOfBurst();
+    for (uint16_t seq = 1; seq <= 3; ++seq)
+        EXPECT_EQ(b.Next().seq, seq);
+    EXPECT_EQ(rig.router->GetCounters().relayed, 2u);
+    EXPECT_EQ(rig.router->GetCounters().send_refused, 1u);
+}
+
 }  // namespace
