@@ -62,6 +62,9 @@ class CTForwardIngress : public CTForwardBase {
     uint64_t GetForeignCount() const { return m_foreign.Get(); }
 
   private:
+    void HandleBurst(CTXmitPkt** pkts, int n);
+    bool TakePacket(CTXmitPkt& pkt);
+    bool IsTimeForPeers();
     bool HoldsBody(CTXmitPkt& pkt, int length);
     bool ReplaceRouter(CTSstpAddRouterMsg& msg, CTString& text);
     void PrintSubnet(CTString& text) const;
@@ -71,6 +74,7 @@ class CTForwardIngress : public CTForwardBase {
     bool IsFromPeer(CTXmitPkt& pkt) const;
     void AddDevices(uint32_t identifier, CTSstpGetDeviceAckParamList& list);
 
+    uint32_t m_last_peer_look = 0;  // tick
     CTCounter m_malformed;
     CTCounter m_foreign;
 };

@@ -5,6 +5,7 @@
 
 #include "forward/forward_outgress.h"
 
+#include "base/pvu_batch.h"
 #include "forward/net_device.h"
 #include "inet/tnet_ether_hdr.h"
 #include "inet/tnet_ipv4_hdr.h"
@@ -31,16 +32,29 @@ CTForwardOutgress::CTForwardOutgress() {
 
 void CTForwardOutgress::DoneLoop() {
     if (!IsComplete()) return;
+    pvu_batch_thread();
+    CTXmitPkt* burst[CTNetDevice::kMaxBurst];
     while (IsRunning()) {
-        CTXmitPkt* pkt = m_device->Read();
-        if (!pkt) continue;
-        if (Verify(*pkt) == kAccept) {
-            NetPacketHandle(*pkt);
-            NetPacketFinish(*pkt);
-        } else {
-            pkt->Release();
+        int n = m_device->Read(burst, CTNetDevice::kMaxBurst);
+        if (n > 0) ForwardBurst(burst, n);
+    }
+}
+
+// A burst's road is that of each of its packets, under one lock and into the queue at once.
+void CTForwardOutgress::ForwardBurst(CTXmitPkt** pkts, int n) {
+    CTXmitPkt* dropped[CTNetDevice::kMaxBurst];
+    int drops = 0;
+    int kept = 0;
+    {
+        CTReadGuard guard(*m_lock);
+        for (int i = 0; i < n; ++i) {
+            CTXmitPkt* pkt = pkts[i];
+            bool is_ready = Verify(*pkt) == kAccept && AddressPacket(*pkt);
+            (is_ready ? pkts[kept++] : dropped[drops++]) = pkt;
         }
     }
+    CTXmitPktPool::Release(dropped, drops);
+    if (kept > 0) m_port->Write(pkts, kept);
 }
 
 int CTForwardOutgress::Verify(CTXmitPkt& pkt) {
@@ -113,21 +127,24 @@ int CTForwardOutgress::FindDDstIdentifier(CTXmitPkt& pkt) {
 }
 
 void CTForwardOutgress::NetPacketHandle(CTXmitPkt& pkt) {
-    pkt.SetStatus(kXmitFinished);
+    CTReadGuard guard(*m_lock);
+    pkt.SetStatus(AddressPacket(pkt) ? kToBeSent : kXmitFinished);
+}
+
+// Look-up and header; false when the packet is to be dropped.
+bool CTForwardOutgress::AddressPacket(CTXmitPkt& pkt) {
     unsigned int identifier = 0;
     if (!ChooseRoute(pkt, identifier)) {
         m_counters.unknown_destination.Add();
-        return;
+        return false;
     }
-    if (PushSstpHeader(pkt, identifier) != 0) return;
-    pkt.SetStatus(kToBeSent);
+    return PushSstpHeader(pkt, identifier) == 0;
 }
 
 // Finds the destination and sets the send address: the peer's own endpoint while its direct path
 // works, otherwise the central router. The port sends every network packet to the central router
 // all the same.
 bool CTForwardOutgress::ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier) {
-    CTReadGuard guard(*m_lock);
     if (FindDstIdentifier(pkt, identifier) == 0) return false;
     CTP2PConnect* peer = GetPeers().GetConnect(identifier);
     pkt.SetSendAddr(peer && peer->IsConnect() ? peer->GetEndpointAddr() : m_central);

@@ -63,7 +63,9 @@ class CTForwardOutgress : public CTForwardBase {
     const Counters& GetCounters() const { return m_counters; }
 
   private:
-    bool ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier);
+    void ForwardBurst(CTXmitPkt** pkts, int n);
+    bool AddressPacket(CTXmitPkt& pkt) PVU_REQUIRES_SHARED(*m_lock);
+    bool ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier) PVU_REQUIRES_SHARED(*m_lock);
 
     CTSockAddr m_central;
     Counters m_counters;

@@ -4,6 +4,7 @@
 #include <linux/if_tun.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,6 +22,7 @@ constexpr unsigned long kTunSetNoCsum = 0x400454C8;  // TUNSETNOCSUM, gone from 
 constexpr size_t kShortNameMax = 3;
 constexpr int kAddrTextSize = 16;
 constexpr int kCommandSize = 256;
+constexpr int kForEver = -1;
 
 // A short name is not asked for: the kernel chooses one. A type that is neither sets no flag, and
 // the driver refuses it.
@@ -31,6 +33,19 @@ ifreq RequestFor(const char* name, int type) {
     if (type == kAdapterTap) request.ifr_flags |= IFF_TAP;
     if (strlen(name) > kShortNameMax) memcpy(request.ifr_name, name, strnlen(name, IFNAMSIZ));
     return request;
+}
+
+// Asks the driver for the interface, with the virtio header and bursts of TCP if it grants them;
+// the last request's result.
+int SetInterface(int fd, ifreq& request, bool& has_header) {
+    ifreq with_header = request;
+    with_header.ifr_flags |= IFF_VNET_HDR;
+    has_header = (request.ifr_flags & IFF_TUN) != 0 && ioctl(fd, TUNSETIFF, &with_header) >= 0;
+    if (!has_header) return ioctl(fd, TUNSETIFF, &request);
+    // Should this be refused, each read has one packet, behind a header that says so.
+    ioctl(fd, TUNSETOFFLOAD, TUN_F_CSUM | TUN_F_TSO4);
+    request = with_header;
+    return 0;
 }
 
 // Any non-zero argument: the driver is not to verify checksums.
@@ -48,10 +63,10 @@ int CTNetAdapter::Open(const char* name, int type) {
     pvu_text_field_set(m_name, name);
     m_fd = m_adopted_fd.exchange(-1);
     m_is_adopted = m_fd != -1;
-    if (!m_is_adopted) {
-        m_fd = OpenDriver(name, type);
-        return m_fd;
-    }
+    m_has_header = m_is_adopted && m_adopted_has_header;
+    if (!m_is_adopted) m_fd = OpenDriver(name, type);
+    m_reader.Attach(m_fd, m_has_header);
+    if (!m_is_adopted) return m_fd;
     m_open_error = 0;
     printf("TUN/TAP device %s opened\n", name);
     return m_fd;
@@ -67,7 +82,10 @@ int CTNetAdapter::OpenDriver(const char* name, int type) {
         printf("I don't recognize device %s as a TUN or TAP device", name);
     }
     ifreq request = RequestFor(name, type);
-    if (ioctl(fd, TUNSETIFF, &request) < 0) {
+    bool has_header = false;
+    int result = SetInterface(fd, request, has_header);
+    m_has_header = has_header;
+    if (result < 0) {
         if (m_open_error == 0) m_open_error = errno;
         printf("Cannot ioctl TUNSETIFF %s", name);
     }
@@ -106,11 +124,12 @@ void CTNetAdapter::SetGone(bool gone) {
 
 int CTNetAdapter::MakeAgain() {
     SetGone(true);
+    m_next_has_header = m_adopted_has_header;
     if (m_is_adopted) return m_adopted_fd.exchange(-1);
     int fd = open(kTunDevice, O_RDWR | O_CLOEXEC);
     if (fd < 0) return -1;
     ifreq request = RequestFor(m_name, m_type);
-    if (ioctl(fd, TUNSETIFF, &request) < 0) {
+    if (SetInterface(fd, request, m_next_has_header) < 0) {
         close(fd);
         return -1;
     }
@@ -120,6 +139,8 @@ int CTNetAdapter::MakeAgain() {
 
 void CTNetAdapter::Replace(int fd) {
     close(std::exchange(m_fd, fd));
+    m_has_header = m_next_has_header;
+    m_reader.Attach(m_fd, m_has_header);
     SetGone(false);
 }
 
@@ -192,16 +213,47 @@ void CTNetAdapter::RunCommand(const char* command) {
 
 int CTNetAdapter::Read(void* buf, int len) {
     if (!IsUsable(buf, len)) return -1;
+    if (m_has_header) return ReadPacket(buf, len, kForEver);
     return static_cast<int>(read(m_fd, buf, static_cast<size_t>(len)));
 }
 
 int CTNetAdapter::Read(void* buf, int len, int timeout_ms) {
-    return IsUsable(buf, len) ? PollRead(m_fd, buf, len, timeout_ms) : -1;
+    if (!IsUsable(buf, len)) return -1;
+    if (m_has_header) return ReadPacket(buf, len, timeout_ms);
+    return PollRead(m_fd, buf, len, timeout_ms);
+}
+
+// One packet, also of a burst: the rest of it waits for the next call.
+int CTNetAdapter::ReadPacket(void* buf, int len, int timeout_ms) {
+    if (!m_reader.HasPacket()) {
+        int result = WaitReadable(timeout_ms) ? m_reader.Read() : 0;
+        if (result < 0) return -1;
+        if (result == 0) {
+            errno = ETIMEDOUT;
+            return 0;
+        }
+    }
+    return m_reader.Next(static_cast<uint8_t*>(buf), len);
+}
+
+bool CTNetAdapter::WaitReadable(int timeout_ms) const {
+    pollfd wait = {m_fd, POLLIN, 0};
+    return PollWait(&wait, 1, timeout_ms) > 0;
 }
 
 int CTNetAdapter::Write(const void* buf, int len) {
     if (!IsUsable(buf, len)) return -1;
-    return static_cast<int>(write(m_fd, buf, static_cast<size_t>(len)));
+    if (!m_has_header) return static_cast<int>(write(m_fd, buf, static_cast<size_t>(len)));
+    tnet_virtio_hdr header = {};
+    iovec pieces[] = {{&header, sizeof header}, {const_cast<void*>(buf), static_cast<size_t>(len)}};
+    int result = WritePieces(pieces, 2);
+    return result > 0 ? result - kVirtioHdrSize : result;
+}
+
+int CTNetAdapter::WritePieces(const iovec* pieces, int count) {
+    if (!IsOpen()) return -1;
+    int skipped = m_has_header ? 0 : 1;
+    return static_cast<int>(writev(m_fd, pieces + skipped, count - skipped));
 }
 
 int CTNetAdapter::PollWait(pollfd* fds, unsigned long n, int timeout_ms) {

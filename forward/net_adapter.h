@@ -9,6 +9,7 @@
 #include "base/pvu_text_field.h"
 #include "inet/tnet_ether.h"
 #include "inet/tnet_ip.h"
+#include "offload/burst_reader.h"
 
 constexpr int kAdapterTap = 1;  // Ethernet frames
 constexpr int kAdapterTun = 2;  // IP packets
@@ -73,6 +74,18 @@ class CTNetAdapter {
     int Read(void* buf, int len, int timeout_ms);
     int Write(const void* buf, int len);
 
+    // Whole bursts, where the driver grants it: the interface then hands over, and takes, the
+    // packets of a TCP flow as one (see offload/virtio_hdr.h). Without, each is one packet.
+    bool HasBursts() const { return m_has_header; }
+    // Waits until there is something to read: false on time-out.
+    bool WaitReadable(int timeout_ms) const;
+    // What the interface gives, for the thread that reads it.
+    CTBurstReader& GetReader() { return m_reader; }
+    // A packet or burst in pieces, of which the first is the virtio header: left out where the
+    // interface has none, so that only a single packet may be written there. The system call's
+    // result, -1 for a closed adapter.
+    int WritePieces(const iovec* pieces, int count);
+
     // An interface that was deleted while the adapter is open, made anew with the same name and
     // type: its descriptor, to be handed to Replace, or -1 while there is none to be had, as when
     // another interface has the name. Prints nothing. Until Replace the interface counts as gone,
@@ -103,12 +116,16 @@ class CTNetAdapter {
     // ---- The tests' ----
 
     // The next Open or MakeAgain takes this descriptor, which the adapter then owns, instead of
-    // the driver's. Every read and write of it is one packet, and no interface is configured. Any
-    // thread.
-    void Adopt(int fd) { m_adopted_fd = fd; }
+    // the driver's. Every read and write of it is one packet, or one burst where it is said to
+    // carry the virtio header, and no interface is configured. Any thread.
+    void Adopt(int fd, bool has_header = false) {
+        m_adopted_has_header = has_header;
+        m_adopted_fd = fd;
+    }
 
   private:
     int OpenDriver(const char* name, int type);
+    int ReadPacket(void* buf, int len, int timeout_ms);
     bool IsUsable(const void* buf, int len) const { return buf && len >= 1 && IsOpen(); }
     void SetGone(bool gone);
     void RunCommand(const char* command) PVU_REQUIRES(m_config_mutex);
@@ -122,6 +139,9 @@ class CTNetAdapter {
     char m_name[kTextFieldSize] = {};
     int m_open_error = 0;  // errno of what kept the last open from an interface
     bool m_is_adopted = false;
+    std::atomic<bool> m_has_header{false};  // each packet has the virtio header in front
+    bool m_next_has_header = false;         // of the interface of MakeAgain
+    CTBurstReader m_reader;
 
     // Held while a command runs, so that the last one is that of the last address.
     mutable CTMutex m_config_mutex;
@@ -129,5 +149,6 @@ class CTNetAdapter {
     CIPv4Addr m_mask PVU_GUARDED_BY(m_config_mutex){255, 255, 255, 0};
     bool m_is_gone PVU_GUARDED_BY(m_config_mutex) = false;
 
+    std::atomic<bool> m_adopted_has_header{false};
     std::atomic<int> m_adopted_fd{-1};
 };

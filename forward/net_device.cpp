@@ -1,12 +1,14 @@
-// A packet's road through the device: ReadXmitPacket (receive thread) -> Queue -> Read (outgress
+// A packet's road through the device: ReadBurst (receive thread) -> QueueBurst -> Read (outgress
 // thread); the other way it is the one call of Write.
 
 #include "forward/net_device.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "base/pvu_batch.h"
 #include "base/pvu_sleep.h"
 #include "base/pvu_tick.h"
 
@@ -74,11 +76,81 @@ void* CTNetDevice::ThreadEntry(void* device) {
 
 void CTNetDevice::RxLoop() {
     if (!m_adapter || !m_pool) return;
+    pvu_batch_thread();
     while (m_running == 1) {
-        if (CTXmitPkt* pkt = ReadXmitPacket()) Queue(pkt);
+        if (TakeSpares()) ReadBurst();
     }
+    CTXmitPktPool::Release(m_spares.data(), m_spare_count);
+    m_spare_count = 0;
     m_rx_semaphore.Post();
     ClearRxFifo();
+}
+
+// Descriptors for the next burst; false, after a pause, when there is not one to be had.
+bool CTNetDevice::TakeSpares() {
+    m_spare_count +=
+        m_pool->Alloc(&m_spares[static_cast<size_t>(m_spare_count)], kMaxBurst - m_spare_count);
+    if (m_spare_count > 0) return true;
+    m_counters.pool_empty.Add();
+    pvu_msleep(kPoolBackOffMs);
+    return false;
+}
+
+// What the interface has by now, as far as there are descriptors: it ends when nothing more is to
+// be read, so that a lone packet is passed on at once.
+void CTNetDevice::ReadBurst() {
+    CTBurstReader& reader = m_adapter->GetReader();
+    int result = reader.HasPacket() ? 1 : reader.Read();
+    if (result == 0) {
+        if (!m_adapter->WaitReadable(kReadWaitMs)) return;
+        result = reader.Read();
+    }
+    if (result < 0) return OnFailedRead();
+    m_read_failure_printed = false;
+    m_read_failed = false;
+    m_now = CTThread::GetCurrentTick();
+    while (reader.HasPacket()) {
+        TakePackets(reader);
+        if (m_filled == m_spare_count || reader.Read() <= 0) break;
+    }
+    QueueBurst();
+}
+
+// The packets of one read.
+void CTNetDevice::TakePackets(CTBurstReader& reader) {
+    if (reader.IsBurst() && reader.IsFirst() && ++m_burst_number == 0) m_burst_number = 1;
+    while (reader.HasPacket() && m_filled < m_spare_count) {
+        CTXmitPkt& pkt = *m_spares[static_cast<size_t>(m_filled)];
+        CTSkBuffer* skb = pkt.GetSkb();
+        int length = reader.Next(skb->GetData(), skb->GetFreeSize());
+        if (length < m_min_length) {
+            m_counters.short_read.Add();
+            continue;
+        }
+        TakePacket(pkt, length);
+        pkt.SetBurst(reader.IsBurst() ? m_burst_number : 0);
+        ++m_filled;
+    }
+}
+
+void CTNetDevice::TakePacket(CTXmitPkt& pkt, int length) {
+    pkt.GetSkb()->Put(length);
+    pkt.SetNetLayer(m_net_layer);
+    pkt.SetRecvTick(m_now);
+    pkt.SetSource(kXmitFromTap);
+    m_counters.read.Add();
+}
+
+void CTNetDevice::QueueBurst() {
+    int queued = m_rx_fifo.Enqueue(m_spares.data(), m_filled, CTXmitPktMtFifo::kMaxNetPackets);
+    m_rx_semaphore.Post(queued);
+    if (queued < m_filled) {
+        m_counters.queue_full.Add(static_cast<uint64_t>(m_filled - queued));
+        CTXmitPktPool::Release(&m_spares[static_cast<size_t>(queued)], m_filled - queued);
+    }
+    std::copy(m_spares.begin() + m_filled, m_spares.begin() + m_spare_count, m_spares.begin());
+    m_spare_count -= m_filled;
+    m_filled = 0;
 }
 
 CTXmitPkt* CTNetDevice::ReadXmitPacket() {
@@ -90,23 +162,20 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
     }
     CTSkBuffer* skb = pkt->GetSkb();
     int length = m_adapter->Read(skb->GetData(), skb->GetFreeSize(), kReadWaitMs);
-    bool is_gone = length <= 0 && errno == ENODEV;
-    if (is_gone) length = -1;  // also where it is an end and no error
+    bool is_end = length == 0 && errno == ENODEV;  // an end, and no error
     if (length >= m_min_length) {
-        skb->Put(length);
-        pkt->SetNetLayer(m_net_layer);
-        pkt->SetRecvTick(CTThread::GetCurrentTick());
-        pkt->SetSource(kXmitFromTap);
-        m_counters.read.Add();
+        m_now = CTThread::GetCurrentTick();
+        TakePacket(*pkt, length);
         m_read_failure_printed = false;
         m_read_failed = false;
         return pkt;
     }
-    if (length < 0) PrintFailure(m_read_failure_printed, "read");
     pkt->Release();
-    if (is_gone && RestoreInterface()) return nullptr;
-    if (length < 0) OnFailedRead();
-    if (length >= 0) m_read_failed = false;
+    if (length < 0 || is_end) {
+        OnFailedRead();
+        return nullptr;
+    }
+    m_read_failed = false;
     if (length > 0) m_counters.short_read.Add();
     return nullptr;
 }
@@ -114,6 +183,9 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
 // A failed read came back at once: without a pause an interface that is gone would keep this
 // thread busy for ever. One that fails by itself, as a signal may make it, costs none.
 void CTNetDevice::OnFailedRead() {
+    bool is_gone = errno == ENODEV;
+    PrintFailure(m_read_failure_printed, "read");
+    if (is_gone && RestoreInterface()) return;
     m_counters.read_failed.Add();
     if (m_read_failed) pvu_msleep(kReadWaitMs);
     m_read_failed = true;
@@ -141,15 +213,6 @@ bool CTNetDevice::RestoreInterface() {
     return true;
 }
 
-void CTNetDevice::Queue(CTXmitPkt* pkt) {
-    if (m_rx_fifo.Enqueue(pkt, CTXmitPktMtFifo::kMaxNetPackets) != 0) {
-        m_counters.queue_full.Add();
-        pkt->Release();
-        return;
-    }
-    m_rx_semaphore.Post();
-}
-
 CTXmitPkt* CTNetDevice::Read() {
     if (m_running == 0) {
         pvu_msleep(kClosedReadMs);
@@ -159,18 +222,52 @@ CTXmitPkt* CTNetDevice::Read() {
     return m_rx_fifo.Dequeue();
 }
 
+int CTNetDevice::Read(CTXmitPkt** pkts, int n) {
+    if (m_running == 0) {
+        pvu_msleep(kClosedReadMs);
+        return 0;
+    }
+    if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return 0;
+    return m_rx_fifo.Dequeue(pkts, 1 + m_rx_semaphore.Take(n - 1));
+}
+
 int CTNetDevice::Write(CTXmitPkt* pkt) {
     if (!pkt) return 0;
     CTSkBuffer* skb = pkt->GetSkb();
     CTMutexGuard guard(m_write_mutex);
     if (!m_adapter || !skb) return -1;
     int result = m_adapter->Write(skb->GetData(), skb->GetDataLength());
-    (result > 0 ? m_counters.written : m_counters.write_failed).Add();
+    CountWritten(result, 1);
+    return result;
+}
+
+void CTNetDevice::Write(CTXmitPkt* const* pkts, int n) {
+    CTMutexGuard guard(m_write_mutex);
+    if (!m_adapter) return;
+    for (int i = 0; i < n; ++i) {
+        CTSkBuffer& skb = *pkts[i]->GetSkb();
+        if (!m_joiner.IsEmpty() && !m_adapter->HasBursts()) WriteJoined();
+        if (m_joiner.Add(skb.GetData(), skb.GetDataLength())) continue;
+        WriteJoined();
+        m_joiner.Add(skb.GetData(), skb.GetDataLength());
+    }
+    if (!m_joiner.IsEmpty()) WriteJoined();
+}
+
+void CTNetDevice::WriteJoined() {
+    int pieces = 0;
+    const iovec* piece = m_joiner.Finish(pieces);
+    CountWritten(m_adapter->WritePieces(piece, pieces), m_joiner.Count());
+    m_joiner.Clear();
+}
+
+void CTNetDevice::CountWritten(int result, int packets) {
+    CTCounter& counter = result > 0 ? m_counters.written : m_counters.write_failed;
+    counter.Add(static_cast<uint64_t>(packets));
     if (result > 0) m_write_failure_printed = false;
     // The interface is down. That it is gone, the reading thread says; other failures are the
     // packet's own, which anybody can send.
     if (result < 0 && errno == EIO) PrintFailure(m_write_failure_printed, "write");
-    return result;
 }
 
 void CTNetDevice::ClearRxFifo() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
@@ -11,6 +12,7 @@
 #include "forward/net_adapter.h"
 #include "inet/xmit_pkt_fifo.h"
 #include "inet/xmit_pkt_pool.h"
+#include "offload/tcp_joiner.h"
 
 // The virtual interface as the forwarders see it:
 //
@@ -21,6 +23,8 @@
 // opens and closes.
 class CTNetDevice {
   public:
+    static constexpr int kMaxBurst = 64;  // packets that are handed on at once
+
     CTNetDevice();
     ~CTNetDevice();  // closes an open device
     CTNetDevice(const CTNetDevice&) = delete;
@@ -45,6 +49,12 @@ class CTNetDevice {
     // Writes the packet to the interface in one call; the system call's result, 0 for null, -1
     // when closed. The packet stays the caller's. An interface that is down gets one line.
     int Write(CTXmitPkt* pkt);
+
+    // Bursts. Up to n packets of the interface, the first waited for as above; how many.
+    int Read(CTXmitPkt** pkts, int n);
+    // Writes the packets in their order, consecutive ones of a TCP flow as one where the interface
+    // takes them so. They stay the caller's; their bytes may be changed. Counts what was refused.
+    void Write(CTXmitPkt* const* pkts, int n);
 
     // ---- The steps of the receive thread ----
 
@@ -72,8 +82,14 @@ class CTNetDevice {
 
   private:
     static void* ThreadEntry(void* device);
-    void Queue(CTXmitPkt* pkt);
+    bool TakeSpares();
+    void ReadBurst();
+    void TakePackets(CTBurstReader& reader);
+    void TakePacket(CTXmitPkt& pkt, int length);
+    void QueueBurst();
     void OnFailedRead();
+    void WriteJoined() PVU_REQUIRES(m_write_mutex);
+    void CountWritten(int result, int packets) PVU_REQUIRES(m_write_mutex);
     // Whether there is an interface again.
     bool RestoreInterface() PVU_EXCLUDES(m_write_mutex);
 
@@ -86,6 +102,14 @@ class CTNetDevice {
     CTXmitPktMtFifo m_rx_fifo;
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
     CTMutex m_write_mutex;
+    CTTcpJoiner m_joiner PVU_GUARDED_BY(m_write_mutex);
+
+    // Receive thread: descriptors to read into, those in front filled and not yet queued.
+    std::array<CTXmitPkt*, kMaxBurst> m_spares{};
+    int m_spare_count = 0;
+    int m_filled = 0;
+    uint32_t m_burst_number = 0;          // of the last burst of the interface; never 0
+    uint32_t m_now = 0;                   // tick of the last wake-up
     bool m_read_failure_printed = false;  // the receive thread's
     bool m_read_failed = false;           // the receive thread's: the last read did
     uint64_t m_next_restore = 0;          // the receive thread's, in ticks

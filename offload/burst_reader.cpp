@@ -45,7 +45,9 @@ int CTBurstReader::Read() {
     do {
         n = ReadNow(pieces + skipped, 2 - skipped);
     } while (n < 0 && errno == EINTR);
-    if (n < 0) return errno == EAGAIN ? 0 : -1;
+    if (n < 0 && errno == EAGAIN) return 0;
+    if (n < 0 && errno == EBADFD) errno = ENODEV;  // a descriptor without an interface
+    if (n < 0) return -1;
     if (n == 0) {
         errno = ENODEV;
         return -1;
@@ -59,10 +61,12 @@ void CTBurstReader::Accept(int length) {
     m_length = length - (m_has_header ? kVirtioHdrSize : 0);
     m_is_burst = m_hdr.gso_type != kVirtioOnePacket;
     m_has_packet = true;
+    m_is_first = true;
     if (m_is_burst && !m_cutter.Attach(m_hdr, m_bytes.data(), m_length)) m_length = 0;
 }
 
 int CTBurstReader::Next(uint8_t* out, int size) {
+    m_is_first = false;
     if (m_is_burst) return NextOfBurst(out, size);
     m_has_packet = false;
     bool fits = m_length > 0 && m_length <= size;

@@ -37,6 +37,7 @@ class CTBurstReader {
     // flow.
     bool HasPacket() const { return m_has_packet; }
     bool IsBurst() const { return m_is_burst; }
+    bool IsFirst() const { return m_is_first; }  // none of them was taken
     // Writes the next packet to the buffer and gives its length; 0 for one that does not fit or
     // whose header is not true, which is then gone, with the rest of its burst.
     int Next(uint8_t* out, int size);
@@ -55,5 +56,6 @@ class CTBurstReader {
     int m_length = 0;
     bool m_has_packet = false;
     bool m_is_burst = false;
+    bool m_is_first = false;
     CTTcpCutter m_cutter;
 };

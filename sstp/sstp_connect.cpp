@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int kRecvBufKb = 1024;
+constexpr int kBufKb = 1024;
 constexpr std::chrono::milliseconds kQuitLook(50);
 
 }  // namespace
@@ -22,14 +22,35 @@ bool CTSstpConnect::Open(CTSockAddr& central) {
     SetRecvTimeout(kDefaultRecvTimeoutMs);
     // The system's own size holds under 100 full datagrams: a burst while the receive thread waits
     // for its turn would take heartbeat replies and commands with it. It may grant less.
-    m_udp.SetRecvBufSize(kRecvBufKb);
+    m_udp.SetRecvBufSize(kBufKb);
+    m_udp.SetSendBufSize(kBufKb);
     m_sender.Attach(m_udp.GetHandle());
+    m_receiver.Attach(m_udp.GetHandle());
     m_central = central;
     return true;
 }
 
 int CTSstpConnect::Read(CTSockAddr& from, CTSstpMessage& msg) {
-    return m_udp.Read(from.GetSockAddrin(), msg.GetBufferPtr(), msg.GetBufferSize());
+    return ReadWithin(from, msg, m_udp.GetRecvTimeout());
+}
+
+// The kernel may hand over several datagrams as one, so everything is read through the receiver.
+bool CTSstpConnect::Receive(CTReceivedDatagram& datagram, int ms) {
+    if (m_receiver.Next(datagram)) return true;
+    if (m_receiver.Receive() <= 0) {
+        if (CTUdp::SelectWait(m_udp.GetHandle(), ms) != 0) return false;
+        if (m_receiver.Receive() <= 0) return false;
+    }
+    return m_receiver.Next(datagram);
+}
+
+int CTSstpConnect::ReadWithin(CTSockAddr& from, CTSstpMessage& msg, int ms) {
+    CTReceivedDatagram datagram;
+    if (!Receive(datagram, ms)) return -1;
+    int length = std::min(datagram.length, msg.GetBufferSize());
+    memcpy(msg.GetBufferPtr(), datagram.data, static_cast<size_t>(length));
+    from = CTSockAddr(datagram.from);
+    return length;
 }
 
 uint16_t CTSstpConnect::NextSeq(uint8_t type) {
@@ -84,7 +105,7 @@ int CTSstpConnect::WriteAndWaitReply(CTSockAddr& to, CTSstpMessage& request, CTS
 // One datagram: its length if it is the reply, otherwise -1.
 int CTSstpConnect::ReadReply(CTSstpMessage& request, CTSstpMessage& reply, int ms) {
     CTSockAddr from;
-    int n = m_udp.Read(from.GetSockAddrin(), reply.GetBufferPtr(), reply.GetBufferSize(), ms);
+    int n = ReadWithin(from, reply, ms);
     if (n < kSstpHeaderSize) return -1;
     // A longer stray datagram may have been in the buffer before.
     memset(reply.GetBufferPtr() + n, 0, static_cast<size_t>(reply.GetBufferSize() - n));

@@ -5,6 +5,7 @@
 
 #include "base/pvu_sockaddr.h"
 #include "base/pvu_udp.h"
+#include "offload/grouped_receiver.h"
 #include "offload/grouped_sender.h"
 #include "sstp/sstp_message.h"
 
@@ -52,6 +53,12 @@ class CTSstpConnect {
     // within the receive time-out.
     int Read(CTSockAddr& from, CTSstpMessage& msg);
 
+    // Bursts: the next of all datagrams that the socket has, waiting up to the receive time-out
+    // for the first; and the next of those that were taken in with it, without any system call.
+    // False when there is none. The bytes last until the next Receive or Read.
+    bool Receive(CTReceivedDatagram& datagram) { return Receive(datagram, m_udp.GetRecvTimeout()); }
+    bool NextReceived(CTReceivedDatagram& datagram) { return m_receiver.Next(datagram); }
+
     // Numbers a message whose seq is 0 (network packets and everything else have a counter each),
     // stamps the identifier as its src and sends it; the bytes sent, or -1. The first message on
     // a counter carries seq 0, so it is numbered anew when it is sent again.
@@ -66,6 +73,9 @@ class CTSstpConnect {
     int WriteBurst(const CTDatagram* datagrams, int count) {
         return m_sender.Send(datagrams, count);
     }
+    // Whether the system refused to send several datagrams as one, on this socket or an earlier
+    // one; once for each. Any thread.
+    uint64_t GetSegmentsRefused() const { return m_sender.GetSegmentsRefused(); }
 
     // ---- Exchanges: main thread, while the port does not run or is paused ----
 
@@ -111,6 +121,8 @@ class CTSstpConnect {
     uint16_t NextSeq(uint8_t type);
     int SendNumbered(CTSockAddr& to, CTSstpMessage& msg, uint16_t seq);
     bool IsGivenUp() const { return m_quit && *m_quit != 0; }
+    bool Receive(CTReceivedDatagram& datagram, int ms);
+    int ReadWithin(CTSockAddr& from, CTSstpMessage& msg, int ms);
     int ReadReply(CTSstpMessage& request, CTSstpMessage& reply, int ms);
     int AwaitReply(CTSstpMessage& request, CTSstpMessage& reply);
 
@@ -122,6 +134,7 @@ class CTSstpConnect {
     bool m_strict_source = false;
     CTUdp m_udp;
     CTGroupedSender m_sender;
+    CTGroupedReceiver m_receiver;
     bool m_answered = false;
     int m_send_error = 0;
     const std::atomic<uint8_t>* m_quit = nullptr;  // while the edge joins again

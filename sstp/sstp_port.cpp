@@ -112,6 +112,14 @@ int CTSstpPort::Write(CTXmitPkt* pkt) {
     return 0;
 }
 
+void CTSstpPort::Write(CTXmitPkt* const* pkts, int n) {
+    int queued = m_tx_fifo.Enqueue(pkts, n, CTXmitPktMtFifo::kMaxNetPackets);
+    m_tx_semaphore.Post(queued);
+    if (queued == n) return;
+    m_counters.tx_queue_full.Add(static_cast<uint64_t>(n - queued));
+    CTXmitPktPool::Release(pkts + queued, n - queued);
+}
+
 int CTSstpPort::Write(CTSstpMessage& msg, CTSockAddr& to) {
     CTXmitPkt* pkt = m_pool ? m_pool->Alloc() : nullptr;
     if (!pkt) {
@@ -142,6 +150,24 @@ CTXmitPkt* CTSstpPort::Take(CTXmitPktMtFifo& queue) {
     CTXmitPkt* pkt = queue.Dequeue();
     if (pkt && !IsNetPacket(*pkt)) --m_commands_waiting;
     return pkt;
+}
+
+int CTSstpPort::Take(CTXmitPktMtFifo& queue, CTXmitPkt** pkts, int n) {
+    int taken = queue.Dequeue(pkts, n);
+    m_commands_waiting -= static_cast<int>(
+        std::count_if(pkts, pkts + taken, [](CTXmitPkt* pkt) { return !IsNetPacket(*pkt); }));
+    return taken;
+}
+
+int CTSstpPort::Read(CTXmitPkt** pkts, int n) {
+    if (!m_rx_running) {
+        pvu_msleep(kClosedReadMs);
+        return 0;
+    }
+    if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return 0;
+    int taken = Take(m_rx_fifo, pkts, 1 + m_rx_semaphore.Take(n - 1));
+    TellRoom();
+    return taken;
 }
 
 CTXmitPkt* CTSstpPort::Read() {

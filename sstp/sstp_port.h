@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
@@ -15,6 +16,7 @@
 #include "inet/xmit_pkt_pool.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_message.h"
+#include "sstp/sstp_send_burst.h"
 
 // The data-path end of the tunnel to the central router, with two threads:
 //
@@ -33,6 +35,7 @@
 // the threads: Close() comes first.
 class CTSstpPort {
   public:
+    static constexpr int kMaxBurst = 64;  // messages that are handed on at once
     static constexpr unsigned kDefaultHeartBeatMs = 5000;
     static constexpr unsigned kMinHeartBeatMs = 2000;
 
@@ -77,9 +80,15 @@ class CTSstpPort {
     int Write(CTXmitPkt* pkt);
     // Queues a copy of the message: 0, or 1 when no descriptor could be had or filled.
     int Write(CTSstpMessage& msg, CTSockAddr& to);
+    // A burst of network packets, which is the port's from now on: those that find the queue full
+    // are dropped and counted.
+    void Write(CTXmitPkt* const* pkts, int n);
     // The next received message, waiting up to 200 ms; the caller releases it. Null on time-out
     // and, after 5 ms, while the port is closed.
     CTXmitPkt* Read();
+    // Up to n of them, the first waited for; how many.
+    int Read(CTXmitPkt** pkts, int n);
+
     bool IsStrictSource() const { return m_strict_source; }
     // Whether a received packet's datagram came from the central router's address and port.
     bool IsFromCentralRouter(CTXmitPkt& pkt) const {
@@ -147,6 +156,12 @@ class CTSstpPort {
     void TxLoop();
     int Put(CTXmitPktMtFifo& queue, CTXmitPkt& pkt);
     CTXmitPkt* Take(CTXmitPktMtFifo& queue);
+    int Take(CTXmitPktMtFifo& queue, CTXmitPkt** pkts, int n);
+    void SendQueued(bool was_paused);
+    bool TakeSpares();
+    void RecvBurst();
+    CTXmitPkt* Accept(const CTReceivedDatagram& datagram);
+    void Deliver(CTXmitPkt* const* pkts, int n);
     int Clear(CTXmitPktMtFifo& queue, CTSemaphore& semaphore);
     bool WaitAtGate();
     void ReplaceRepeated(CTXmitPkt& incoming, CTXmitPkt& stored, uint32_t now);
@@ -185,11 +200,14 @@ class CTSstpPort {
     unsigned m_heartbeat_interval = kDefaultHeartBeatMs;
     CTNetPktMerger m_merger;
     CTNetPktFragLinker m_fragments;
-    std::atomic<int> m_fragments_waiting{0};  // in the store, for others' eyes
+    std::atomic<int> m_fragments_waiting{0};       // in the store, for others' eyes
+    std::array<CTXmitPkt*, kMaxBurst> m_spares{};  // to receive into
+    int m_spare_count = 0;
 
     // Transmit thread.
     CTXmitPkt m_split_spare;  // takes the second fragment
     CTNetPktSplitter m_splitter;
+    CTSstpSendBurst m_send_burst;
 
     // Back-pressure (see WaitForRoom).
     std::atomic<bool> m_reader_waits{false};

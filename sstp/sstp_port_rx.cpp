@@ -1,11 +1,17 @@
 // The receive thread of CTSstpPort. A datagram's road:
 //
-//   Recv                  socket -> fresh descriptor; dropped unless its length is a message's
+//   RecvBurst             all that the socket has
+//   Accept                datagram -> descriptor; dropped unless its length is a message's
 //   RecvXmitPacketHandle  heartbeat acknowledgements end here; fragments wait for their partner
-//   RecvXmitPacketFinish  -> receive queue, or back to the pool
+//   Deliver               -> receive queue
+//
+// Recv, DoRecvXmitPacket and RecvXmitPacketFinish do the same for one datagram at a time.
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 
+#include "base/pvu_batch.h"
 #include "base/pvu_sleep.h"
 #include "base/pvu_tick.h"
 #include "base/pvu_time.h"
@@ -38,19 +44,95 @@ void* CTSstpPort::rx_thread_process(void* port) {
 
 void CTSstpPort::RxLoop() {
     if (!m_conn || !m_pool) return;
+    pvu_batch_thread();
     printf("sstp port rxloop start\n");
     m_last_heartbeat = Now();
     while (m_rx_running) {
         WaitAtGate();
         CTMutexGuard turn(m_rx_turn);
         SendHeartBeat();
-        DoRecvXmitPacket();
+        RecvBurst();
     }
+    CTXmitPktPool::Release(m_spares.data(), m_spare_count);
+    m_spare_count = 0;
     m_rx_semaphore.Post();
     ClearRxFifo();
     m_fragments.Release();
     m_fragments_waiting = 0;
     printf("sstp port rxloop stop\n");
+}
+
+// All that waits in the socket, as far as one call of the system gives it.
+void CTSstpPort::RecvBurst() {
+    if (BacklogIsFull()) return WaitForRoom();
+    if (!TakeSpares()) return;
+    CTReceivedDatagram datagram;
+    if (!m_conn->Receive(datagram)) return;
+    CTXmitPkt* burst[kMaxBurst];
+    int n = 0;
+    do {
+        CTXmitPkt* pkt = Accept(datagram);
+        if (pkt) burst[n++] = pkt;
+        if (n < kMaxBurst) continue;
+        Deliver(burst, n);
+        n = 0;
+    } while (TakeSpares() && m_conn->NextReceived(datagram));
+    Deliver(burst, n);
+}
+
+// Descriptors to receive into; false, after a pause, when there is not one to be had: what was not
+// taken waits, in the socket's buffer or the connection's.
+bool CTSstpPort::TakeSpares() {
+    if (m_spare_count > 0) return true;
+    m_spare_count = m_pool->Alloc(m_spares.data(), kMaxBurst);
+    if (m_spare_count > 0) return true;
+    m_counters.pool_empty.Add();
+    pvu_msleep(kPoolBackOffMs);
+    return false;
+}
+
+// The descriptor that is to be delivered after this datagram, if any.
+CTXmitPkt* CTSstpPort::Accept(const CTReceivedDatagram& datagram) {
+    CTXmitPkt& pkt = *m_spares[static_cast<size_t>(m_spare_count - 1)];
+    CTSkBuffer& skb = *pkt.GetSkb();
+    int length = std::min(datagram.length, skb.GetFreeSize());
+    skb.PutData(datagram.data, length);
+    if (!IsComplete(pkt)) {
+        m_counters.malformed.Add();
+        pkt.Reset();
+        return nullptr;
+    }
+    pkt.SetRecvAddr(CTSockAddr(datagram.from));
+    pkt.SetRecvLength(length);
+    pkt.SetSource(kXmitFromTunnel);
+    m_counters.received.Add();
+    --m_spare_count;
+    RecvXmitPacketHandle(pkt);
+    if (pkt.GetStatus() == kXmitDeliver && IsFlooded(pkt)) {
+        m_counters.flooded.Add();
+        pkt.SetStatus(kXmitFinished);
+    }
+    if (pkt.GetStatus() == kXmitDeliver) return &pkt;
+    if (pkt.GetStatus() == kXmitFinished) pkt.Release();
+    return nullptr;
+}
+
+// Into the receive queue, in their order: commands always, network packets as far as there is room.
+void CTSstpPort::Deliver(CTXmitPkt* const* pkts, int n) {
+    int queued = 0;
+    for (int begin = 0, end = 0; begin < n; begin = end) {
+        bool is_packet = IsNetPacket(*pkts[begin]);
+        for (end = begin + 1; end < n && IsNetPacket(*pkts[end]) == is_packet;)
+            ++end;
+        int run = end - begin;
+        if (!is_packet) m_commands_waiting += run;
+        int taken = m_rx_fifo.Enqueue(pkts + begin, run,
+                                      is_packet ? CTXmitPktMtFifo::kMaxNetPackets : INT_MAX);
+        queued += taken;
+        m_counters.rx_queue_full.Add(static_cast<uint64_t>(run - taken));
+        CTXmitPktPool::Release(pkts + begin + taken, run - taken);
+    }
+    m_rx_semaphore.Post(queued);
 }
 
 int CTSstpPort::DoRecvXmitPacket() {

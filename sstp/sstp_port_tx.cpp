@@ -1,10 +1,12 @@
 // The transmit thread of CTSstpPort. A descriptor's road:
 //
-//   transmit queue -> TxXmitPacketHandle -> Send or SendNetPacket -> socket
-//   TxXmitPacketFinish: back to the pool, sent or not
+//   transmit queue -> SendQueued -> CTSstpSendBurst -> socket, and back to the pool, sent or not
+//
+// The operations behind it do the same for one descriptor at a time.
 
 #include <cstdio>
 
+#include "base/pvu_batch.h"
 #include "sstp/sstp_port.h"
 
 namespace {
@@ -20,27 +22,38 @@ void* CTSstpPort::tx_thread_process(void* port) {
 
 void CTSstpPort::TxLoop() {
     if (!m_conn) return;
+    pvu_batch_thread();
     printf("sstp port txloop start\n");
-    if (m_split_spare.Create(kSpareSize) == 0) return;
+    if (m_split_spare.Create(kSpareSize) == 0 || m_send_burst.Create() == 0) return;
     m_splitter.SetMtu(m_conn->GetMtu());
+    m_send_burst.SetMtu(m_conn->GetMtu());
     while (m_tx_running) {
         m_tx_semaphore.Wait();
         bool was_paused = WaitAtGate();
         CTMutexGuard turn(m_tx_turn);
-        CTXmitPkt* pkt = Take(m_tx_fifo);
-        TellRoom();
-        if (!pkt) {
-            if (was_paused) continue;  // a new session began without it
-            printf("pkt is null\n");
-            m_tx_fifo.Print();
-            continue;
-        }
-        TxXmitPacketHandle(*pkt);
-        TxXmitPacketFinish(*pkt);
+        SendQueued(was_paused);
     }
     ClearTxFifo();
+    m_send_burst.Destroy();
     m_split_spare.Destroy();
     printf("sstp port txloop stop\n");
+}
+
+// All that waits, as far as one burst goes. The first post was taken already.
+void CTSstpPort::SendQueued(bool was_paused) {
+    CTXmitPkt* burst[kMaxBurst];
+    int posts = 1 + m_tx_semaphore.Take(kMaxBurst - 1);
+    int n = Take(m_tx_fifo, burst, posts);
+    TellRoom();
+    if (n > 0) {
+        int sent = m_send_burst.Send(*m_conn, burst, n);
+        m_counters.sent.Add(static_cast<uint64_t>(sent));
+        m_counters.send_refused.Add(static_cast<uint64_t>(n - sent));
+        CTXmitPktPool::Release(burst, n);
+    }
+    if (n == posts || was_paused) return;  // paused: a new session began without what waited
+    printf("pkt is null\n");
+    m_tx_fifo.Print();
 }
 
 void CTSstpPort::TxXmitPacketHandle(CTXmitPkt& pkt) {

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int kPoolBufSize = 2048;
 constexpr int kPoolMax = 128;
+constexpr int kPoolMaxUnderLoad = 4096;
 constexpr unsigned kQuitPollMs = 100;
 constexpr unsigned kLooksBetweenTrims = 10;
 constexpr char kLogFile[] = "tamvo.log";
@@ -25,6 +26,7 @@ constexpr char kConfigFile[] = "config.json";
 CTsdwSys CTsdwSys::m_sys;
 
 CTsdwSys::CTsdwSys() : m_spare_pool(kPoolBufSize, kPoolMax), m_pool(kPoolBufSize, kPoolMax) {
+    m_pool.KeepUnderLoad(kPoolMaxUnderLoad);
     init_object();
 }
 

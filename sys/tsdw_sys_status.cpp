@@ -68,6 +68,8 @@ void CTsdwSys::PrintStatus() {
     AddOutward(text, m_device, m_outgress);
     AddTunnel(text, m_port);
     AddInward(text, m_port, m_device, m_ingress);
+    Add(text, "interface hands over bursts", m_adapter.HasBursts() ? 1 : 0);
+    Add(text, "segmented sending refused", m_client.GetSegmentsRefused());
     AddQueue(text, "interface queue", m_device.GetQueue());
     AddQueue(text, "transmit queue", m_port.GetTxQueue());
     AddQueue(text, "receive queue", m_port.GetRxQueue());

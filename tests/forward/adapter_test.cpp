@@ -116,6 +116,57 @@ TEST_F(Device, QueuesWhatTheHostSendsAndDropsShortPacketsUntilItGoes) {
     EXPECT_EQ(pool.GetLoans(), 0);
 }
 
+// A burst of the host comes as its packets, under one number, and goes back as one.
+TEST_F(Device, TakesAndGivesBurstsWhereTheInterfaceDoes) {
+    adapter.Adopt(host.TakeOther(), true);
+    CapturedOutput([&] { adapter.Open("Tamvo"); });
+    EXPECT_TRUE(adapter.HasBursts());
+    ASSERT_EQ(device->Open(adapter, pool), 1);
+    WireBytes burst = Hex("01 01 2800 e803 1400 1000");  // 1000 bytes each, headers of 40
+    WireBytes packet =
+        Hex("4500 0000 1234 4000 40060000 0a000001 0a000002 0001 0002 00000001 00000000 5010 0000"
+            "0000 0000");
+    packet.resize(40 + 2500, 'x');
+    burst.insert(burst.end(), packet.begin(), packet.end());
+    WireBytes single(kVirtioHdrSize, 0);
+    single.insert(single.end(), 40, 0x45);
+    for (const WireBytes& bytes : {single, burst, burst})
+        host.Write(bytes);
+    CTXmitPkt* pkts[7];
+    int n = 0;
+    for (int i = 0; i < 50 && n < 7; ++i)
+        n += device->Read(pkts + n, 7 - n);
+    ASSERT_EQ(n, 7);
+    std::vector<uint32_t> numbers;
+    for (CTXmitPkt* pkt : pkts)
+        numbers.push_back(pkt->GetBurst());
+    EXPECT_EQ(numbers, (std::vector<uint32_t>{0, 1, 1, 1, 2, 2, 2}));
+    EXPECT_EQ(pkts[3]->GetSkb()->GetDataLength(), 540);
+
+    device->Write(pkts, 7);
+    EXPECT_EQ(*host.Read(), single);
+    for (int i = 0; i < 2; ++i) {
+        WireBytes back = *host.Read();
+        EXPECT_EQ(back.size(), burst.size());
+        EXPECT_TRUE(std::equal(back.begin() + 50, back.end(), burst.begin() + 50));
+        EXPECT_EQ(back[1], kVirtioTcp4Burst);
+    }
+    EXPECT_EQ(device->GetCounters().written.Get(), 7u);
+    EXPECT_EQ(device->GetCounters().read.Get(), 7u);
+    // One packet at a time, as before.
+    EXPECT_EQ(device->Write(pkts[0]), 40);
+    EXPECT_EQ(*host.Read(), single);
+    CTXmitPktPool::Release(pkts, 7);
+    device->StopThread();
+    host.Write(burst);
+    for (int length : {1040, 1040, 540}) {
+        CTXmitPkt* pkt = device->ReadXmitPacket();
+        ASSERT_NE(pkt, nullptr);
+        EXPECT_EQ(pkt->GetSkb()->GetDataLength(), length);
+        pkt->Release();
+    }
+}
+
 TEST_F(Device, KeepsNoMoreThanItsLimitAndReleasesAllAtTheEnd) {
     Open(host.TakeOther());
     while (device->GetCounters().queue_full.Get() == 0)

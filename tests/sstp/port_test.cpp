@@ -155,8 +155,9 @@ TEST_F(Port, JoinsTheTwoFragmentsOfOneSourceAndNumber) {
     Send(other_second);
     Send(other_first);
     ReadMarker();
-    EXPECT_LE(pool.GetLoans(), 1);  // the descriptor that the receive thread reads into
+    EXPECT_EQ(port.GetFragmentsWaiting(), 0);
     port.Close();
+    EXPECT_EQ(pool.GetLoans(), 0);
     std::string printed = output.Take();
     std::string line = "Recv same frame, src: 1, ft: 2, fi: 1\n";
     EXPECT_NE(printed.find(line), std::string::npos);
