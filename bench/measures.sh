@@ -86,7 +86,8 @@ measure_idle() {
 # The stream lasts longer than the pings, and is cut when they are through.
 measure_loaded() {
     local stream
-    timeout "$patience" "$lab" exec a iperf3 -c "${address[$1]}" -t "$patience" --forceflush >"$LAB_DIR/stream" &
+    timeout "$patience" "$lab" exec a iperf3 -c "${address[$1]}" -t "$patience" --forceflush \
+        >"$LAB_DIR/stream" 2>/dev/null &
     stream=$!
     timeout "$patience" sh -c "until grep -q '1.00.*sec' '$LAB_DIR/stream'; do sleep 0.02; done"
     pings "$1" "$loaded_pings" "$loaded_ping_seconds" || true # lost ones are no fault here

@@ -14,6 +14,8 @@ readonly -A uplink=([a]=10.77.0.1 [b]=10.77.0.2)
 run() { # SYSTEM, HOST, COMMAND...
     "$lab" exec "$2" "${@:3}" </dev/null >"$LAB_DIR/$1-$2.out" 2>&1 &
     pids[$1]+=" $!"
+    # It ends with its host.
+    disown
 }
 
 wait_interface() { # HOST, INTERFACE
@@ -150,5 +152,7 @@ raise_fastd() {
 raise() { # SYSTEM
     step "raising $1"
     "raise_$1"
-    "$lab" exec a ping -q -c 1 -i 0.2 -w "$start_seconds" "${address[$1]}" >/dev/null
+    # Some answer themselves that there is no way yet, which ends a ping at once.
+    "$lab" exec a timeout "$start_seconds" \
+        sh -c "until ping -q -c 1 -W 1 ${address[$1]}; do sleep 0.1; done" >/dev/null
 }
