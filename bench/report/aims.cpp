@@ -27,6 +27,7 @@ const std::vector<BenchAim>& FixedAims() {
         {"on", "memory", "", false, 32},
         {"on", "alloc.paced", "", false, kNone},
         {"on", "alloc.flood", "", false, kNone},
+        {"on", "routers", "", false, 10},
         {"off", "tcp1", kFloor, true, 1.4},
         {"off", "udp64.flood", kFloor, true, 1.2},
         {"off", "udp64.lossfree", kFloor, true, 1.2},

@@ -2,15 +2,18 @@
 //
 //     bench-report SAMPLES FOLDER
 //
-// prints the table and every figure that misses its aim, and writes table.txt, results.json and
-// chart.dat into the folder. Status 0 when every aim that was measured holds, 1 when one does not,
-// 2 for samples that cannot be read and files that cannot be written.
+// prints the table and every figure that misses its aim, and writes table.txt, results.json and,
+// for each state of the links that was measured, chart-on.dat and chart-off.dat into the folder.
+// Status 0 when every aim that was measured holds, 1 when one does not, 2 for samples that cannot
+// be read and files that cannot be written.
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <sstream>
 
 #include "bench/report/print.h"
 
@@ -31,14 +34,26 @@ bool WriteFile(const std::string& path, const std::function<void(std::ostream&)>
     return static_cast<bool>(file.flush());
 }
 
+bool WriteChart(const BenchSamples& samples, const std::string& folder, const char* links) {
+    std::ostringstream chart;
+    std::string path = folder + "/chart-" + links + ".dat";
+    std::remove(path.c_str());
+    return !PrintBenchChart(chart, samples, links) ||
+           WriteFile(path, [&](std::ostream& out) { out << chart.str(); });
+}
+
 // How many miss.
 int PrintMissed(const std::vector<BenchVerdict>& verdicts) {
     int missed = 0;
+    size_t unmeasured = 0;
     for (const BenchVerdict& verdict : verdicts) {
-        if (verdict.value && verdict.Holds()) continue;
-        std::cout << (verdict.value ? "MISSED: " : "") << BenchVerdictText(verdict) << "\n";
-        if (verdict.value) ++missed;
+        if (!verdict.value) ++unmeasured;
+        if (verdict.Holds()) continue;
+        std::cout << "MISSED: " << BenchVerdictText(verdict) << "\n";
+        ++missed;
     }
+    std::cout << verdicts.size() - unmeasured << " aims measured, " << missed << " missed, "
+              << unmeasured << " not measured\n";
     return missed;
 }
 
@@ -56,11 +71,10 @@ int main(int argc, char** argv) {
     std::vector<BenchVerdict> verdicts = JudgeBench(samples);
     auto table = [&](std::ostream& out) { PrintBenchTable(out, samples, verdicts); };
     auto json = [&](std::ostream& out) { PrintBenchJson(out, samples, verdicts); };
-    auto chart = [&](std::ostream& out) { PrintBenchChart(out, samples); };
     table(std::cout);
     std::string folder = argv[2];
     if (!WriteFile(folder + "/table.txt", table) || !WriteFile(folder + "/results.json", json) ||
-        !WriteFile(folder + "/chart.dat", chart))
+        !WriteChart(samples, folder, "on") || !WriteChart(samples, folder, "off"))
         return Fault(folder + ": " + strerror(errno));
     return PrintMissed(verdicts) > 0 ? kMissed : 0;
 }

@@ -16,6 +16,7 @@ void PrintBenchTable(std::ostream& out, const BenchSamples& samples,
 void PrintBenchJson(std::ostream& out, const BenchSamples& samples,
                     const std::vector<BenchVerdict>& verdicts);
 
-// What the chart is drawn from: a block for each state of the links, with a line for each measure
-// of the chart and in it the ratio of every system's median to the plain floor's, "-" for none.
-void PrintBenchChart(std::ostream& out, const BenchSamples& samples);
+// What the chart of one state of the links is drawn from: a line for each of its measures, with the
+// ratio of every measured system's median to the plain floor's, "-" for none. False, and nothing
+// printed, when there is no such ratio at all.
+bool PrintBenchChart(std::ostream& out, const BenchSamples& samples, const std::string& links);

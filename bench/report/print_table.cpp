@@ -24,7 +24,8 @@ __attribute__((format(printf, 1, 2))) std::string Cell(const char* format, ...) 
 std::string MedianCell(const std::vector<double>& values, int decimals) {
     if (values.empty()) return Cell("%10s %6s", "-", "");
     double median = BenchMedian(values);
-    double spread = median == 0 ? 0 : kPerCent * BenchSpread(values) / median;
+    if (values.size() == 1 || median == 0) return Cell("%10.*f %6s", decimals, median, "");
+    double spread = kPerCent * BenchSpread(values) / median;
     return Cell("%10.*f %4.0f %%", decimals, median, spread);
 }
 
