@@ -3,6 +3,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+
 #include "base/pvu_rwlock.h"
 #include "bench/micro/packets.h"
 #include "forward/forward_outgress.h"
@@ -21,13 +23,15 @@ constexpr uint32_t kStep = 89;
 
 // Routers with as many devices each, and their peers.
 struct Network {
-    Network(int routers, int devices) {
+    Network(int routers, int devices)
+        : addresses(static_cast<uint32_t>(std::max(1, routers * devices))) {
         for (int i = 0; i < routers; ++i) {
             CTSdwanRouter* router = subnet.AddRouter(kFirstSerial + static_cast<uint32_t>(i));
             CTSockAddr endpoint(kNet + static_cast<uint32_t>(i), kPort);
             peers.Insert(router->GetIdentifier(), endpoint);
             for (int n = 0; n < devices; ++n)
-                subnet.AddDevice(router, AddressOf(addresses++), NoMac());
+                subnet.AddDevice(router, AddressOf(static_cast<uint32_t>(i * devices + n)),
+                                 NoMac());
         }
     }
 
@@ -37,7 +41,7 @@ struct Network {
 
     CTSdwanSubnet subnet;
     CTP2pConnectList peers;
-    uint32_t addresses = 0;
+    const uint32_t addresses;
     uint32_t at = 0;
 };
 

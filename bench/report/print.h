@@ -7,8 +7,8 @@
 #include "bench/report/aims.h"
 #include "bench/report/samples.h"
 
-// The aligned table, for both states of the links: medians with their spread in per cent, the ratio
-// to the plain floor and its aim, and the peers beside it.
+// Aligned tables for both states of the links: medians with their spread in per cent, of Tamvo and
+// the plain floor with ratio and aim, then of what was measured beside them.
 void PrintBenchTable(std::ostream& out, const BenchSamples& samples,
                      const std::vector<BenchVerdict>& verdicts);
 

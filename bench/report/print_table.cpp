@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -6,8 +7,8 @@
 
 namespace {
 
-constexpr const char* kFirst[] = {"floor", "tamvo"};
-constexpr const char* kOthers[] = {"batched", "tinc", "openvpn", "fastd"};
+const std::vector<std::string> kFirst = {"floor", "tamvo"};
+const std::vector<std::string> kOthers = {"batched", "tinc", "openvpn", "fastd"};
 constexpr size_t kCellSize = 64;
 constexpr double kPerCent = 100;
 
@@ -22,11 +23,11 @@ __attribute__((format(printf, 1, 2))) std::string Cell(const char* format, ...) 
 
 // "812   4 %", or blanks where nothing was measured.
 std::string MedianCell(const std::vector<double>& values, int decimals) {
-    if (values.empty()) return Cell("%10s %6s", "-", "");
+    if (values.empty()) return Cell("%8s %6s", "-", "");
     double median = BenchMedian(values);
-    if (values.size() == 1 || median == 0) return Cell("%10.*f %6s", decimals, median, "");
+    if (values.size() == 1 || median == 0) return Cell("%8.*f %6s", decimals, median, "");
     double spread = kPerCent * BenchSpread(values) / median;
-    return Cell("%10.*f %4.0f %%", decimals, median, spread);
+    return Cell("%8.*f %4.0f %%", decimals, median, spread);
 }
 
 std::string AimCell(const std::vector<BenchVerdict>& verdicts, const std::string& links,
@@ -43,49 +44,75 @@ std::string AimCell(const std::vector<BenchVerdict>& verdicts, const std::string
     return "";
 }
 
-void PrintHead(std::ostream& out, const std::string& links) {
-    out << (links == "on" ? "Links as they are\n\n" : "Links without UDP segmentation\n\n");
-    out << Cell("%-22s %-10s", "", "");
-    for (const char* system : kFirst)
-        out << Cell(" %10s %6s", system, "+-");
-    out << Cell(" %7s  %-18s", "ratio", "aim");
-    for (const char* system : kOthers)
-        out << Cell(" %10s %6s", system, "+-");
-    out << "\n\n";
+std::string WithoutBlanks(const std::string& line) {
+    return line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
 }
 
-void PrintLine(std::ostream& out, const BenchSamples& samples, const std::string& links,
-               const BenchMeasure& measure, const std::vector<BenchVerdict>& verdicts) {
-    std::string line = Cell("%-22s %-10s", measure.title, measure.unit);
-    for (const char* system : kFirst)
-        line += " " + MedianCell(samples.Of(links, system, measure.name), measure.decimals);
-    std::optional<double> ratio = BenchRatio(samples, links, measure.name, "tamvo", "floor");
-    line += ratio ? Cell(" %7.2f", *ratio) : Cell(" %7s", "-");
-    line += Cell("  %-18s", AimCell(verdicts, links, measure.name).c_str());
-    for (const char* system : kOthers)
-        line += " " + MedianCell(samples.Of(links, system, measure.name), measure.decimals);
-    out << line.substr(0, line.find_last_not_of(' ') + 1) << "\n";
+std::string HeadOf(const std::vector<std::string>& systems) {
+    std::string head = Cell("%-22s %-9s", "", "");
+    for (const std::string& system : systems)
+        head += Cell(" %8s %6s", system.c_str(), "+-");
+    return head;
 }
 
-bool IsMeasured(const BenchSamples& samples, const std::string& links, const char* measure) {
-    for (const std::string& system : samples.Systems()) {
-        if (!samples.Of(links, system, measure).empty()) return true;
+std::string LineOf(const BenchSamples& samples, const std::string& links,
+                   const BenchMeasure& measure, const std::vector<std::string>& systems) {
+    std::string line = Cell("%-22s %-9s", measure.title, measure.unit);
+    for (const std::string& system : systems)
+        line += " " + MedianCell(samples.Of(links, system, measure.name), measure.decimals);
+    return line;
+}
+
+bool IsMeasured(const BenchSamples& samples, const std::string& links, const char* measure,
+                const std::vector<std::string>& systems) {
+    return std::any_of(systems.begin(), systems.end(), [&](const std::string& system) {
+        return !samples.Of(links, system, measure).empty();
+    });
+}
+
+// Those of the systems that were measured at all in that state of the links.
+std::vector<std::string> MeasuredOf(const BenchSamples& samples, const std::string& links,
+                                    const std::vector<std::string>& systems) {
+    std::vector<std::string> measured;
+    for (const std::string& system : systems) {
+        bool any = std::any_of(
+            kBenchMeasures.begin(), kBenchMeasures.end(),
+            [&](const BenchMeasure& m) { return IsMeasured(samples, links, m.name, {system}); });
+        if (any) measured.push_back(system);
     }
-    return false;
+    return measured;
+}
+
+// Lines of the measures that some of the systems have; what the last columns say is the caller's.
+template <typename More>
+void PrintLines(std::ostream& out, const BenchSamples& samples, const std::string& links,
+                const std::vector<std::string>& systems, More more) {
+    for (const BenchMeasure& measure : kBenchMeasures) {
+        if (!IsMeasured(samples, links, measure.name, systems)) continue;
+        out << WithoutBlanks(LineOf(samples, links, measure, systems) + more(measure));
+    }
+    out << "\n";
 }
 
 }  // namespace
 
 void PrintBenchTable(std::ostream& out, const BenchSamples& samples,
                      const std::vector<BenchVerdict>& verdicts) {
-    for (const char* links : {"on", "off"}) {
-        bool headed = false;
-        for (const BenchMeasure& measure : kBenchMeasures) {
-            if (!IsMeasured(samples, links, measure.name)) continue;
-            if (!headed) PrintHead(out, links);
-            headed = true;
-            PrintLine(out, samples, links, measure, verdicts);
+    for (const std::string links : {"on", "off"}) {
+        const char* title = links == "on" ? "links as they are" : "links without UDP segmentation";
+        if (!MeasuredOf(samples, links, kFirst).empty()) {
+            out << "Tamvo and its floor, " << title << "\n\n"
+                << HeadOf(kFirst) << Cell(" %7s  %s", "ratio", "aim") << "\n\n";
+            PrintLines(out, samples, links, kFirst, [&](const BenchMeasure& measure) {
+                std::optional<double> ratio =
+                    BenchRatio(samples, links, measure.name, "tamvo", "floor");
+                return (ratio ? Cell(" %7.2f", *ratio) : Cell(" %7s", "-")) + "  " +
+                       AimCell(verdicts, links, measure.name);
+            });
         }
-        if (headed) out << "\n";
+        std::vector<std::string> others = MeasuredOf(samples, links, kOthers);
+        if (others.empty()) continue;
+        out << "Beside them, " << title << "\n\n" << HeadOf(others) << "\n\n";
+        PrintLines(out, samples, links, others, [](const BenchMeasure&) { return ""; });
     }
 }
