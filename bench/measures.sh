@@ -10,7 +10,9 @@ record() { # SYSTEM, MEASURE, VALUE
 }
 
 # Of two numbers, with a scale: A / B * SCALE.
-divide() { awk -v a="$1" -v b="$2" -v scale="${3:-1}" 'BEGIN { if (b == 0) exit 1; print a / b * scale }'; }
+divide() {
+    awk -v a="$1" -v b="$2" -v scale="${3:-1}" 'BEGIN { if (b == 0) exit 1; print a / b * scale }'
+}
 
 # Ticks that the processes of a system have used.
 ticks_of() { # SYSTEM
@@ -26,8 +28,8 @@ seconds_since() { divide "$(($(ticks_of "$1") - $2))" "$clock_ticks"; } # SYSTEM
 iperf() { # SYSTEM, OPTION...
     local attempt
     for ((attempt = 0; attempt < attempts; ++attempt)); do
-        timeout "$patience" "$lab" exec a iperf3 -J -c "${address[$1]}" "${@:2}" >"$LAB_DIR/iperf.json" &&
-            return
+        timeout "$patience" "$lab" exec a iperf3 -J -c "${address[$1]}" "${@:2}" \
+            >"$LAB_DIR/iperf.json" && return
         sleep 0.5
     done
     jq -r .error "$LAB_DIR/iperf.json" >&2
@@ -39,7 +41,8 @@ measure_tcp1() {
     local before
     before=$(ticks_of "$1")
     iperf "$1" -t "$tcp_seconds"
-    record "$1" tcp1.cpu "$(divide "$(seconds_since "$1" "$before")" "$(of_iperf .end.sum_received.bytes)" 1e9)"
+    record "$1" tcp1.cpu \
+        "$(divide "$(seconds_since "$1" "$before")" "$(of_iperf .end.sum_received.bytes)" 1e9)"
     record "$1" tcp1 "$(divide "$(of_iperf .end.sum_received.bits_per_second)" 1e6)"
 }
 measure_tcp4() {
@@ -48,12 +51,15 @@ measure_tcp4() {
 }
 measure_both() {
     iperf "$1" -t "$tcp_seconds" --bidir
-    record "$1" both "$(divide \
-        "$(of_iperf '.end.sum_received.bits_per_second + .end.sum_received_bidir_reverse.bits_per_second')" 1e6)"
+    local there back
+    there=$(of_iperf .end.sum_received.bits_per_second)
+    back=$(of_iperf .end.sum_received_bidir_reverse.bits_per_second)
+    record "$1" both "$(awk -v a="$there" -v b="$back" 'BEGIN { print (a + b) / 1e6 }')"
 }
 
 load() { # MODE, SYSTEM, SIZE, SECONDS, [RATE]
-    timeout "$patience" "$lab" exec a "$bench/bench-load" "$1" "${address[$2]}" "$udp_port" "${@:3}"
+    timeout "$patience" "$lab" exec a \
+        "$bench/bench-load" "$1" "${address[$2]}" "$udp_port" "${@:3}"
 }
 measure_udp() { # SYSTEM, SIZE
     local before received rate
@@ -68,13 +74,14 @@ measure_udp64() { measure_udp "$1" 64; }
 measure_udp1372() { measure_udp "$1" 1372; }
 
 # Median and 99th of the times that a ping printed, in microseconds.
+time_at() { awk -v at="$1" 'NR == at { print $1 * 1000 }' "$LAB_DIR/times"; } # RANK
 record_pings() { # SYSTEM, MEASURE
-    sed -n 's/.* time=\([0-9.]*\) ms$/\1/p' "$LAB_DIR/pings" | sort -n >"$LAB_DIR/times"
     local count
+    sed -n 's/.* time=\([0-9.]*\) ms$/\1/p' "$LAB_DIR/pings" | sort -n >"$LAB_DIR/times"
     count=$(wc -l <"$LAB_DIR/times")
     [ "$count" -gt 0 ]
-    record "$1" "$2" "$(awk -v at="$(((count + 1) / 2))" 'NR == at { print $1 * 1000 }' "$LAB_DIR/times")"
-    record "$1" "${2}99" "$(awk -v at="$(((count * 99 + 99) / 100))" 'NR == at { print $1 * 1000 }' "$LAB_DIR/times")"
+    record "$1" "$2" "$(time_at $(((count + 1) / 2)))"
+    record "$1" "${2}99" "$(time_at $(((count * 99 + 99) / 100)))"
 }
 pings() { # SYSTEM, COUNT, INTERVAL
     timeout "$patience" "$lab" exec a ping -c "$2" -i "$3" -W 2 "${address[$1]}" >"$LAB_DIR/pings"
@@ -118,7 +125,8 @@ calls_during() {
     # The counter lies in a file system that is mounted for this alone.
     # shellcheck disable=SC2016
     unshare -m sh -c 'mount -t tracefs none /sys/kernel/tracing && exec "$@"' sh \
-        perf stat -x , -o "$LAB_DIR/calls" -e raw_syscalls:sys_enter -p "$with" -- "${@:2}" >"$LAB_DIR/during"
+        perf stat -x , -o "$LAB_DIR/calls" -e raw_syscalls:sys_enter -p "$with" -- "${@:2}" \
+        >"$LAB_DIR/during"
     awk -F , '/sys_enter/ { print $1 }' "$LAB_DIR/calls"
 }
 # Where the kernel or its rights give no such counter the figures are missing.
@@ -131,5 +139,6 @@ measure_calls() {
     record "$1" calls.udp64 "$(divide "$calls" "$received")"
     calls=$(calls_during "$1" timeout "$patience" "$lab" exec a \
         iperf3 -J -c "${address[$1]}" -t "$tcp_seconds") || return 0
-    record "$1" calls.tcp1 "$(divide "$calls" "$(jq .end.sum_received.bytes "$LAB_DIR/during")" "$tcp_segment")"
+    received=$(jq .end.sum_received.bytes "$LAB_DIR/during")
+    record "$1" calls.tcp1 "$(divide "$calls" "$received" "$tcp_segment")"
 }

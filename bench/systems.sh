@@ -64,7 +64,8 @@ raise_tinc() {
     tinc_host b "Subnet = 10.99.3.2/32" "IndirectData = yes"
     for host in tcr a b; do
         for other in tcr a b; do
-            [ "$host" = "$other" ] || cp "$LAB_DIR/tinc/$other/hosts/$other" "$LAB_DIR/tinc/$host/hosts"
+            [ "$host" = "$other" ] ||
+                cp "$LAB_DIR/tinc/$other/hosts/$other" "$LAB_DIR/tinc/$host/hosts"
         done
     done
     for host in tcr a b; do
@@ -111,13 +112,15 @@ raise_openvpn() {
     } >>"$LAB_DIR/openvpn.tcr.conf"
     run openvpn tcr openvpn --config "$LAB_DIR/openvpn.tcr.conf"
     for host in a b; do
-        { printf '%s\n' client nobind "remote $hub" && openvpn_peers tcr; } >>"$LAB_DIR/openvpn.$host.conf"
+        { printf '%s\n' client nobind "remote $hub" && openvpn_peers tcr; } \
+            >>"$LAB_DIR/openvpn.$host.conf"
         run openvpn "$host" openvpn --config "$LAB_DIR/openvpn.$host.conf"
         wait_interface "$host" openvpn
         "$lab" exec "$host" timeout "$start_seconds" \
             sh -c 'until ip -4 -o addr show openvpn | grep -q inet; do sleep 0.02; done'
     done
-    address[openvpn]=$("$lab" exec b ip -4 -o addr show openvpn | awk '{ sub("/.*", "", $4); print $4 }')
+    address[openvpn]=$("$lab" exec b ip -4 -o addr show openvpn |
+        awk '{ sub("/.*", "", $4); print $4 }')
 }
 
 # Method null, and a hub that forwards between its peers, which takes the Ethernet mode.
@@ -133,7 +136,9 @@ TEXT
     printf '%s\n' "${@:3}" >>"$LAB_DIR/fastd.$1.conf"
 }
 fastd_peer() { # HOST, LINE...
-    echo "peer \"$1\" { key \"$(sed -n 's/^Public: //p' "$LAB_DIR/fastd.$1.key")\"; ${*:2} }"
+    local key
+    key=$(sed -n 's/^Public: //p' "$LAB_DIR/fastd.$1.key")
+    echo "peer \"$1\" { key \"$key\"; ${*:2} }"
 }
 raise_fastd() {
     local host
