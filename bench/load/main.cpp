@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kSinkArguments = 3;
 constexpr int kSendArguments = 6;
-constexpr int kHalvings = 7;
+constexpr int kHalvings = 6;
 // What a flood pushes through may be less than what goes at a steady pace.
 constexpr double kAboveFlood = 1.5;
 
