@@ -11,6 +11,7 @@ const std::vector<std::string> kFirst = {"floor", "tamvo"};
 const std::vector<std::string> kOthers = {"batched", "tinc", "openvpn", "fastd"};
 constexpr size_t kCellSize = 64;
 constexpr double kPerCent = 100;
+constexpr double kMostSpread = 999;  // that has room in its column
 
 __attribute__((format(printf, 1, 2))) std::string Cell(const char* format, ...) {
     char text[kCellSize];
@@ -27,6 +28,7 @@ std::string MedianCell(const std::vector<double>& values, int decimals) {
     double median = BenchMedian(values);
     if (values.size() == 1 || median == 0) return Cell("%8.*f %6s", decimals, median, "");
     double spread = kPerCent * BenchSpread(values) / median;
+    if (spread > kMostSpread) return Cell("%8.*f %6s", decimals, median, ">999 %");
     return Cell("%8.*f %4.0f %%", decimals, median, spread);
 }
 
