@@ -37,6 +37,15 @@ ssize_t CTBurstReader::ReadNow(const iovec* pieces, int count) {
     return -1;
 }
 
+// A descriptor whose interface has gone is ready at once, but has nothing to read.
+bool CTBurstReader::HasGone() {
+    int error = errno;
+    pollfd wait = {m_fd, POLLIN, 0};
+    bool has_gone = m_calls.poll(&wait, 1, 0) > 0 && (wait.revents & POLLIN) == 0;
+    errno = error;
+    return has_gone || error == EBADFD;
+}
+
 int CTBurstReader::Read() {
     iovec pieces[] = {{&m_hdr, sizeof m_hdr}, {m_bytes.data(), m_bytes.size()}};
     int skipped = m_has_header ? 0 : 1;
@@ -46,8 +55,10 @@ int CTBurstReader::Read() {
         n = ReadNow(pieces + skipped, 2 - skipped);
     } while (n < 0 && errno == EINTR);
     if (n < 0 && errno == EAGAIN) return 0;
-    if (n < 0 && errno == EBADFD) errno = ENODEV;  // a descriptor without an interface
-    if (n < 0) return -1;
+    if (n < 0) {
+        if (HasGone()) errno = ENODEV;
+        return -1;
+    }
     if (n == 0) {
         errno = ENODEV;
         return -1;

@@ -43,6 +43,7 @@ class CTBurstReader {
     int Next(uint8_t* out, int size);
 
   private:
+    bool HasGone();
     ssize_t ReadNow(const iovec* pieces, int count);
     void Accept(int length);
     int NextOfBurst(uint8_t* out, int size);
