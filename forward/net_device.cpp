@@ -246,7 +246,10 @@ void CTNetDevice::Write(CTXmitPkt* const* pkts, int n) {
     if (!m_adapter) return;
     for (int i = 0; i < n; ++i) {
         CTSkBuffer& skb = *pkts[i]->GetSkb();
-        if (!m_joiner.IsEmpty() && !m_adapter->HasBursts()) WriteJoined();
+        if (!m_adapter->HasBursts()) {  // nothing is looked at that cannot be joined
+            CountWritten(m_adapter->Write(skb.GetData(), skb.GetDataLength()), 1);
+            continue;
+        }
         if (m_joiner.Add(skb.GetData(), skb.GetDataLength())) continue;
         WriteJoined();
         m_joiner.Add(skb.GetData(), skb.GetDataLength());
