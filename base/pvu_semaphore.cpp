@@ -33,7 +33,10 @@ int CTSemaphore::Create(int value) {
     return 1;
 }
 
+// Without a count there is nothing to wake for; the flag that a post clears would be missed by a
+// sleeper that set it and has not fallen asleep yet.
 int CTSemaphore::Post(int n) {
+    if (n == 0) return 0;
     int count = m_count.load(std::memory_order_relaxed);
     do {
         if (n < 0 || count > INT_MAX - n) return -1;

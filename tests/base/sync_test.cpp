@@ -136,6 +136,29 @@ TEST(Semaphore, ABurstIsCountedOnceAndWakesWhoSleeps) {
     EXPECT_EQ(semaphore.Post(), -1);
 }
 
+// A thread that is about to sleep is woken by the next count, also when an empty burst was posted
+// in between.
+TEST(Semaphore, AnEmptyBurstTakesNoWakeUpAway) {
+    CTSemaphore asked;
+    CTSemaphore answered;
+    constexpr int kRounds = 20000;
+    std::atomic<bool> is_over{false};
+    std::thread answering([&] {
+        while (asked.Wait(2 * kLongWaitMs) == 0 && !is_over)
+            answered.Post();
+    });
+    for (int i = 0; i < kRounds && !is_over; ++i) {
+        for (int empty = 0; empty <= i % 8; ++empty)
+            EXPECT_EQ(asked.Post(0), 0);
+        asked.Post();
+        is_over = answered.Wait(kLongWaitMs) != 0;
+    }
+    EXPECT_FALSE(is_over);
+    is_over = true;
+    asked.Post();
+    answering.join();
+}
+
 TEST(CondWait, ForgetsSignalsAndWrapsLongWaitsToShortOnes) {
     CTCondWait condition;
     EXPECT_EQ(condition.Signal(), 0);
