@@ -28,6 +28,7 @@ struct TcrPendingAnnouncement {
     std::vector<std::vector<uint8_t>> datagrams;
     int repeats = 0;
     TcrTime sent_at = 0;
+    int64_t sent_us = 0;  // the link's clock
     // Meanwhile the edge acknowledged an earlier command that may have undone this one.
     bool undone = false;
     // And these devices behind the same router, which it may have added after this one took them

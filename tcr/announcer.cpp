@@ -78,6 +78,7 @@ std::vector<uint8_t> TcrAnnouncer::Datagram(const TcrSubnet& subnet, int slot,
 void TcrAnnouncer::SendPending(TcrSession& session, TcrTime now) {
     TcrPendingAnnouncement& pending = session.topology.pending;
     pending.sent_at = now;
+    pending.sent_us = m_link.Micros();
     for (const std::vector<uint8_t>& datagram : pending.datagrams) {
         if (datagram.empty()) continue;
         m_link.Send(session.path, datagram.data(), static_cast<int>(datagram.size()));
@@ -104,6 +105,12 @@ void TcrAnnouncer::GiveUp(TcrSubnet& subnet, int slot) {
     m_link.Tell(line.c_str());
 }
 
+// What was sent more than once does not tell which of them is answered.
+void TcrAnnouncer::NoteRoundTrip(TcrSession& session) {
+    const TcrPendingAnnouncement& pending = session.topology.pending;
+    if (pending.repeats == 0) session.round_trip_us = m_link.Micros() - pending.sent_us;
+}
+
 bool TcrAnnouncer::Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, int body,
                                TcrTime now) {
     TcrTopology& topology = subnet.sessions[slot].topology;
@@ -119,6 +126,7 @@ bool TcrAnnouncer::Acknowledge(TcrSubnet& subnet, int slot, CTSstpMessage& ack, 
         return true;
     }
     if (expected) {
+        NoteRoundTrip(subnet.sessions[slot]);
         topology.Acknowledged();
     } else if (!topology.AcknowledgedAgain(ack.GetSubType(), ack.GetSeq(), now)) {
         return false;

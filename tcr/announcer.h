@@ -41,6 +41,7 @@ class TcrAnnouncer {
     void SendPending(TcrSession& session, TcrTime now);
     void SendAgain(TcrSubnet& subnet, int slot, TcrTime now);
     void GiveUp(TcrSubnet& subnet, int slot);
+    void NoteRoundTrip(TcrSession& session);
 
     TcrLink& m_link;
 };

@@ -7,6 +7,7 @@
 
 #include "tcr/central_router.h"
 
+#include "tcr/snapshot.h"
 #include "tcr/state_restore.h"
 #include "tcr/status_table.h"
 #include "tcr/subnet_reload.h"
@@ -33,6 +34,10 @@ void CTCentralRouter::Restore(const TcrStateImage& image, TcrTime now, int64_t u
 
 void CTCentralRouter::Reload(const TcrConfig& config, TcrTime) {
     tcr_reload_subnets(m_core, config);
+}
+
+void CTCentralRouter::TakeSnapshot(TcrTime now, TcrSnapshot& snapshot) const {
+    tcr_take_snapshot(m_core, now, snapshot);
 }
 
 void CTCentralRouter::PrintTable(TcrTime now) {
@@ -69,6 +74,16 @@ void CTCentralRouter::Receive(const TcrPath& from, const uint8_t* data, int leng
 void CTCentralRouter::Tick(TcrTime now) {
     m_sessions.Tick(now);
     m_relay.Tick(now);
+    if (now - m_last_sample >= CTTrafficWindow::kSampleMs) SampleTraffic(now);
+}
+
+void CTCentralRouter::SampleTraffic(TcrTime now) {
+    m_last_sample = now;
+    m_core.subnets.ForEachEdge([&](const TcrEdge& edge) {
+        TcrEdgeTraffic& traffic = edge.subnet->traffic[edge.slot];
+        traffic.from_window.Sample(now, traffic.from_edge);
+        traffic.to_window.Sample(now, traffic.to_edge);
+    });
 }
 
 void CTCentralRouter::EndOfWakeUp(TcrTime now) {

@@ -10,6 +10,8 @@
 #include "tcr/state_sink.h"
 #include "tcr/tcr_core.h"
 
+struct TcrSnapshot;
+
 // The central router: keeps the model of its subnets, lets edges join and leave, announces them to
 // each other and relays their packets. It knows no socket, no clock and no disk: datagrams and the
 // time come in through Receive and Tick, everything else goes out through the link, and what has
@@ -29,6 +31,8 @@ class CTCentralRouter {
     // Serves what the configuration names from now on. Subnets come and go, by name; one whose
     // gateway or mask changed goes and comes anew. Passwords and limits end no session.
     void Reload(const TcrConfig& config, TcrTime now);
+    // The same and more as plain values; the clocks' fields are left alone.
+    void TakeSnapshot(TcrTime now, TcrSnapshot& snapshot) const;
     // The table of subnets, routers and devices, and the counters, line by line to the link.
     void PrintTable(TcrTime now);
 
@@ -53,9 +57,12 @@ class CTCentralRouter {
     const TcrCounters& GetCounters() const { return m_core.counters; }
 
   private:
+    void SampleTraffic(TcrTime now);
+
     TcrCore m_core;
     TcrSessions m_sessions;
     TcrRequests m_requests;
     TcrRelay m_relay;
+    TcrTime m_last_sample = INT64_MIN / 2;  // of the traffic
     CTSkBuffer m_buffer;  // the datagram being handled, as the message classes want it
 };

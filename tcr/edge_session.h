@@ -16,7 +16,8 @@ struct TcrSession {
     uint16_t login_seq = 0;
     TcrTime heard_tick = 0;
     TcrTime gone_tick = 0;
-    uint32_t lease = 0;  // its address, kept for it while it is away; 0: none yet
+    TcrTime since_tick = 0;  // that it joins, has joined, is silent or away
+    uint32_t lease = 0;      // its address, kept for it while it is away; 0: none yet
 
     bool listed = false;      // it registered its router
     uint32_t version = 0;     // changes with each registration
@@ -38,4 +39,6 @@ struct TcrSession {
     std::vector<uint8_t> held;
 
     TcrTopology topology;  // as this edge knows it
+    // Of the last announcement that was acknowledged, microseconds; -1: none.
+    int64_t round_trip_us = -1;
 };

@@ -76,6 +76,7 @@ bool TcrGateway::Answer(const TcrPath& to, CTXmitPkt& request, uint32_t gateway)
                            static_cast<uint16_t>(kSstpHeaderSize + length), kFrameTotalNone,
                            kFrameIndexFirst, kSstpCentralRouter, asked.GetSrc());
     skb.Put(kSstpHeaderSize + length);
+    m_answered.Add(1, static_cast<uint64_t>(length));
     SendMessage(to, m_reply);
     return true;
 }

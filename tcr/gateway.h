@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
+#include "control/traffic.h"
 #include "inet/tnet_merger.h"
 #include "inet/tnet_splitter.h"
 #include "inet/xmit_pkt_pool.h"
@@ -22,6 +24,8 @@ class TcrGateway {
     void Note(CTSstpMessage& packet) { m_fragments.Note(packet.GetSrc(), packet.GetSeq()); }
     // Gives fragments up whose partner did not come.
     void Tick(TcrTime now) { m_fragments.ForgetOld(now); }
+    // What it sent since the last call, as packets without tunnel headers.
+    CTTraffic TakeAnswered() { return std::exchange(m_answered, {}); }
 
   private:
     bool Reassemble(TcrPkt& pkt, TcrTime now);
@@ -36,4 +40,5 @@ class TcrGateway {
     CTNetPktSplitter m_splitter;
     TcrFragmentStore m_fragments;
     uint16_t m_seq = 0;
+    CTTraffic m_answered;
 };

@@ -95,6 +95,7 @@ void TcrLogins::StartSession(const TcrEdge& edge, const TcrDatagram& request) {
     session.presence = TcrPresence::kLoggedIn;
     session.path = request.from;
     session.login_tick = request.now;
+    session.since_tick = request.now;
     session.login_seq = request.msg.GetSeq();
     session.heard_tick = request.now;
     m_core.journal.EdgeChanged(edge);
@@ -112,8 +113,7 @@ bool TcrLogins::TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot) {
         }
         if (!longest) return false;
         int freed = static_cast<int>(longest - subnet.sessions);
-        subnet.model.DelRouter(subnet.Identifier(freed));
-        subnet.sessions[freed] = TcrSession();
+        subnet.FreeSlot(freed);
         m_core.journal.EdgeChanged({&subnet, freed});
         router = subnet.model.AddRouter(serial);
     }
@@ -156,6 +156,7 @@ bool TcrLogins::Logout(const TcrEdge& edge, const TcrDatagram& request) {
     TcrSession& session = edge.Session();
     session.presence = TcrPresence::kAbsent;
     session.gone_tick = request.now;
+    session.since_tick = request.now;
     session.registered = false;
     session.topology.pending.active = false;
     m_sessions.Unlist(edge, kDeviceStatusOff);

@@ -16,8 +16,10 @@ class TcrRelay {
     void Tick(TcrTime now) { m_gateway.Tick(now); }
 
   private:
-    // The session that the packet is for; null when nobody is there.
-    TcrSession* Destination(TcrSubnet& subnet, uint32_t identifier) const;
+    // Whether the edge, whose subnet is the sender's, is the one of that identifier and takes
+    // packets.
+    bool IsThere(const TcrEdge& to, uint32_t identifier) const;
+    static void Count(const TcrDatagram& datagram, CTTraffic& traffic);
 
     TcrCore& m_core;
     TcrSessions& m_sessions;

@@ -47,6 +47,7 @@ void TcrSessions::HeartBeat(const TcrDatagram& datagram) {
     session.topology.stalled = false;
     if (session.presence == TcrPresence::kSilent) {
         session.presence = TcrPresence::kLoggedIn;
+        session.since_tick = datagram.now;
         if (session.registered) List(edge);
         m_core.journal.EdgeNoted(edge);
         m_core.log.EdgeLine(edge, datagram.now, "is back");
@@ -80,6 +81,7 @@ void TcrSessions::CheckSilence(const TcrEdge& edge, TcrTime now) {
     if (now - session.heard_tick < m_core.config.silent_seconds * kMillisPerSecond) return;
     session.presence = TcrPresence::kSilent;
     session.gone_tick = now;
+    session.since_tick = now;
     session.topology.pending.active = false;
     Unlist(edge, kDeviceStatusIdle);
     m_core.journal.EdgeNoted(edge);
@@ -103,6 +105,7 @@ void TcrSessions::Settle(const TcrEdge& edge, TcrTime now) {
     TcrSession& session = edge.Session();
     if (session.settled) return;
     session.settled = true;
+    session.since_tick = now;
     m_core.journal.EdgeNoted(edge);
     m_core.log.EdgeLine(edge, now, "\"%s\" joined",
                         tcr_printable(edge.Router()->GetLabel()).c_str());

@@ -51,6 +51,8 @@ class TcrStateJournal {
     std::vector<TcrEdge> Saved(uint64_t ticket);
     std::vector<TcrEdge> Failed(uint64_t ticket, TcrTime now);
 
+    // Whether changes are kept at all.
+    bool HasSink() const { return m_sink != nullptr; }
     // Whether there is something that has not been written.
     bool IsPending() const { return IsInFlight() || !m_waiting.IsEmpty(); }
     // The last batch could not be written.

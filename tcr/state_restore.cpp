@@ -101,6 +101,7 @@ void TcrStateRestore::FillSession(const TcrEdge& edge, const TcrEdgeRecord& reco
     bool there = record.presence == TcrPresence::kLoggedIn;
     session.heard_tick = there ? m_now : m_now - ago;
     session.gone_tick = session.heard_tick;
+    session.since_tick = session.heard_tick;
     session.registered = record.registered && record.presence != TcrPresence::kAbsent;
     session.topology.Forget();
     if (!there || !record.listed) return;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/pvu_tick.h"
 #include "tcr/tcr_path.h"
 
 // The central router's way out, so that its logic runs without a socket in tests.
@@ -18,6 +19,9 @@ class TcrLink {
     }
     // Sends what was passed on; how many of those that Pass took the system refused after all.
     virtual int Flush() { return 0; }
+    // The monotonic clock in microseconds, for round trips alone: everything that is decided by the
+    // time goes by the one that is handed in.
+    virtual int64_t Micros() const { return pvu_get_current_micros(); }
     // One line for the operator, without newline.
     virtual void Tell(const char* line) = 0;
 };

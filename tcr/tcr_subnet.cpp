@@ -19,6 +19,12 @@ void TcrSubnet::SetLimits(const TcrSubnetConfig& served) {
     serials = served.edges;
 }
 
+void TcrSubnet::FreeSlot(int slot) {
+    model.DelRouter(Identifier(slot));
+    sessions[slot] = TcrSession();
+    traffic[slot] = TcrEdgeTraffic();
+}
+
 bool TcrSubnet::LetsIn(uint32_t serial) const {
     return !serials || std::binary_search(serials->begin(), serials->end(), serial);
 }

@@ -6,6 +6,7 @@
 
 #include "sdwan/sdwan_subnet.h"
 #include "tcr/edge_session.h"
+#include "tcr/edge_traffic.h"
 #include "tcr/line_budget.h"
 #include "tcr/tcr_config.h"
 
@@ -33,12 +34,15 @@ struct TcrSubnet {
 
     // Whether an address is left that no device has. Those of devices all lie in the subnet.
     bool HasFreeAddr() const;
+    // Nobody has the slot any more: router, devices with the address, session and counts go.
+    void FreeSlot(int slot);
     // Whether an edge with that serial number may log in.
     bool LetsIn(uint32_t serial) const;
 
     CTSdwanSubnet model;
     TcrSession sessions[kTcrSlots];
     TcrLineBudget lines[kTcrSlots];
+    TcrEdgeTraffic traffic[kTcrSlots];             // since the edge, by its serial number, has it
     std::optional<std::vector<uint32_t>> serials;  // let in, ascending; nothing: all are
     uint32_t last_version = 0;                     // given to a session's router; never given twice
 };

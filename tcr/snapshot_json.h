@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "control/json_reply.h"
+#include "tcr/snapshot.h"
+
+// The snapshot as docs/control.md describes it: what `tamvoctl status --json` shows of a central
+// router. Null, or empty, without memory. Any thread.
+CTJsonTree tcr_snapshot_tree(const TcrSnapshot& snapshot);
+std::string tcr_snapshot_json(const TcrSnapshot& snapshot);
+
+// The subnets alone, with how many edges each has in which state.
+CTJsonTree tcr_subnets_tree(const TcrSnapshot& snapshot);
+
+// What was dropped, by name, in the order in which it is shown.
+struct TcrNamedCount {
+    const char* name;
+    uint64_t count;
+};
+std::vector<TcrNamedCount> tcr_drops(const TcrCounters& counters);
