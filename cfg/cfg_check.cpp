@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cfg/cfg_keys.h"
+#include "cfg/local_host_cfg.h"
 #include "inet/tnet_ether.h"
 #include "inet/tnet_ip.h"
 
@@ -25,10 +26,10 @@ constexpr Key kLocalRouterKeys[] = {{cfg_key::kLabel, Kind::kText},
                                     {cfg_key::kSerialNumber, Kind::kNumber},
                                     {cfg_key::kType, Kind::kText},
                                     {cfg_key::kLayer, Kind::kText}};
-constexpr Key kLanKeys[] = {{cfg_key::kIp, Kind::kIPv4Address},
-                            {cfg_key::kMac, Kind::kEtherAddress},
-                            {cfg_key::kGateway, Kind::kIPv4Address},
-                            {cfg_key::kNetMask, Kind::kIPv4Address}};
+constexpr Key kLanKeys[] = {
+    {cfg_key::kIp, Kind::kIPv4Address},      {cfg_key::kMac, Kind::kEtherAddress},
+    {cfg_key::kGateway, Kind::kIPv4Address}, {cfg_key::kNetMask, Kind::kIPv4Address},
+    {cfg_key::kInterface, Kind::kInterface}, {cfg_key::kMtu, Kind::kInterfaceMtu}};
 constexpr Key kCentralRouterKeys[] = {{cfg_key::kIp, Kind::kIPv4Address},
                                       {cfg_key::kPort, Kind::kNumber}};
 constexpr Key kSstpKeys[] = {{cfg_key::kRecvTimeout, Kind::kNumber},
@@ -65,6 +66,10 @@ bool IsOfKind(const cJSON* item, Kind kind) {
             return text && CIPv4Addr().Set(text) == 0;
         case Kind::kEtherAddress:
             return text && CEtherAddr().Set(text) == 0;
+        case Kind::kInterface:
+            return CTLocalHostCfg::IsInterface(item);
+        case Kind::kInterfaceMtu:
+            return CTLocalHostCfg::IsMtu(item);
         case Kind::kUnread:
             return true;
     }
@@ -72,10 +77,20 @@ bool IsOfKind(const cJSON* item, Kind kind) {
 }
 
 const char* KindName(Kind kind) {
-    constexpr const char* kNames[] = {"an object",     "a text",          "a number",
-                                      "true or false", "an IPv4 address", "a MAC address",
+    constexpr const char* kNames[] = {"an object",
+                                      "a text",
+                                      "a number",
+                                      "true or false",
+                                      "an IPv4 address",
+                                      "a MAC address",
+                                      "4 to 15 letters, digits, \"-\" or \"_\"",
+                                      "a whole number from 576 to 1500",
                                       "anything"};
     return kNames[static_cast<size_t>(kind)];
+}
+
+bool EndsStart(Kind kind) {
+    return kind == Kind::kInterface || kind == Kind::kInterfaceMtu;
 }
 
 // A name out of a file as it may stand on a terminal, in quotes.
@@ -96,6 +111,7 @@ std::string Quoted(const char* name) {
 
 int CTCfgCheck::Check(const cJSON* root) {
     m_faults = 0;
+    m_printed = 0;
     if (!cJSON_IsObject(root)) {
         PrintFault("of the wrong kind, expected an object of sections");
         return m_faults;
@@ -107,8 +123,8 @@ int CTCfgCheck::Check(const cJSON* root) {
         if (!cJSON_IsObject(section)) continue;
         CheckObject(section, kKeysOfSections[i], " in section " + Quoted(kSections[i].name));
     }
-    if (m_faults > kMaxLines) {
-        printf("config file: %d more faults: %s\n", m_faults - kMaxLines, m_path);
+    if (m_faults > m_printed) {
+        printf("config file: %d more faults: %s\n", m_faults - m_printed, m_path);
     }
     return m_faults;
 }
@@ -129,12 +145,15 @@ void CTCfgCheck::CheckObject(const cJSON* object, std::span<const Key> keys,
             PrintFault("duplicate key " + Quoted(name) + place + ", the first one counts");
         } else if (!IsOfKind(item, keys[i].kind)) {
             PrintFault("key " + Quoted(name) + place + " of the wrong kind, expected " +
-                       KindName(keys[i].kind));
+                           KindName(keys[i].kind),
+                       EndsStart(keys[i].kind));
         }
         if (i < keys.size()) seen[i] = true;
     }
 }
 
-void CTCfgCheck::PrintFault(const std::string& fault) {
-    if (m_faults++ < kMaxLines) printf("config file: %s: %s\n", fault.c_str(), m_path);
+void CTCfgCheck::PrintFault(const std::string& fault, bool always) {
+    if (m_faults++ >= kMaxLines && !always) return;
+    ++m_printed;
+    printf("config file: %s: %s\n", fault.c_str(), m_path);
 }

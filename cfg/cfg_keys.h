@@ -20,6 +20,8 @@ constexpr char kLan[] = "lan";
 constexpr char kMac[] = "mac";
 constexpr char kGateway[] = "gateway";
 constexpr char kNetMask[] = "netmask";
+// May be absent; the default file has neither. "mtu" as in section "sstp".
+constexpr char kInterface[] = "interface";
 
 constexpr char kCentralRouter[] = "central router";
 constexpr char kPort[] = "port";

@@ -92,6 +92,11 @@ class CTSysCfg {
     unsigned int GetLocalIPAddr() const { return m_lan.m_ip.GetIP(); }
     unsigned int GetLocalNetMask() const { return m_lan.m_netmask.GetIP(); }
     unsigned int GetSubnetGateway() const { return m_lan.m_gateway.GetIP(); }
+    // Name and MTU of the interface: "Tamvo" and 1500 where the file has no such key.
+    const char* GetInterface() const { return m_lan.m_interface.c_str(); }
+    int GetInterfaceMtu() const { return m_lan.m_mtu; }
+    // A key of the section "lan" whose value no edge may start with, or null.
+    const char* GetRefusedKey() const { return m_lan.GetRefusedKey(); }
     const char* GetLocalRouterLabel() const { return m_local_router.m_label; }
     unsigned short GetLocalRouterType() const { return m_local_router.m_type; }
     unsigned char GetLocalRouterLayer() const { return m_local_router.m_layer; }

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include "base/pvu_udp.h"
@@ -189,7 +190,9 @@ int CTNetAdapter::EnableAdapter() {
     m_ip.Format(ip, sizeof ip);
     m_mask.Format(mask, sizeof mask);
     char command[kCommandSize];
-    snprintf(command, sizeof command, "ifconfig %.32s %s netmask %s up", m_name, ip, mask);
+    std::string mtu = m_mtu == kDriverMtu ? "" : "mtu " + std::to_string(m_mtu) + " ";
+    snprintf(command, sizeof command, "ifconfig %.32s %s netmask %s %sup", m_name, ip, mask,
+             mtu.c_str());
     RunCommand(command);
     return 1;
 }

@@ -46,6 +46,8 @@ class CTNetAdapter {
 
     const char* GetName() const { return m_name; }
     uint8_t GetNetLayer() const { return m_net_layer; }
+    // The interface's MTU, 1500 unless set; it takes effect with the next EnableAdapter.
+    void SetMtu(int mtu) { m_mtu = mtu; }
     int GetMtu() const { return m_mtu; }
     // Six zero bytes: the interface's hardware address is never read from the kernel. 1, 0 for
     // null.
@@ -130,11 +132,15 @@ class CTNetAdapter {
     void SetGone(bool gone);
     void RunCommand(const char* command) PVU_REQUIRES(m_config_mutex);
 
+    static constexpr int kDriverMtu = 1500;  // what a new interface has
+
+    // The owner's, before Open.
+    int m_mtu = kDriverMtu;
+
     // Set by Open.
     int m_fd = -1;
     int m_type = kAdapterTun;
     uint8_t m_net_layer = kNetLayer3;
-    int m_mtu = 1500;
     CEtherAddr m_mac;
     char m_name[kTextFieldSize] = {};
     int m_open_error = 0;  // errno of what kept the last open from an interface

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr char kAdapterName[] = "Tamvo";
 constexpr int kMacTextSize = 64;
 constexpr uint16_t kRouterTypeTap = 1;
 constexpr uint16_t kRouterTypeTun = 2;
@@ -22,7 +21,8 @@ constexpr int kMaxUnregister = 32;         // addresses that one message takes
 }  // namespace
 
 bool CTsdwSys::InitTap() {
-    if (!m_adapter.Open(kAdapterName)) {
+    m_adapter.SetMtu(m_config.GetInterfaceMtu());
+    if (!m_adapter.Open(m_config.GetInterface())) {
         flog_printf("net adapter open failed\n");
         return false;
     }

@@ -74,6 +74,10 @@ bool CTsdwSys::Init() {
     if (m_config_unused) {
         printf("config file not usable, defaults in force: %s\n", m_config_file.c_str());
     }
+    if (const char* key = m_config.GetRefusedKey()) {
+        flog_printf("config file refused, key \"%s\" in section \"lan\"\n", key);
+        return false;
+    }
     if (!InitTap()) return false;
     if (!SstpConnect()) {
         DeInitTap();

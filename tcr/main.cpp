@@ -42,12 +42,12 @@ int main(int argc, char** argv) {
         return Fail(fault);
     }
     TcrServer server;
-    if (!server.Open(option, fault)) return Fail(fault);
+    if (!server.Open(option, config, fault)) return Fail(fault);
     std::string state = option.StateFile(config);
     if (!state.empty() && !server.Keep(state, fault)) return Fail(fault);
     CTString started;
-    started.Append("tamvo-tcr listens on %s port %d, %d subnet(s)", option.address.c_str(),
-                   option.port, static_cast<int>(config.subnets.size()));
+    started.Append("tamvo-tcr listens on %s port %d, %d subnet(s)", option.Address(config).c_str(),
+                   option.Port(config), static_cast<int>(config.subnets.size()));
     server.Tell(started.c_str());
     if (server.Run(config)) return 0;
     // The writer cannot be waited for: nothing that it uses may be taken down.

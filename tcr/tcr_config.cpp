@@ -31,6 +31,8 @@ constexpr char kKeyNetmask[] = "netmask";
 constexpr char kKeyEdges[] = "edges";
 constexpr char kKeySerial[] = "serial";
 constexpr char kKeyState[] = "state";
+constexpr char kKeyBind[] = "bind";
+constexpr char kKeyPort[] = "port";
 
 constexpr int kDefaultSilentSeconds = 60;
 constexpr int kMaxSilentSeconds = 86400;
@@ -62,6 +64,8 @@ class Reader {
     bool ReadText(const cJSON* item, const std::string& where, const char* key, std::string& out);
     bool ReadAddr(const cJSON* item, const std::string& where, const char* key, uint32_t& out);
     bool ReadState(const cJSON* item, std::string& state);
+    bool ReadBind(const cJSON* item, std::string& bind);
+    bool ReadPort(const cJSON* item, uint16_t& port);
     bool ReadEdges(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet);
     bool ReadSerial(const cJSON* item, const std::string& where, uint32_t& serial);
     bool CheckNetwork(const std::string& where, const TcrSubnetConfig& subnet);
@@ -95,7 +99,9 @@ bool Reader::Read(TcrConfig& config) {
     Tree tree;
     if (!Load(tree)) return false;
     if (!cJSON_IsObject(tree.get())) return Fault("", "is not a JSON object");
-    if (!CheckKeys(tree.get(), "", {kKeyLowestVersion, kKeySilentAfter, kKeyState, kKeySubnets})) {
+    if (!CheckKeys(
+            tree.get(), "",
+            {kKeyLowestVersion, kKeySilentAfter, kKeyState, kKeyBind, kKeyPort, kKeySubnets})) {
         return false;
     }
     const cJSON* version = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyLowestVersion);
@@ -104,6 +110,10 @@ bool Reader::Read(TcrConfig& config) {
     if (silence && !ReadSilence(silence, config.silent_seconds)) return false;
     const cJSON* state = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyState);
     if (state && !ReadState(state, config.state)) return false;
+    const cJSON* bind = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyBind);
+    if (bind && !ReadBind(bind, config.bind)) return false;
+    const cJSON* port = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeyPort);
+    if (port && !ReadPort(port, config.port)) return false;
     const cJSON* subnets = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySubnets);
     return ReadSubnets(subnets, config.subnets);
 }
@@ -213,6 +223,25 @@ bool Reader::ReadState(const cJSON* item, std::string& state) {
     if (!text || *text == '\0') return Fault(kKeyState, "is not the name of a file");
     if (strlen(text) > kMaxPathSize) return Fault(kKeyState, "is too long for a file's name");
     state = text;
+    return true;
+}
+
+bool Reader::ReadBind(const cJSON* item, std::string& bind) {
+    const char* text = cJSON_GetStringValue(item);
+    in_addr addr;
+    if (!text || inet_pton(AF_INET, text, &addr) != 1) {
+        return Fault(kKeyBind, "is not an IPv4 address");
+    }
+    bind = text;
+    return true;
+}
+
+bool Reader::ReadPort(const cJSON* item, uint16_t& port) {
+    double value = cJSON_GetNumberValue(item);
+    if (!(value >= 1 && value <= UINT16_MAX) || value != std::floor(value)) {
+        return Fault(kKeyPort, "is not a port from 1 to 65535");
+    }
+    port = static_cast<uint16_t>(value);
     return true;
 }
 

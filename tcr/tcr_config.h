@@ -24,6 +24,8 @@ struct TcrSubnetConfig {
 //         "lowest version": "0.1.0",
 //         "silent after": 60,
 //         "state": "/var/lib/tamvo/tcr.db",
+//         "bind": "203.0.113.5",
+//         "port": 1922,
 //         "subnets": [
 //             { "name": "qwop", "password": "qwop",
 //               "gateway": "192.168.15.5", "netmask": "255.255.255.0",
@@ -44,5 +46,7 @@ struct TcrConfig {
     CTVersion lowest_version;
     int silent_seconds;  // an edge not heard of for so long counts as gone
     std::string state;   // file that keeps its state; empty: not named
+    std::string bind;    // address to listen on, in dotted decimal; empty: not named
+    uint16_t port = 0;   // to listen on; 0: not named
     std::vector<TcrSubnetConfig> subnets;
 };

@@ -9,6 +9,8 @@
 namespace {
 
 constexpr char kDefaultState[] = "tcr.db";
+constexpr char kDefaultAddress[] = "127.0.0.1";
+constexpr uint16_t kDefaultPort = 1922;
 constexpr char kShortOptions[] = "c:s:b:p:vh";
 constexpr option kLongOptions[] = {
     {"config", required_argument, nullptr, 'c'},
@@ -20,11 +22,9 @@ constexpr option kLongOptions[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-bool ParseAddress(const char* text, uint32_t& ip) {
+bool IsAddress(const char* text) {
     in_addr addr;
-    if (inet_pton(AF_INET, text, &addr) != 1) return false;
-    ip = ntohl(addr.s_addr);
-    return true;
+    return inet_pton(AF_INET, text, &addr) == 1;
 }
 
 bool ParsePort(const char* text, uint16_t& port) {
@@ -59,7 +59,7 @@ TcrOption::Action TcrOption::Parse(int argc, char** argv, std::string& fault) {
                 return Action::kFault;
             case 'b':
                 address = optarg;
-                if (ParseAddress(optarg, ip)) break;
+                if (IsAddress(optarg)) break;
                 fault = std::string("-b ") + optarg + ": is not an IPv4 address";
                 return Action::kFault;
             case 'p':
@@ -79,6 +79,16 @@ std::string TcrOption::StateFile(const TcrConfig& config) const {
     return config_file.empty() ? "" : kDefaultState;
 }
 
+std::string TcrOption::Address(const TcrConfig& config) const {
+    if (!address.empty()) return address;
+    return config.bind.empty() ? kDefaultAddress : config.bind;
+}
+
+uint16_t TcrOption::Port(const TcrConfig& config) const {
+    if (port != 0) return port;
+    return config.port != 0 ? config.port : kDefaultPort;
+}
+
 void TcrOption::PrintHelp() {
     puts("Usage: tamvo-tcr [OPTIONS]");
     puts("Central router of Tamvo overlays. Runs in the foreground and logs to standard output.");
@@ -88,8 +98,10 @@ void TcrOption::PrintHelp() {
     puts(
         "  -s, --state FILE      Keeps its state there (default: the file's \"state\"; without it");
     puts("                        tcr.db, with -c; without -c it keeps nothing)");
-    puts("  -b, --bind ADDRESS    IPv4 address to listen on (default: 127.0.0.1)");
-    puts("  -p, --port PORT       UDP port to listen on (default: 1922)");
+    puts(
+        "  -b, --bind ADDRESS    IPv4 address to listen on (default: the file's \"bind\"; "
+        "127.0.0.1)");
+    puts("  -p, --port PORT       UDP port to listen on (default: the file's \"port\"; 1922)");
     puts("  -v, --version         Print the version");
     puts("  -h, --help            Print this text");
     puts("");

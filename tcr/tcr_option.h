@@ -16,12 +16,15 @@ struct TcrOption {
     // working directory where there is a configuration file without any; else empty, for nothing.
     std::string StateFile(const TcrConfig& config) const;
 
+    // Where to listen: as asked for here, or as the configuration says, else 127.0.0.1 and 1922.
+    std::string Address(const TcrConfig& config) const;
+    uint16_t Port(const TcrConfig& config) const;
+
     static void PrintHelp();
     static void PrintVersion();
 
-    std::string config_file;            // empty: none
-    std::string state_file;             // empty: as the configuration says
-    std::string address = "127.0.0.1";  // to listen on
-    uint32_t ip = 0x7F000001;           // the same, host byte order
-    uint16_t port = 1922;
+    std::string config_file;  // empty: none
+    std::string state_file;   // empty: as the configuration says
+    std::string address;      // to listen on, in dotted decimal; empty: likewise
+    uint16_t port = 0;        // 0: likewise
 };

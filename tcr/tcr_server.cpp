@@ -1,5 +1,6 @@
 #include "tcr/tcr_server.h"
 
+#include <arpa/inet.h>
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -34,11 +35,14 @@ TcrServer::~TcrServer() {
     if (m_signals >= 0) close(m_signals);
 }
 
-bool TcrServer::Open(const TcrOption& option, std::string& fault) {
+bool TcrServer::Open(const TcrOption& option, const TcrConfig& config, std::string& fault) {
     m_config_file = option.config_file;
-    if (!m_socket.Open(option.ip, option.port, fault)) {
-        fault = option.address + " port " + std::to_string(option.port) +
-                ": cannot be listened on: " + fault;
+    std::string address = option.Address(config);
+    uint16_t port = option.Port(config);
+    in_addr addr = {};
+    inet_pton(AF_INET, address.c_str(), &addr);
+    if (!m_socket.Open(ntohl(addr.s_addr), port, fault)) {
+        fault = address + " port " + std::to_string(port) + ": cannot be listened on: " + fault;
         return false;
     }
     sigset_t mask;

@@ -22,7 +22,7 @@ class TcrServer : public TcrLink {
     ~TcrServer() override;
 
     // Binds the socket and takes the signals over; false with one line in fault.
-    bool Open(const TcrOption& option, std::string& fault);
+    bool Open(const TcrOption& option, const TcrConfig& config, std::string& fault);
     // Takes up what the file has, makes it if need be, and keeps all changes there; before Run.
     // False with one line in fault.
     bool Keep(const std::string& path, std::string& fault);

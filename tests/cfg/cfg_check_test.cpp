@@ -34,8 +34,9 @@ TEST_F(CfgCheck, NothingIsSaidOfTheDefaultFileNorOfOneThatWasWrittenBack) {
     EXPECT_EQ(LinesFor(ReadWholeFile(path)), "");
     EXPECT_GT(cfg.WriteToJsonFile(path.c_str()), 0);
     EXPECT_EQ(LinesFor(ReadWholeFile(path)), "");
-    EXPECT_EQ(
-        LinesFor(R"({"SSTP":{"Rejoin After":9,"strict source":true},"LAN":{"IP":"1.2.3.4"}})"), "");
+    EXPECT_EQ(LinesFor(R"({"SSTP":{"Rejoin After":9,"strict source":true},"LAN":{"IP":"1.2.3.4",
+                           "Interface":"office","MTU":1384}})"),
+              "");
 }
 
 TEST_F(CfgCheck, AKeyThatIsUnknownDoubledOrOfTheWrongKindIsNamedWithItsPlace) {
@@ -71,6 +72,18 @@ TEST_F(CfgCheck, NamesOutOfAFileAreEscapedAndBoundedInLengthAndNumber) {
               Line(R"(unknown key "\x1b[2J\x22\xc2\x9b%s")"));
     EXPECT_EQ(LinesFor("{\"" + std::string(100000, 'k') + "\":1}"),
               Line("unknown key \"" + std::string(64, 'k') + "...\""));
+    // What ends the start is said however many others came before.
+    std::string last = "{\"lan\":{";
+    for (int i = 0; i <= CTCfgCheck::kMaxLines; ++i)
+        last += "\"x\":0,";
+    std::string lines = LinesFor(last + R"("interface":"a b","mtu":1}})");
+    EXPECT_NE(lines.find(Line(R"(key "interface" in section "lan" of the wrong kind, )"
+                              R"(expected 4 to 15 letters, digits, "-" or "_")") +
+                         Line(R"(key "mtu" in section "lan" of the wrong kind, )"
+                              "expected a whole number from 576 to 1500") +
+                         Line("1 more faults")),
+              std::string::npos)
+        << lines;
     std::string many = "{\"sstp\":{\"mtu\":1";
     std::string expected;
     constexpr int kKeys = 100000;

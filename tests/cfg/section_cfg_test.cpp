@@ -112,6 +112,39 @@ TEST(SectionCfg, AnAddressThatDoesNotParseLeavesItsField) {
               "\tNetwork mask: 255.0.0.0\n");
 }
 
+TEST(SectionCfg, InterfaceAndMtuAreWrittenBackAsTheyWereAndRefusedWhenNoEdgeMayStartWithThem) {
+    CTLocalHostCfg host;
+    const std::string addresses =
+        R"("ip":"10.0.0.7","mac":"8E:10:45:38:32:28","gateway":"10.0.0.1","netmask":"255.0.0.0")";
+    Read(host, "{" + addresses + "}");
+    EXPECT_EQ(host.m_interface, "Tamvo");
+    EXPECT_EQ(host.m_mtu, 1500);
+    EXPECT_EQ(Unformatted(host.GenerateJson()), "{" + addresses + "}") << "absent they stay so";
+    for (auto [interface, mtu] :
+         {std::pair("abcd", 576), {"Site_2-Backbone", 1384}, {"0123", 1500}}) {
+        std::string keys =
+            R"("interface":")" + std::string(interface) + R"(","mtu":)" + std::to_string(mtu);
+        Read(host, "{" + keys + "," + addresses + "}");
+        EXPECT_EQ(host.GetRefusedKey(), nullptr);
+        EXPECT_EQ(host.m_interface, interface);
+        EXPECT_EQ(host.m_mtu, mtu);
+        EXPECT_EQ(Unformatted(host.GenerateJson()), "{" + addresses + "," + keys + "}");
+    }
+    for (const char* bad : {"\"abc\"", "\"Site_2-Backbone1\"", "\"a b c\"", "\"tamvo%d\"",
+                            "\"tam/vo\"", "\"tamvö\"", "\"\"", "5", "null", "[\"Tamvo\"]"}) {
+        CTLocalHostCfg refused;
+        Read(refused, std::string(R"({"interface":)") + bad + "}");
+        EXPECT_STREQ(refused.GetRefusedKey(), "interface") << bad;
+        EXPECT_EQ(refused.m_interface, "Tamvo") << bad;
+    }
+    for (const char* bad : {"575", "1501", "1384.5", "-1", "1e300", "\"1384\"", "true", "null"}) {
+        CTLocalHostCfg refused;
+        Read(refused, std::string(R"({"mtu":)") + bad + "}");
+        EXPECT_STREQ(refused.GetRefusedKey(), "mtu") << bad;
+        EXPECT_EQ(refused.m_mtu, 1500) << bad;
+    }
+}
+
 TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndAFlagIsTrueForTheLiteralTrueOnly) {
     CTCentralRouterCfg central;
     CTSstpCfg sstp;

@@ -73,6 +73,9 @@ TEST(Adapter, TellsAnUnknownTypeAndConfiguresTheInterfaceAllTheSame) {
     adapter.ConfigTun(Ip(10, 1, 2, 3), Ip(255, 255, 0, 0));
     EXPECT_EQ(adapter.SetMediaStatus(true), 1);
     EXPECT_EQ(adapter.SetMediaStatus(false), 1);
+    adapter.SetMtu(1384);
+    EXPECT_EQ(adapter.GetMtu(), 1384);
+    adapter.SetMediaStatus(true);
     setenv("PATH", path.c_str(), 1);
     // The name is too short to ask for.
     EXPECT_NE(printed.find("I don't recognize device abc as a TUN or TAP deviceCannot ioctl "
@@ -80,7 +83,9 @@ TEST(Adapter, TellsAnUnknownTypeAndConfiguresTheInterfaceAllTheSame) {
               std::string::npos)
         << printed;
     EXPECT_NE(printed.find("TUN/TAP device  opened\n"), std::string::npos) << printed;
-    EXPECT_EQ(ReadWholeFile(dir.File("calls")), "abc 10.1.2.3 netmask 255.255.0.0 up\nabc down\n");
+    EXPECT_EQ(ReadWholeFile(dir.File("calls")),
+              "abc 10.1.2.3 netmask 255.255.0.0 up\nabc down\n"
+              "abc 10.1.2.3 netmask 255.255.0.0 mtu 1384 up\n");
 }
 
 class Device : public testing::Test {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "lab/wire/wire_message.h"
+#include "tcr/tcr_option.h"
 #include "tests/support/scratch_dir.h"
 
 namespace {
@@ -29,13 +30,23 @@ class TcrConfigFile : public testing::Test {
 
 TEST_F(TcrConfigFile, IsReadWhole) {
     EXPECT_EQ(FaultOf(std::string(R"({"lowest version": "1.2.3", "silent after": 30,
-                                      "state": "/x/tcr.db", "subnets": [)") +
+                                      "state": "/x/tcr.db", "bind": "10.9.8.7", "port": 65535,
+                                      "subnets": [)") +
                       kSubnet + R"(, {"name": "m", "password": "q", "gateway": "10.1.0.1",
                                       "netmask": "255.255.255.252",
             "edges": [4294967295, -1, -2147483648, 0, "0x80000001", "0xaB", {"serial": 7},
                       {"serial": "0x8"}]}]})"),
               "");
     EXPECT_EQ(config.state, "/x/tcr.db");
+    EXPECT_EQ(TcrOption().Address(config), "10.9.8.7");
+    EXPECT_EQ(TcrOption().Port(config), 65535);
+    TcrOption asked;
+    asked.address = "127.0.0.2";
+    asked.port = 1;
+    EXPECT_EQ(asked.Address(config), "127.0.0.2") << "the command line wins";
+    EXPECT_EQ(asked.Port(config), 1);
+    EXPECT_EQ(TcrOption().Address(TcrConfig()), "127.0.0.1");
+    EXPECT_EQ(TcrOption().Port(TcrConfig()), 1922);
     EXPECT_EQ(config.lowest_version.GetVersion(), 0x10203u);
     EXPECT_EQ(config.silent_seconds, 30);
     ASSERT_EQ(config.subnets.size(), 2u);
@@ -87,6 +98,12 @@ TEST_F(TcrConfigFile, EveryFaultNamesItsKeyAndReason) {
     for (const char* state : {"5", "\"\"", "[]"})
         faults.emplace_back(std::string(R"({"state": )") + state + "}",
                             "\"state\": is not the name of a file");
+    for (const char* bind : {"5", "\"\"", "\"10.0.0\"", "\"::1\"", "\"localhost\"", "null"})
+        faults.emplace_back(std::string(R"({"bind": )") + bind + "}",
+                            "\"bind\": is not an IPv4 address");
+    for (const char* port : {"0", "65536", "-1", "1.5", "\"1922\"", "1e300"})
+        faults.emplace_back(std::string(R"({"port": )") + port + "}",
+                            "\"port\": is not a port from 1 to 65535");
     auto edges = [&](const std::string& list) {
         return subnets(R"({"name": "n", "password": "p", "gateway": "10.0.0.1",
                            "netmask": "255.255.255.0", "edges": )" +

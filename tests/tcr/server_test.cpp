@@ -70,7 +70,7 @@ class Server : public testing::Test {
         option.port = port;
         server = std::make_unique<TcrServer>();
         std::string fault;
-        ASSERT_TRUE(server->Open(option, fault)) << fault;
+        ASSERT_TRUE(server->Open(option, TcrConfig(), fault)) << fault;
         ASSERT_TRUE(server->Keep(path, fault)) << fault;
         thread = std::thread([this] { ended_in_time = server->Run(TcrConfig()); });
     }
