@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "inet/tnet_npkt.h"
+#include "tcr/edge_removal.h"
 #include "tcr/relay.h"
 #include "tcr/requests.h"
 #include "tcr/sessions.h"
@@ -31,10 +33,17 @@ class CTCentralRouter {
     // Serves what the configuration names from now on. Subnets come and go, by name; one whose
     // gateway or mask changed goes and comes anew. Passwords and limits end no session.
     void Reload(const TcrConfig& config, TcrTime now);
-    // The same and more as plain values; the clocks' fields are left alone.
-    void TakeSnapshot(TcrTime now, TcrSnapshot& snapshot) const;
     // The table of subnets, routers and devices, and the counters, line by line to the link.
     void PrintTable(TcrTime now);
+
+    // -- For operators, through TcrDesk
+
+    // What the table shows and more, as plain values; the clocks' fields are left alone.
+    void TakeSnapshot(TcrTime now, TcrSnapshot& snapshot) const;
+    // Ends what the edge with that serial number has (see tcr_remove_edge).
+    std::vector<TcrRemovedEdge> RemoveEdge(uint32_t serial, TcrTime now) {
+        return tcr_remove_edge(m_core, serial, now);
+    }
 
     // -- While serving
 

@@ -52,7 +52,7 @@ bool TcrServer::Open(const TcrOption& option, const TcrConfig& config, std::stri
     sigprocmask(SIG_BLOCK, &mask, nullptr);
     m_signals = signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK);
     if (m_signals < 0) fault = std::string("signals: ") + strerror(errno);
-    return m_signals >= 0;
+    return m_signals >= 0 && m_desk.Open(fault);
 }
 
 bool TcrServer::Keep(const std::string& path, std::string& fault) {
@@ -65,10 +65,12 @@ bool TcrServer::Keep(const std::string& path, std::string& fault) {
 bool TcrServer::Run(const TcrConfig& config) {
     CTCentralRouter router(config, *this, m_writer.get());
     m_last_tick = Now();
+    m_desk.SetStart(m_last_tick);
     if (m_writer) router.Restore(std::exchange(m_image, {}), m_last_tick, time(nullptr));
     router.EndOfWakeUp(m_last_tick);
     for (bool serve = true; serve;)
         WakeUp(router, serve);
+    m_desk.Close();
     return Finish(router);
 }
 
@@ -77,12 +79,14 @@ void TcrServer::WakeUp(CTCentralRouter& router, bool& serve) {
     // A negative descriptor is none.
     pollfd wait[] = {{m_socket.Handle(), POLLIN, 0},
                      {m_signals, POLLIN, 0},
-                     {m_writer ? m_writer->EventHandle() : -1, POLLIN, 0}};
+                     {m_writer ? m_writer->EventHandle() : -1, POLLIN, 0},
+                     {m_desk.EventHandle(), POLLIN, 0}};
     poll(wait, std::size(wait), kTickMs);
     TcrTime now = Now();
     if (wait[2].revents != 0) TakeOutcomes(router, now);
     if (wait[1].revents != 0) serve = HandleSignal(router, now);
     if (wait[0].revents != 0) Receive(router, now);
+    if (wait[3].revents != 0) m_desk.Serve(router, now);
     if (now - m_last_tick >= kTickMs) {
         m_last_tick = now;
         router.Tick(now);

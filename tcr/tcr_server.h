@@ -6,6 +6,7 @@
 #include "tcr/central_router.h"
 #include "tcr/state_file.h"
 #include "tcr/state_writer.h"
+#include "tcr/tcr_desk.h"
 #include "tcr/tcr_link.h"
 #include "tcr/tcr_option.h"
 #include "tcr/tcr_socket.h"
@@ -30,6 +31,9 @@ class TcrServer : public TcrLink {
     // the disk is still at it then, and this object must live until the process ends.
     bool Run(const TcrConfig& config);
 
+    // For the threads that tell operators of the central router; they end before this object does.
+    TcrDesk& GetDesk() { return m_desk; }
+
     bool Send(const TcrPath& to, const void* data, int length) override;
     bool Pass(const TcrPath& to, const uint8_t* data, int length) override;
     int Flush() override { return m_socket.Flush(); }
@@ -47,6 +51,7 @@ class TcrServer : public TcrLink {
     std::string m_config_file;
     int m_signals = -1;
     TcrTime m_last_tick = 0;
+    TcrDesk m_desk;
 
     std::string m_state_path;  // empty: nothing is kept
     TcrStateImage m_image;     // as it was found, until Run has taken it up

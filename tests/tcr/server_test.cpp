@@ -160,4 +160,36 @@ TEST_F(Server, GoesOnWhileTheDiskFailsAndKnowsEverybodyAfterARestart) {
     Stop();
 }
 
+TEST_F(Server, DoesWhatOtherThreadsAskForAndNothingAfterItsEnd) {
+    TcrSnapshot snapshot;
+    std::vector<TcrRemovedEdge> removed;
+    Start();
+    Edge a{port, 1};
+    Edge b{port, 2};
+    a.Join();
+    b.Join();
+    std::thread other([&] {
+        TcrSnapshot own;
+        for (int i = 0; i < 100; ++i)
+            EXPECT_TRUE(server->GetDesk().TakeSnapshot(own));
+    });
+    ASSERT_TRUE(server->GetDesk().TakeSnapshot(snapshot));
+    EXPECT_EQ(snapshot.edges.size(), 2u);
+    EXPECT_GT(snapshot.unix_ms, 1'600'000'000'000);
+    EXPECT_TRUE(snapshot.state_kept);
+    ASSERT_TRUE(server->GetDesk().RemoveEdge(1, removed));
+    EXPECT_EQ(removed.size(), 1u);
+    ASSERT_TRUE(server->GetDesk().TakeSnapshot(snapshot));
+    ASSERT_EQ(snapshot.edges.size(), 1u);
+    EXPECT_EQ(snapshot.edges[0].serial, 2u);
+    other.join();
+
+    pthread_kill(thread.native_handle(), SIGTERM);
+    while (server->GetDesk().TakeSnapshot(snapshot)) {
+    }
+    EXPECT_FALSE(server->GetDesk().RemoveEdge(2, removed));
+    thread.join();
+    server.reset();
+}
+
 }  // namespace
