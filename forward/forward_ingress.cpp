@@ -58,6 +58,11 @@ void CTForwardIngress::HandleBurst(CTXmitPkt** pkts, int n) {
     CTXmitPktPool::Release(pkts, n);
 }
 
+void CTForwardIngress::TakeLone(CTXmitPkt& pkt) {
+    CTXmitPkt* burst[] = {&pkt};
+    HandleBurst(burst, 1);
+}
+
 // Whether it is a network packet, ready to be written.
 bool CTForwardIngress::TakePacket(CTXmitPkt& pkt) {
     CTSstpMessage msg;

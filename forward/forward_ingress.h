@@ -6,6 +6,7 @@
 #include "base/pvu_string.h"
 #include "forward/forward_base.h"
 #include "inet/xmit_pkt.h"
+#include "inet/xmit_pkt_taker.h"
 
 class CTSstpAddRouterMsg;
 class CTSstpGetDeviceAckParamList;
@@ -18,7 +19,7 @@ class CTSstpMessage;
 // which replaces it whole when the edge joins again.
 //
 // Handlers return 0 when done and 1 when not.
-class CTForwardIngress : public CTForwardBase {
+class CTForwardIngress : public CTForwardBase, public CTXmitPktTaker {
   public:
     // ---- The owner's: main thread ----
 
@@ -53,6 +54,11 @@ class CTForwardIngress : public CTForwardBase {
     void XmitPacketFinish(CTXmitPkt& pkt);
     // One heartbeat step of every peer connection.
     void P2pHeartbeat();
+
+    // ---- The port's receive thread ----
+
+    // The whole of a lone network packet's road.
+    void TakeLone(CTXmitPkt& pkt) override;
 
     // ---- What the forwarder counts: any thread ----
 

@@ -57,6 +57,11 @@ void CTForwardOutgress::ForwardBurst(CTXmitPkt** pkts, int n) {
     if (kept > 0) m_port->Write(pkts, kept);
 }
 
+void CTForwardOutgress::TakeLone(CTXmitPkt& pkt) {
+    CTXmitPkt* burst[] = {&pkt};
+    ForwardBurst(burst, 1);
+}
+
 int CTForwardOutgress::Verify(CTXmitPkt& pkt) {
     switch (pkt.GetNetLayer()) {
         case kNetLayer2:

@@ -6,13 +6,14 @@
 #include "base/pvu_sockaddr.h"
 #include "forward/forward_base.h"
 #include "inet/xmit_pkt.h"
+#include "inet/xmit_pkt_taker.h"
 
 class CTSdwanRouter;
 
 // Carries the host's own traffic into the overlay. Its thread takes each packet of the interface,
 // checks it, finds the router that serves its destination address, puts a tunnel header in front
 // of it and hands it to the tunnel port. What it cannot place it drops without a word.
-class CTForwardOutgress : public CTForwardBase {
+class CTForwardOutgress : public CTForwardBase, public CTXmitPktTaker {
   public:
     CTForwardOutgress();
 
@@ -45,6 +46,11 @@ class CTForwardOutgress : public CTForwardBase {
     int PushSstpHeader(CTXmitPkt& pkt, unsigned int identifier);
     // Hands the packet to the port or back to its pool.
     void NetPacketFinish(CTXmitPkt& pkt);
+
+    // ---- The device's receive thread ----
+
+    // The whole of that road for a lone packet.
+    void TakeLone(CTXmitPkt& pkt) override;
 
     // ---- On nobody's road ----
 

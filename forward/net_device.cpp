@@ -1,5 +1,5 @@
 // A packet's road through the device: ReadBurst (receive thread) -> QueueBurst -> Read (outgress
-// thread); the other way it is the one call of Write.
+// thread), or, alone, -> PassLone; the other way it is the one call of Write.
 
 #include "forward/net_device.h"
 
@@ -97,23 +97,25 @@ bool CTNetDevice::TakeSpares() {
 }
 
 // What the interface has by now, as far as there are descriptors: it ends when nothing more is to
-// be read, so that a lone packet is passed on at once.
+// be read. What had to be waited for and is one packet does not even wait for that.
 void CTNetDevice::ReadBurst() {
     CTBurstReader& reader = m_adapter->GetReader();
+    bool has_waited = m_is_drained && !reader.HasPacket();
+    if (has_waited && !m_adapter->WaitReadable(kReadWaitMs)) return;
     int result = reader.HasPacket() ? 1 : reader.Read();
-    if (result == 0) {
-        if (!m_adapter->WaitReadable(kReadWaitMs)) return;
-        result = reader.Read();
-    }
+    m_is_drained = result == 0;
     if (result < 0) return OnFailedRead();
     m_read_failure_printed = false;
     m_read_failed = false;
     m_now = CTThread::GetCurrentTick();
     while (reader.HasPacket()) {
         TakePackets(reader);
-        if (m_filled == m_spare_count || reader.Read() <= 0) break;
+        if (has_waited && m_filled == 1 && PassLone()) break;
+        if (m_filled == m_spare_count) break;
+        has_waited = false;
+        m_is_drained = reader.Read() <= 0;
     }
-    QueueBurst();
+    PassOn();
 }
 
 // The packets of one read.
@@ -141,6 +143,24 @@ void CTNetDevice::TakePacket(CTXmitPkt& pkt, int length) {
     m_counters.read.Add();
 }
 
+void CTNetDevice::PassOn() {
+    if (m_filled == 0) return;
+    if (PassLone()) return;
+    QueueBurst();
+    KeepSpares();
+}
+
+// As this thread alone fills the queue, nothing can come between the look at it and the end of the
+// packet's road; and the reader is busy before the queue is empty.
+bool CTNetDevice::PassLone() {
+    if (m_filled != 1 || !m_rx_fifo.IsEmpty() || m_reader_busy) return false;
+    CTXmitPktTaker* taker = m_taker;
+    if (!taker) return false;
+    taker->TakeLone(*m_spares[0]);
+    KeepSpares();
+    return true;
+}
+
 void CTNetDevice::QueueBurst() {
     int queued = m_rx_fifo.Enqueue(m_spares.data(), m_filled, CTXmitPktMtFifo::kMaxNetPackets);
     m_rx_semaphore.Post(queued);
@@ -148,6 +168,10 @@ void CTNetDevice::QueueBurst() {
         m_counters.queue_full.Add(static_cast<uint64_t>(m_filled - queued));
         CTXmitPktPool::Release(&m_spares[static_cast<size_t>(queued)], m_filled - queued);
     }
+}
+
+// The descriptors that were not filled move to the front.
+void CTNetDevice::KeepSpares() {
     std::copy(m_spares.begin() + m_filled, m_spares.begin() + m_spare_count, m_spares.begin());
     m_spare_count -= m_filled;
     m_filled = 0;
@@ -214,20 +238,24 @@ bool CTNetDevice::RestoreInterface() {
 }
 
 CTXmitPkt* CTNetDevice::Read() {
+    m_reader_busy = false;
     if (m_running == 0) {
         pvu_msleep(kClosedReadMs);
         return nullptr;
     }
     if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return nullptr;
+    m_reader_busy = true;
     return m_rx_fifo.Dequeue();
 }
 
 int CTNetDevice::Read(CTXmitPkt** pkts, int n) {
+    m_reader_busy = false;
     if (m_running == 0) {
         pvu_msleep(kClosedReadMs);
         return 0;
     }
     if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return 0;
+    m_reader_busy = true;
     return m_rx_fifo.Dequeue(pkts, 1 + m_rx_semaphore.Take(n - 1));
 }
 

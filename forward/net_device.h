@@ -12,6 +12,7 @@
 #include "forward/net_adapter.h"
 #include "inet/xmit_pkt_fifo.h"
 #include "inet/xmit_pkt_pool.h"
+#include "inet/xmit_pkt_taker.h"
 #include "offload/tcp_joiner.h"
 
 // The virtual interface as the forwarders see it:
@@ -40,6 +41,9 @@ class CTNetDevice {
 
     int StartThread();
     void StopThread();
+    // Who takes a lone packet from the receive thread while the queue's reader has nothing to do;
+    // null for nobody. A taker outlives the receive thread.
+    void SetTaker(CTXmitPktTaker* taker) { m_taker = taker; }
 
     // ---- The forwarders' ----
 
@@ -86,7 +90,10 @@ class CTNetDevice {
     void ReadBurst();
     void TakePackets(CTBurstReader& reader);
     void TakePacket(CTXmitPkt& pkt, int length);
+    void PassOn();
+    bool PassLone();
     void QueueBurst();
+    void KeepSpares();
     void OnFailedRead();
     void WriteJoined() PVU_REQUIRES(m_write_mutex);
     void CountWritten(int result, int packets) PVU_REQUIRES(m_write_mutex);
@@ -101,6 +108,8 @@ class CTNetDevice {
     int m_min_length;  // of a packet, by the layer
     CTXmitPktMtFifo m_rx_fifo;
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the queue
+    std::atomic<CTXmitPktTaker*> m_taker{nullptr};
+    std::atomic<bool> m_reader_busy{false};  // since before it took something from the queue
     CTMutex m_write_mutex;
     CTTcpJoiner m_joiner PVU_GUARDED_BY(m_write_mutex);
 
@@ -108,6 +117,7 @@ class CTNetDevice {
     std::array<CTXmitPkt*, kMaxBurst> m_spares{};
     int m_spare_count = 0;
     int m_filled = 0;
+    bool m_is_drained = false;            // the last read found nothing
     uint32_t m_burst_number = 0;          // of the last burst of the interface; never 0
     uint32_t m_now = 0;                   // tick of the last wake-up
     bool m_read_failure_printed = false;  // the receive thread's

@@ -113,6 +113,7 @@ int CTSstpPort::Write(CTXmitPkt* pkt) {
 }
 
 void CTSstpPort::Write(CTXmitPkt* const* pkts, int n) {
+    if (n == 1 && SendLone(*pkts[0])) return;
     int queued = m_tx_fifo.Enqueue(pkts, n, CTXmitPktMtFifo::kMaxNetPackets);
     m_tx_semaphore.Post(queued);
     if (queued == n) return;
@@ -160,22 +161,26 @@ int CTSstpPort::Take(CTXmitPktMtFifo& queue, CTXmitPkt** pkts, int n) {
 }
 
 int CTSstpPort::Read(CTXmitPkt** pkts, int n) {
+    m_reader_busy = false;
     if (!m_rx_running) {
         pvu_msleep(kClosedReadMs);
         return 0;
     }
     if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return 0;
+    m_reader_busy = true;
     int taken = Take(m_rx_fifo, pkts, 1 + m_rx_semaphore.Take(n - 1));
     TellRoom();
     return taken;
 }
 
 CTXmitPkt* CTSstpPort::Read() {
+    m_reader_busy = false;
     if (!m_rx_running) {
         pvu_msleep(kClosedReadMs);
         return nullptr;
     }
     if (m_rx_semaphore.Wait(kReadWaitMs) != 0) return nullptr;
+    m_reader_busy = true;
     CTXmitPkt* pkt = Take(m_rx_fifo);
     TellRoom();
     return pkt;

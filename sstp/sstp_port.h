@@ -14,6 +14,7 @@
 #include "inet/tnet_splitter.h"
 #include "inet/xmit_pkt_fifo.h"
 #include "inet/xmit_pkt_pool.h"
+#include "inet/xmit_pkt_taker.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_message.h"
 #include "sstp/sstp_send_burst.h"
@@ -65,6 +66,10 @@ class CTSstpPort {
     // Open.
     void SetStrictSource(bool strict) { m_strict_source = strict; }
 
+    // Who takes a lone network packet from the receive thread while the ingress thread has nothing
+    // to do; null for nobody. A taker outlives the receive thread.
+    void SetTaker(CTXmitPktTaker* taker) { m_taker = taker; }
+
     // While open. Returns once neither thread uses the connection, after at most one receive
     // time-out of it; Resume follows before anything else is asked of the port.
     void Pause() PVU_ACQUIRE(m_gate, m_rx_turn, m_tx_turn);
@@ -81,7 +86,7 @@ class CTSstpPort {
     // Queues a copy of the message: 0, or 1 when no descriptor could be had or filled.
     int Write(CTSstpMessage& msg, CTSockAddr& to);
     // A burst of network packets, which is the port's from now on: those that find the queue full
-    // are dropped and counted.
+    // are dropped and counted. A lone one that finds nothing before it is sent by the caller.
     void Write(CTXmitPkt* const* pkts, int n);
     // The next received message, waiting up to 200 ms; the caller releases it. Null on time-out
     // and, after 5 ms, while the port is closed.
@@ -157,7 +162,12 @@ class CTSstpPort {
     int Put(CTXmitPktMtFifo& queue, CTXmitPkt& pkt);
     CTXmitPkt* Take(CTXmitPktMtFifo& queue);
     int Take(CTXmitPktMtFifo& queue, CTXmitPkt** pkts, int n);
-    void SendQueued(bool was_paused);
+    bool BeginSending();
+    void EndSending();
+    void SendQueued(bool was_paused) PVU_REQUIRES(m_tx_turn);
+    void SendBurst(CTXmitPkt** pkts, int n) PVU_REQUIRES(m_tx_turn);
+    bool SendLone(CTXmitPkt& pkt);
+    bool PassLone(CTXmitPkt& pkt);
     bool TakeSpares();
     void RecvBurst();
     CTXmitPkt* Accept(const CTReceivedDatagram& datagram);
@@ -194,6 +204,8 @@ class CTSstpPort {
     CTMutex m_tx_turn;
 
     // Receive thread.
+    std::atomic<CTXmitPktTaker*> m_taker{nullptr};
+    std::atomic<bool> m_reader_busy{false};       // since before it took something from the queue
     std::atomic<unsigned> m_heartbeat_misses{0};  // heartbeats sent since the last acknowledgement
     std::atomic<int64_t> m_unanswered_since{kAnswered};  // tick
     unsigned m_last_heartbeat = 0;                       // tick
@@ -207,7 +219,9 @@ class CTSstpPort {
     // Transmit thread.
     CTXmitPkt m_split_spare;  // takes the second fragment
     CTNetPktSplitter m_splitter;
-    CTSstpSendBurst m_send_burst;
+    // That of whose turn it is; there while the transmit thread runs.
+    CTSstpSendBurst m_send_burst PVU_GUARDED_BY(m_tx_turn);
+    bool m_can_send PVU_GUARDED_BY(m_tx_turn) = false;
 
     // Back-pressure (see WaitForRoom).
     std::atomic<bool> m_reader_waits{false};

@@ -119,6 +119,7 @@ CTXmitPkt* CTSstpPort::Accept(const CTReceivedDatagram& datagram) {
 
 // Into the receive queue, in their order: commands always, network packets as far as there is room.
 void CTSstpPort::Deliver(CTXmitPkt* const* pkts, int n) {
+    if (n == 1 && PassLone(*pkts[0])) return;
     int queued = 0;
     for (int begin = 0, end = 0; begin < n; begin = end) {
         bool is_packet = IsNetPacket(*pkts[begin]);
@@ -133,6 +134,16 @@ void CTSstpPort::Deliver(CTXmitPkt* const* pkts, int n) {
         CTXmitPktPool::Release(pkts + begin + taken, run - taken);
     }
     m_rx_semaphore.Post(queued);
+}
+
+// As this thread alone fills the queue, nothing can come between the look at it and the end of the
+// packet's road; and the reader is busy before the queue is empty.
+bool CTSstpPort::PassLone(CTXmitPkt& pkt) {
+    if (!m_rx_fifo.IsEmpty() || m_reader_busy || !IsNetPacket(pkt)) return false;
+    CTXmitPktTaker* taker = m_taker;
+    if (!taker) return false;
+    taker->TakeLone(pkt);
+    return true;
 }
 
 int CTSstpPort::DoRecvXmitPacket() {

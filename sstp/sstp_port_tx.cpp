@@ -24,9 +24,8 @@ void CTSstpPort::TxLoop() {
     if (!m_conn) return;
     pvu_batch_thread();
     printf("sstp port txloop start\n");
-    if (m_split_spare.Create(kSpareSize) == 0 || m_send_burst.Create() == 0) return;
+    if (m_split_spare.Create(kSpareSize) == 0 || !BeginSending()) return;
     m_splitter.SetMtu(m_conn->GetMtu());
-    m_send_burst.SetMtu(m_conn->GetMtu());
     while (m_tx_running) {
         m_tx_semaphore.Wait();
         bool was_paused = WaitAtGate();
@@ -34,9 +33,22 @@ void CTSstpPort::TxLoop() {
         SendQueued(was_paused);
     }
     ClearTxFifo();
-    m_send_burst.Destroy();
+    EndSending();
     m_split_spare.Destroy();
     printf("sstp port txloop stop\n");
+}
+
+bool CTSstpPort::BeginSending() {
+    CTMutexGuard turn(m_tx_turn);
+    m_can_send = m_send_burst.Create() != 0;
+    m_send_burst.SetMtu(m_conn->GetMtu());
+    return m_can_send;
+}
+
+void CTSstpPort::EndSending() {
+    CTMutexGuard turn(m_tx_turn);
+    m_can_send = false;
+    m_send_burst.Destroy();
 }
 
 // All that waits, as far as one burst goes. The first post was taken already.
@@ -45,15 +57,28 @@ void CTSstpPort::SendQueued(bool was_paused) {
     int posts = 1 + m_tx_semaphore.Take(kMaxBurst - 1);
     int n = Take(m_tx_fifo, burst, posts);
     TellRoom();
-    if (n > 0) {
-        int sent = m_send_burst.Send(*m_conn, burst, n);
-        m_counters.sent.Add(static_cast<uint64_t>(sent));
-        m_counters.send_refused.Add(static_cast<uint64_t>(n - sent));
-        CTXmitPktPool::Release(burst, n);
-    }
+    if (n > 0) SendBurst(burst, n);
     if (n == posts || was_paused) return;  // paused: a new session began without what waited
     printf("pkt is null\n");
     m_tx_fifo.Print();
+}
+
+void CTSstpPort::SendBurst(CTXmitPkt** pkts, int n) {
+    int sent = m_send_burst.Send(*m_conn, pkts, n);
+    m_counters.sent.Add(static_cast<uint64_t>(sent));
+    m_counters.send_refused.Add(static_cast<uint64_t>(n - sent));
+    CTXmitPktPool::Release(pkts, n);
+}
+
+// Whether the packet was sent at once: the transmit thread has nothing in hand, as it keeps its
+// turn until that is sent, and nothing waits that would have to go first.
+bool CTSstpPort::SendLone(CTXmitPkt& pkt) {
+    if (m_tx_turn.TryLock() != 0) return false;
+    bool is_first = m_can_send && m_tx_fifo.IsEmpty();
+    CTXmitPkt* burst[] = {&pkt};
+    if (is_first) SendBurst(burst, 1);
+    m_tx_turn.UnLock();
+    return is_first;
 }
 
 void CTSstpPort::TxXmitPacketHandle(CTXmitPkt& pkt) {

@@ -57,6 +57,8 @@ bool CTsdwSys::Start() {
         DeInit();
         return false;
     }
+    m_device.SetTaker(&m_outgress);
+    m_port.SetTaker(&m_ingress);
     return true;
 }
 
@@ -95,6 +97,8 @@ bool CTsdwSys::Init() {
 void CTsdwSys::Stop() {
     m_device.Close();
     m_port.Close();
+    m_device.SetTaker(nullptr);
+    m_port.SetTaker(nullptr);
     m_outgress.Stop();
     m_ingress.Stop();
     // Heartbeats that the ingress thread queued after the port was closed.

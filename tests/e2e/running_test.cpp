@@ -4,6 +4,7 @@
 #include <future>
 
 #include "tests/support/captured_output.h"
+#include "tests/support/counted_allocations.h"
 #include "tests/support/expect_wire.h"
 #include "tests/support/live_central_router.h"
 #include "tests/support/scripted_router.h"
@@ -45,6 +46,48 @@ TEST_F(Running, CarriesPacketsBothWaysSplitAndWhole) {
     }
     edge.Stop();
     EXPECT_EQ(edge.sys.GetPool().GetLoans(), 0);
+}
+
+// In bursts and alone, whole and split, both ways.
+TEST_F(Running, KeepsTheOrderAndAllocatesNothingForAPacket) {
+    ScriptedRouter router;
+    const uint32_t peer = Ip(192, 168, 15, 21);
+    router.AddRouter(1, 0x2001, 4001);
+    router.AddDevice(1, peer, 2);
+    CountedAllocations allocations;
+    WholeEdge edge(router.Port());
+    ASSERT_TRUE(edge.Start());
+    constexpr int kPackets = 1000;
+    long before = 0;
+    uint8_t number = 0;
+    int arrived = 0;
+    for (int sent = 0; sent < 2 * kPackets;) {
+        if (sent <= kPackets) before = allocations.Get();  // of the first half: to a steady state
+        std::vector<WireBytes> group;
+        for (int n = sent % 3 == 0 ? 7 : 1; n > 0; --n)
+            group.push_back(
+                IPv4Packet(ScriptedRouter::kAssignedIp, peer, n % 4 == 3 ? 1480 : 56, ++number));
+        for (const WireBytes& packet : group)
+            edge.host.Write(packet);
+        for (const WireBytes& packet : group) {
+            WireMessage message = router.WaitFor([left = arrived](const WireMessage& m) mutable {
+                return m.type == 5 && m.frame_index == 0 && left-- == 0;
+            });
+            ++arrived;
+            ASSERT_GT(message.body.size(), 25u);
+            ASSERT_EQ(message.body[25], packet[25]) << "the number in it";
+        }
+        for (WireBytes& packet : group) {
+            WireMessage arriving{.type = 5, .src = 1, .dst = ScriptedRouter::kIdentifier};
+            arriving.body = packet;
+            router.Send(arriving);
+        }
+        for (const WireBytes& packet : group)
+            ASSERT_EQ(*edge.host.Read(), packet);
+        sent += static_cast<int>(group.size());
+    }
+    // The heartbeats' in this time.
+    EXPECT_LT(allocations.Get() - before, kPackets / 10);
 }
 
 TEST_F(Running, StartsAndStopsFiftyTimesWithoutAThreadOrDescriptorLeft) {

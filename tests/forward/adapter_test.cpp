@@ -17,6 +17,7 @@
 #include "base/pvu_tick.h"
 #include "forward/net_device.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/noting_taker.h"
 #include "tests/support/packet_end.h"
 #include "tests/support/scratch_dir.h"
 #include "tests/support/udp_peer.h"
@@ -170,6 +171,35 @@ TEST_F(Device, TakesAndGivesBurstsWhereTheInterfaceDoes) {
         EXPECT_EQ(pkt->GetSkb()->GetDataLength(), length);
         pkt->Release();
     }
+}
+
+// The second packet comes while the first one's reader may be at work on it, the third when the
+// reader has asked again and found nothing.
+TEST_F(Device, ALonePacketIsTakenAtOnceAndOvertakesNone) {
+    NotingTaker taker;
+    Open(host.TakeOther());
+    auto read = [&] {
+        CTXmitPkt* pkt = nullptr;
+        for (int i = 0; i < 50 && !pkt; ++i)
+            pkt = device->Read();
+        return pkt;
+    };
+    host.Write(WireBytes(21, 1));
+    CTXmitPkt* first = read();
+    device->SetTaker(&taker);
+    host.Write(WireBytes(22, 2));
+    EXPECT_TRUE(BecomesLong(device->GetQueue(), 1));
+    CTXmitPkt* second = read();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(second->GetSkb()->GetDataLength(), 22);
+    EXPECT_EQ(device->Read(), nullptr);
+    host.Write(WireBytes(23, 3));
+    EXPECT_EQ(taker.WaitFor(1), std::vector<WireBytes>{WireBytes(23, 3)});
+    EXPECT_TRUE(device->GetQueue().IsEmpty());
+    first->Release();
+    second->Release();
+    device->Close();
+    EXPECT_EQ(pool.GetLoans(), 0);
 }
 
 TEST_F(Device, KeepsNoMoreThanItsLimitAndReleasesAllAtTheEnd) {

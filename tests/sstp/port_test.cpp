@@ -8,6 +8,7 @@
 #include "base/pvu_time.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/moved_clock.h"
+#include "tests/support/noting_taker.h"
 #include "tests/support/udp_peer.h"
 
 namespace {
@@ -215,6 +216,59 @@ TEST_F(Port, SendsNetworkPacketsToTheCentralRouterInAtMostTwoPieces) {
     EXPECT_EQ(port.Write(marker, central), 0);
     EXPECT_EQ(peer.Receive().body.size(), 0u);
     EXPECT_FALSE(elsewhere.HasWaiting());
+}
+
+// Commands are the reader's; a packet that comes while the reader may be at work waits behind it.
+TEST_F(Port, ALonePacketIsTakenAtOnceAndOvertakesNone) {
+    NotingTaker taker;
+    Open();
+    port.SetTaker(&taker);
+    Send(Message(3, 2, 4));
+    EXPECT_EQ(ReadBytes(), Message(3, 2, 4).Encode());
+    Send(NetPacket(60));
+    EXPECT_TRUE(BecomesLong(port.GetRxQueue(), 1));
+    EXPECT_EQ(ReadBytes(), NetPacket(60).Encode());
+    EXPECT_EQ(port.Read(), nullptr);
+    Send(NetPacket(61));
+    EXPECT_EQ(taker.WaitFor(1).size(), 1u);
+    auto [first, second] = Fragments(NetPacket(1385));
+    Send(second);
+    Send(first);
+    std::vector<WireBytes> taken = taker.WaitFor(2);
+    ASSERT_EQ(taken.size(), 2u);
+    EXPECT_EQ(taken[0], NetPacket(61).Encode());
+    EXPECT_EQ(taken[1].size(), 16u + 1385u);
+    ReadMarker();
+}
+
+// What a writer finds nothing in the way of, it sends; what waited while the port was paused goes
+// first.
+TEST_F(Port, ALonePacketIsSentByItsWriterAndOvertakesNone) {
+    Open();
+    auto write = [&](size_t payload) {
+        CTXmitPkt* pkt = Packet(NetPacket(payload));
+        port.Write(&pkt, 1);
+    };
+    write(60);  // waits where the transmit thread does not run yet
+    EXPECT_EQ(peer.Receive().body.size(), 60u);
+    const int queued = port.GetTxQueue().HighWater();
+    for (int i = 0; i < 20; ++i) {
+        port.Pause();  // the transmit thread has nothing in hand
+        port.Resume();
+        write(60);
+        EXPECT_EQ(peer.Receive().body.size(), 60u);
+    }
+    EXPECT_EQ(port.GetTxQueue().HighWater(), queued);
+    port.Pause();
+    write(61);
+    write(62);
+    EXPECT_FALSE(peer.HasWaiting(20));
+    EXPECT_EQ(port.GetTxQueue().Count(), 2);
+    port.Resume();
+    write(63);
+    for (size_t size : {61u, 62u, 63u})
+        EXPECT_EQ(peer.Receive().body.size(), size);
+    EXPECT_EQ(port.GetCounters().sent.Get(), 24u);
 }
 
 TEST_F(Port, HeartbeatsComeFasterWhileUnansweredAndSixReportTheDropOff) {
