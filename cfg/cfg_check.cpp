@@ -2,10 +2,15 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <vector>
+#include <fstream>
+#include <memory>
 
+#include "base/pvu_json_lines.h"
 #include "cfg/cfg_keys.h"
+#include "cfg/cfg_value_fault.h"
+#include "cfg/json_object.h"
 #include "cfg/local_host_cfg.h"
 #include "inet/tnet_ether.h"
 #include "inet/tnet_ip.h"
@@ -29,7 +34,8 @@ constexpr Key kLocalRouterKeys[] = {{cfg_key::kLabel, Kind::kText},
 constexpr Key kLanKeys[] = {
     {cfg_key::kIp, Kind::kIPv4Address},      {cfg_key::kMac, Kind::kEtherAddress},
     {cfg_key::kGateway, Kind::kIPv4Address}, {cfg_key::kNetMask, Kind::kIPv4Address},
-    {cfg_key::kInterface, Kind::kInterface}, {cfg_key::kMtu, Kind::kInterfaceMtu}};
+    {cfg_key::kInterface, Kind::kInterface}, {cfg_key::kMtu, Kind::kInterfaceMtu},
+    {cfg_key::kControl, Kind::kText}};
 constexpr Key kCentralRouterKeys[] = {{cfg_key::kIp, Kind::kIPv4Address},
                                       {cfg_key::kPort, Kind::kNumber}};
 constexpr Key kSstpKeys[] = {{cfg_key::kRecvTimeout, Kind::kNumber},
@@ -107,31 +113,53 @@ std::string Quoted(const char* name) {
     return text + "\"";
 }
 
+// The file's content; a reason when there is none to be parsed.
+const char* LoadText(const std::string& path, std::string& text) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return "cannot be opened";
+    constexpr size_t kMax = CTJsonObject::kMaxFileSize;
+    for (char c; text.size() <= kMax && in.get(c);)
+        text += c;
+    if (in.bad()) return "cannot be read";
+    if (text.size() > kMax) return "is larger than 1 MiB";
+    // The reader drops the rest of a line behind one.
+    return text.find('\0') == std::string::npos ? nullptr : "has a zero byte";
+}
+
 }  // namespace
 
 int CTCfgCheck::Check(const cJSON* root) {
-    m_faults = 0;
-    m_printed = 0;
-    if (!cJSON_IsObject(root)) {
-        PrintFault("of the wrong kind, expected an object of sections");
-        return m_faults;
+    int faults = 0;
+    int printed = 0;
+    for (const Finding& finding : Find(root, false)) {
+        if (faults++ >= kMaxLines && !finding.ends_start) continue;
+        ++printed;
+        printf("config file: %s: %s\n", finding.text.c_str(), m_path);
     }
-    CheckObject(root, kSections, "");
+    if (faults > printed) printf("config file: %d more faults: %s\n", faults - printed, m_path);
+    return faults;
+}
+
+std::vector<CTCfgCheck::Finding> CTCfgCheck::Find(const cJSON* root, bool with_values) {
+    if (!cJSON_IsObject(root)) {
+        return {{root, "of the wrong kind, expected an object of sections", false}};
+    }
+    std::vector<Finding> found;
+    FindInObject(root, kSections, "", with_values, found);
     for (size_t i = 0; i < std::size(kSections); ++i) {
         // Of sections of one name the first is read.
         const cJSON* section = cJSON_GetObjectItem(root, kSections[i].name);
         if (!cJSON_IsObject(section)) continue;
-        CheckObject(section, kKeysOfSections[i], " in section " + Quoted(kSections[i].name));
+        FindInObject(section, kKeysOfSections[i], " in section " + Quoted(kSections[i].name),
+                     with_values, found);
     }
-    if (m_faults > m_printed) {
-        printf("config file: %d more faults: %s\n", m_faults - m_printed, m_path);
-    }
-    return m_faults;
+    return found;
 }
 
 // One look at each member, so that a file with very many costs no more than reading it.
-void CTCfgCheck::CheckObject(const cJSON* object, std::span<const Key> keys,
-                             const std::string& place) {
+void CTCfgCheck::FindInObject(const cJSON* object, std::span<const Key> keys,
+                              const std::string& place, bool with_values,
+                              std::vector<Finding>& found) {
     std::vector<bool> seen(keys.size());
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, object) {
@@ -139,21 +167,39 @@ void CTCfgCheck::CheckObject(const cJSON* object, std::span<const Key> keys,
         size_t i = 0;
         while (i < keys.size() && strcasecmp(keys[i].name, name) != 0)
             ++i;
+        std::string key = "key " + Quoted(name) + place;
         if (i == keys.size()) {
-            PrintFault("unknown key " + Quoted(name) + place);
+            found.push_back({item, "unknown " + key, false});
         } else if (seen[i]) {
-            PrintFault("duplicate key " + Quoted(name) + place + ", the first one counts");
+            found.push_back({item, "duplicate " + key + ", the first one counts", false});
         } else if (!IsOfKind(item, keys[i].kind)) {
-            PrintFault("key " + Quoted(name) + place + " of the wrong kind, expected " +
-                           KindName(keys[i].kind),
-                       EndsStart(keys[i].kind));
+            found.push_back({item, key + " of the wrong kind, expected " + KindName(keys[i].kind),
+                             EndsStart(keys[i].kind)});
+        } else if (const char* fault =
+                       with_values ? cfg_value_fault(keys[i].name, item) : nullptr) {
+            found.push_back({item, key + " " + fault, false});
         }
         if (i < keys.size()) seen[i] = true;
     }
 }
 
-void CTCfgCheck::PrintFault(const std::string& fault, bool always) {
-    if (m_faults++ >= kMaxLines && !always) return;
-    ++m_printed;
-    printf("config file: %s: %s\n", fault.c_str(), m_path);
+CTConfigFaults CTCfgCheck::CheckFile(const std::string& path) {
+    std::string text;
+    if (const char* fault = LoadText(path, text)) return {{0, fault}};
+    const char* end = nullptr;
+    std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root(
+        cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &end, 0), cJSON_Delete);
+    if (!root) return {{pvu_line_of(text, end ? end : text.c_str()), "is not valid JSON", true}};
+    CTConfigFaults faults;
+    CTJsonLines lines(root.get(), text);
+    for (const Finding& finding : Find(root.get(), true))
+        faults.push_back({lines.Of(finding.item), finding.text});
+    // The reader is content with what comes first.
+    size_t behind = text.find_first_not_of(" \t\r\n", static_cast<size_t>(end - text.c_str()));
+    if (behind != std::string::npos) {
+        faults.push_back({pvu_line_of(text, text.c_str() + behind), "more behind its end"});
+    }
+    std::stable_sort(faults.begin(), faults.end(),
+                     [](const auto& a, const auto& b) { return a.line < b.line; });
+    return faults;
 }

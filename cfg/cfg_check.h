@@ -5,12 +5,13 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <vector>
+
+#include "base/pvu_config_fault.h"
 
 // Tells an operator of what a configuration file says in vain: a key that nobody reads, one that
-// is a duplicate, a value that its field cannot take. One line each, to standard
-// output, with key, section and file; nothing else comes of it, the fields are read by the rules
-// of their records. A value that ends the start (CTSysCfg::GetRefusedKey) has its line like others,
-// in any number of them. Used once, on the thread that reads the file.
+// is a duplicate, a value that its field cannot take. Nothing else comes of it, the fields are read
+// by the rules of their records. Used on the thread that reads the file.
 class CTCfgCheck {
   public:
     // Of the lines on one file; the rest is counted in a last one.
@@ -19,8 +20,15 @@ class CTCfgCheck {
     // The path is for the lines only, and is to outlive the object.
     explicit CTCfgCheck(const char* path) : m_path(path) {}
 
-    // Looks through a parsed file and prints; the number of faults.
+    // At a start: looks through a parsed file and prints one line for each fault, to standard
+    // output, with key, section and file; the number of faults. A value that ends the start
+    // (CTSysCfg::GetRefusedKey) has its line in any number of others.
     int Check(const cJSON* root);
+
+    // Before a start: every fault of the file, with its line, in the file's order. Beyond those
+    // above it finds values that are of the right kind and out of range (see cfg_value_fault), and
+    // whatever keeps the file from being read as it was meant.
+    static CTConfigFaults CheckFile(const std::string& path);
 
     enum class Kind {
         kObject,
@@ -39,11 +47,17 @@ class CTCfgCheck {
     };
 
   private:
-    // Place: what stands behind a key's name in a line, empty at the top level.
-    void CheckObject(const cJSON* object, std::span<const Key> keys, const std::string& place);
-    void PrintFault(const std::string& fault, bool always = false);
+    struct Finding {
+        const cJSON* item;
+        std::string text;
+        bool ends_start;
+    };
+
+    static std::vector<Finding> Find(const cJSON* root, bool with_values);
+    // Place: what stands behind a key's name in a text, empty at the top level.
+    static void FindInObject(const cJSON* object, std::span<const Key> keys,
+                             const std::string& place, bool with_values,
+                             std::vector<Finding>& found);
 
     const char* m_path;
-    int m_faults = 0;
-    int m_printed = 0;
 };

@@ -22,6 +22,7 @@ constexpr char kGateway[] = "gateway";
 constexpr char kNetMask[] = "netmask";
 // May be absent; the default file has neither. "mtu" as in section "sstp".
 constexpr char kInterface[] = "interface";
+constexpr char kControl[] = "control";
 
 constexpr char kCentralRouter[] = "central router";
 constexpr char kPort[] = "port";

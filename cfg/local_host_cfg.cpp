@@ -54,6 +54,8 @@ int CTLocalHostCfg::ParseJson(cJSON* section) {
     }
     m_kept_interface.Read(json, cfg_key::kInterface);
     m_kept_mtu.Read(json, cfg_key::kMtu);
+    if (const char* control = cfg_get_text(json, cfg_key::kControl)) m_control = control;
+    m_kept_control.Read(json, cfg_key::kControl);
     return 0;
 }
 
@@ -66,6 +68,7 @@ cJSON* CTLocalHostCfg::GenerateJson() const {
     json.AddString(cfg_key::kNetMask, cfg_address_text(m_netmask).c_str());
     m_kept_interface.Write(json, cfg_key::kInterface);
     m_kept_mtu.Write(json, cfg_key::kMtu);
+    m_kept_control.Write(json, cfg_key::kControl);
     return json.GetHandle();
 }
 

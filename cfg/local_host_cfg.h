@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "cfg/cfg_value.h"
@@ -7,7 +8,8 @@
 #include "inet/tnet_ether.h"
 #include "inet/tnet_ip.h"
 
-// The section "lan": the virtual interface and its addresses.
+// The section "lan": the virtual interface, its addresses, and the file by which operators reach
+// the edge.
 class CTLocalHostCfg {
   public:
     static constexpr char kDefaultInterface[] = "Tamvo";
@@ -34,8 +36,8 @@ class CTLocalHostCfg {
     // The first key whose value no edge may start with: one that asked for an interface of its own
     // is not to take another one's. Null when there is none.
     const char* GetRefusedKey() const { return m_refused_key; }
-    // A new object, for the caller to free or to hand to a tree; null without memory. "interface"
-    // and "mtu" are in it as they were read, and only then.
+    // A new object, for the caller to free or to hand to a tree; null without memory. "interface",
+    // "mtu" and "control" are in it as they were read, and only then.
     cJSON* GenerateJson() const;
     // Appends the print-out.
     void Print(CTString& text) const;
@@ -47,9 +49,12 @@ class CTLocalHostCfg {
     CIPv4Addr m_netmask{255, 255, 255, 0};
     std::string m_interface = kDefaultInterface;
     int m_mtu = kDefaultMtu;  // the interface's, bytes
+    // The control socket's file; empty: there is to be none. Nothing where no text was read.
+    std::optional<std::string> m_control;
 
   private:
     const char* m_refused_key = nullptr;
     CTKeptValue m_kept_interface;
     CTKeptValue m_kept_mtu;
+    CTKeptValue m_kept_control;
 };

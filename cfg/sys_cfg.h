@@ -95,6 +95,8 @@ class CTSysCfg {
     // Name and MTU of the interface: "Tamvo" and 1500 where the file has no such key.
     const char* GetInterface() const { return m_lan.m_interface.c_str(); }
     int GetInterfaceMtu() const { return m_lan.m_mtu; }
+    // The control socket's file, empty for none; nothing where the file does not say.
+    const std::optional<std::string>& GetControl() const { return m_lan.m_control; }
     // A key of the section "lan" whose value no edge may start with, or null.
     const char* GetRefusedKey() const { return m_lan.GetRefusedKey(); }
     const char* GetLocalRouterLabel() const { return m_local_router.m_label; }

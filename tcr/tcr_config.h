@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "base/pvu_config_fault.h"
 #include "base/pvu_version.h"
 
 // One subnet to serve. Addresses in host byte order.
@@ -24,6 +25,7 @@ struct TcrSubnetConfig {
 //         "lowest version": "0.1.0",
 //         "silent after": 60,
 //         "state": "/var/lib/tamvo/tcr.db",
+//         "control": "/run/tamvo-tcr/control",
 //         "bind": "203.0.113.5",
 //         "port": 1922,
 //         "subnets": [
@@ -43,10 +45,16 @@ struct TcrConfig {
     // file, key and reason; the record is then not to be used.
     bool ReadFile(const std::string& path, std::string& fault);
 
+    // Every fault of the file by the same rules, in the order of its lines, and what is wrong with
+    // it without keeping the central router from its start; none when it is good.
+    static CTConfigFaults Check(const std::string& path);
+
     CTVersion lowest_version;
     int silent_seconds;  // an edge not heard of for so long counts as gone
     std::string state;   // file that keeps its state; empty: not named
-    std::string bind;    // address to listen on, in dotted decimal; empty: not named
-    uint16_t port = 0;   // to listen on; 0: not named
+    // The control socket's file; empty: there is to be none. Nothing: not named.
+    std::optional<std::string> control;
+    std::string bind;   // address to listen on, in dotted decimal; empty: not named
+    uint16_t port = 0;  // to listen on; 0: not named
     std::vector<TcrSubnetConfig> subnets;
 };

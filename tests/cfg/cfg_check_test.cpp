@@ -95,4 +95,75 @@ TEST_F(CfgCheck, NamesOutOfAFileAreEscapedAndBoundedInLengthAndNumber) {
     EXPECT_EQ(LinesFor(many + "}}"), expected);
 }
 
+// Each fault as LINE and text; the file's own faults are in line 0.
+std::string FaultsOf(const std::string& path) {
+    std::string text;
+    for (const CTConfigFault& fault : CTCfgCheck::CheckFile(path))
+        text += std::to_string(fault.line) + " " + fault.text + "\n";
+    return text;
+}
+
+TEST_F(CfgCheck, BeforeAStartEveryFaultIsFoundWithItsLine) {
+    std::string silent = CapturedOutput([&] {
+        WriteWholeFile(path, R"({
+  "subnet": { "net name": "", "user name": "0123456789012345678901234567890123",
+              "user password": 5 },
+  "local router": {
+    "label": "ok", "label": "again",
+    "serial number": 4294967296,
+    "type": "tun", "layer": "L5" },
+  "lan": { "ip": "1.2.3", "interface": "x", "mtu": 1501, "color": "red",
+    "control": ")" + std::string(108, 'c') +
+                                 R"(" },
+  "central router": { "port": 65536 },
+  "sstp": { "recv timeout": 0,
+            "heartbeat interval": 1.5, "rejoin after": -1,
+            "mtuj": 7, "mtu": 9 },
+  "nobody": {} } x
+)");
+        EXPECT_EQ(FaultsOf(path),
+                  R"(2 key "net name" in section "subnet" is empty
+2 key "user name" in section "subnet" is longer than 32 bytes and would be cut
+3 key "user password" in section "subnet" of the wrong kind, expected a text
+5 duplicate key "label" in section "local router", the first one counts
+6 key "serial number" in section "local router" is not a whole number of 32 bits
+7 key "type" in section "local router" is none of HW, TAP, TUN, BRIDGE and ECHO
+7 key "layer" in section "local router" is none of L0 to L4
+8 key "ip" in section "lan" of the wrong kind, expected an IPv4 address
+8 key "interface" in section "lan" of the wrong kind, expected 4 to 15 letters, digits, "-" or "_"
+8 key "mtu" in section "lan" of the wrong kind, expected a whole number from 576 to 1500
+8 unknown key "color" in section "lan"
+9 key "control" in section "lan" is too long for the name of a socket
+10 key "port" in section "central router" is not a port from 1 to 65535
+11 key "recv timeout" in section "sstp" is not a whole number of milliseconds, 1 at least
+12 key "heartbeat interval" in section "sstp" is not a whole number of seconds, 2 at least
+12 key "rejoin after" in section "sstp" is not a number of seconds from 0 to 86400
+14 unknown key "nobody"
+14 more behind its end
+)");
+        std::pair<std::string, const char*> files[] = {
+            {"{\n\n\"a\" 1}", "3 is not valid JSON\n"},
+            {"\n[1]", "2 of the wrong kind, expected an object of sections\n"},
+            {std::string("{\n\0}", 4), "0 has a zero byte\n"},
+            {std::string((1 << 20) + 1, ' '), "0 is larger than 1 MiB\n"},
+            {"", "1 is not valid JSON\n"},
+            {"{}\n", ""}};
+        for (const auto& [content, faults] : files) {
+            WriteWholeFile(path, content);
+            EXPECT_EQ(FaultsOf(path), faults);
+        }
+    });
+    EXPECT_EQ(silent, "");
+    EXPECT_EQ(FaultsOf(dir.File("none")), "0 cannot be opened\n");
+    EXPECT_NE(FaultsOf(dir.Path()), "") << "a folder";
+}
+
+TEST_F(CfgCheck, NoFaultIsFoundInWhatTheEdgeWrites) {
+    CTSysCfg cfg;
+    std::string output = CapturedOutput([&] { cfg.ReadFromJsonFile(path.c_str()); });
+    EXPECT_EQ(FaultsOf(path), "") << "a fresh file";
+    EXPECT_GT(cfg.WriteToJsonFile(path.c_str()), 0);
+    EXPECT_EQ(FaultsOf(path), "") << "one that was written back";
+}
+
 }  // namespace

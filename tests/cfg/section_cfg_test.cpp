@@ -145,6 +145,21 @@ TEST(SectionCfg, InterfaceAndMtuAreWrittenBackAsTheyWereAndRefusedWhenNoEdgeMayS
     }
 }
 
+TEST(SectionCfg, TheControlSocketIsNamedOrNotAndKeptAsItWasGiven) {
+    using Named = std::optional<std::string>;
+    for (auto [json, named] : {std::tuple(R"("control":"/run/x/control")", Named("/run/x/control")),
+                               {R"("control":"")", Named("")},
+                               {R"("control":5)", Named()},
+                               {"", Named()}}) {
+        CTLocalHostCfg host;
+        Read(host, std::string("{") + json + "}");
+        EXPECT_EQ(host.m_control, named) << json;
+        std::string written = Unformatted(host.GenerateJson());
+        EXPECT_TRUE(written.ends_with(std::string(json) + "}")) << written;
+        EXPECT_EQ(written.find("control") != std::string::npos, *json != '\0');
+    }
+}
+
 TEST(SectionCfg, ANumberIsTakenWhateverItsTypeAndAFlagIsTrueForTheLiteralTrueOnly) {
     CTCentralRouterCfg central;
     CTSstpCfg sstp;

@@ -124,4 +124,62 @@ TEST_F(TcrConfigFile, EveryFaultNamesItsKeyAndReason) {
         EXPECT_EQ(FaultOf(content), fault);
 }
 
+// Each fault as LINE and text.
+std::string FaultsOf(const std::string& path) {
+    std::string text;
+    for (const CTConfigFault& fault : TcrConfig::Check(path))
+        text += std::to_string(fault.line) + " " + fault.text + "\n";
+    return text;
+}
+
+TEST_F(TcrConfigFile, ACheckFindsEveryFaultWithItsLineAndAStartTheFirst) {
+    std::string content = R"({ "silent after": 0, "more": 1,
+  "control": 5, "bind": "here",
+  "port": 0,
+  "subnets": [
+    { "name": "n", "password": "p", "gateway": "10.0.0.1", "netmask": "255.255.255.0",
+      "edges": [ 1,
+        "2", { "serial": 3, "serial": 4, "x": 0 },
+        {} ] },
+    7,
+    { "name": "n",
+      "gateway": "10.0.0.0", "netmask": "255.255.255.0" },
+    { "name": "m", "password": "", "password": "p", "gateway": "10.0.0",
+      "netmask": "255.0.255.0", "edges": 1
+    } ] })";
+    EXPECT_EQ(FaultOf(content), "\"more\": unknown key");
+    EXPECT_EQ(FaultsOf(path), R"(1 "more": unknown key
+1 "silent after": is not a whole number of seconds from 1 to 86400
+2 "control": is not the name of a file
+2 "bind": is not an IPv4 address
+3 "port": is not a port from 1 to 65535
+7 "subnets[0].edges[1]": is not a serial number like 1001, -5 or "0x3E9"
+7 "subnets[0].edges[2].serial": duplicate key
+7 "subnets[0].edges[2].x": unknown key
+8 "subnets[0].edges[3].serial": is missing
+9 "subnets[1].": is not an object
+10 "subnets[2].password": is missing
+10 "subnets[2].name": duplicate name
+11 "subnets[2].gateway": is the network's or the broadcast address
+12 "subnets[3].password": duplicate key
+12 "subnets[3].password": is not a text
+12 "subnets[3].gateway": is not an IPv4 address
+13 "subnets[3].edges": is not a list
+)");
+    EXPECT_EQ(FaultOf("{\n\"subnets\": [\n}"), "is not valid JSON (line 3)");
+    EXPECT_EQ(FaultsOf(path), "3 is not valid JSON\n");
+    EXPECT_EQ(FaultOf("[]"), "is not a JSON object");
+    EXPECT_EQ(FaultsOf(path), "0 is not a JSON object\n");
+    // A start goes on without its socket.
+    std::string subnets = std::string("\"subnets\": [") + kSubnet + "]}";
+    EXPECT_EQ(FaultOf("{\"control\": \"" + std::string(108, 'c') + "\",\n" + subnets), "");
+    EXPECT_EQ(config.control->size(), 108u);
+    EXPECT_EQ(FaultsOf(path), "1 \"control\": is too long for the name of a socket\n");
+    EXPECT_EQ(FaultOf("{\"control\": \"\"," + subnets), "");
+    EXPECT_EQ(config.control, "");
+    EXPECT_EQ(FaultOf("{" + subnets), "");
+    EXPECT_EQ(config.control, std::nullopt);
+    EXPECT_EQ(FaultsOf(path), "");
+}
+
 }  // namespace
