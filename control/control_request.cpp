@@ -47,7 +47,3 @@ std::string control_error(std::string_view reason) {
     control_add_text(root.get(), "error", reason);
     return control_print(root.get());
 }
-
-std::string control_unknown_command() {
-    return control_error("unknown command");
-}

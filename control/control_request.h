@@ -27,6 +27,5 @@ class CTControlRequest {
     std::string m_command;
 };
 
-// The replies that are no state: {"error": "..."}.
+// The reply to what cannot be done: {"error": "..."}.
 std::string control_error(std::string_view reason);
-std::string control_unknown_command();

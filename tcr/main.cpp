@@ -4,7 +4,9 @@
 
 #include "base/pvu_stdout.h"
 #include "base/pvu_string.h"
+#include "control/control_server.h"
 #include "tcr/tcr_config.h"
+#include "tcr/tcr_control.h"
 #include "tcr/tcr_option.h"
 #include "tcr/tcr_server.h"
 
@@ -45,11 +47,19 @@ int main(int argc, char** argv) {
     if (!server.Open(option, config, fault)) return Fail(fault);
     std::string state = option.StateFile(config);
     if (!state.empty() && !server.Keep(state, fault)) return Fail(fault);
+    TcrControl control(server.GetDesk());
+    CTControlServer operators;
+    std::string socket = control_socket_path(config.control);
+    if (!socket.empty() && !operators.Start(socket, control, fault)) {
+        server.Tell(("control socket not opened: " + fault).c_str());
+    }
     CTString started;
     started.Append("tamvo-tcr listens on %s port %d, %d subnet(s)", option.Address(config).c_str(),
                    option.Port(config), static_cast<int>(config.subnets.size()));
     server.Tell(started.c_str());
-    if (server.Run(config)) return 0;
+    bool ended = server.Run(config);
+    operators.Stop();
+    if (ended) return 0;
     // The writer cannot be waited for: nothing that it uses may be taken down.
     pvu_stdout_end();
     _exit(kExitFault);

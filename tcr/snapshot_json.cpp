@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr int kSchema = 1;
 constexpr double kMicrosPerMilli = 1000;
 
 const char* DeviceState(uint16_t status) {
@@ -26,8 +25,8 @@ std::string MacText(const tnet_ether_addr& mac) {
 }
 
 void AddHead(cJSON* root, const TcrSnapshot& snapshot) {
-    control_add_number(root, "schema", kSchema);
-    control_add_text(root, "program", "tamvo-tcr");
+    control_add_number(root, "schema", kTcrSchema);
+    control_add_text(root, "program", kTcrProgram);
     control_add_text(root, "version", "0.1.5");
     control_add_seconds(root, "time", snapshot.unix_ms);
     control_add_seconds(root, "uptime_seconds", snapshot.uptime_ms);

@@ -5,6 +5,10 @@
 #include "control/json_reply.h"
 #include "tcr/snapshot.h"
 
+// The first members of every reply.
+constexpr int kTcrSchema = 1;
+constexpr char kTcrProgram[] = "tamvo-tcr";
+
 // The snapshot as docs/control.md describes it: what `tamvoctl status --json` shows of a central
 // router. Null, or empty, without memory. Any thread.
 CTJsonTree tcr_snapshot_tree(const TcrSnapshot& snapshot);

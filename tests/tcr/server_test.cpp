@@ -5,6 +5,8 @@
 #include <csignal>
 #include <thread>
 
+#include "control/control_client.h"
+#include "tcr/tcr_control.h"
 #include "tests/support/expect_wire.h"
 #include "tests/support/scratch_dir.h"
 #include "tests/support/slow_disk.h"
@@ -158,6 +160,35 @@ TEST_F(Server, GoesOnWhileTheDiskFailsAndKnowsEverybodyAfterARestart) {
     EXPECT_NE(d.identifier, b.identifier);
     EXPECT_NE(d.ip, a.ip);
     Stop();
+}
+
+TEST_F(Server, AnswersOperatorsOnItsControlSocket) {
+    std::string socket = dir.File("control");
+    std::string fault;
+    Start();
+    TcrControl control(server->GetDesk());
+    CTControlServer operators;
+    ASSERT_TRUE(operators.Start(socket, control, fault)) << fault;
+    auto ask = [&](const std::string& line) {
+        std::string reply;
+        EXPECT_TRUE(control_ask(socket, line, 10000, reply, fault)) << fault;
+        return reply;
+    };
+    Edge a{port, 1001};
+    a.Join();
+    EXPECT_NE(ask(R"({"command":"status"})").find(R"("serial":1001,"label":"edge")"),
+              std::string::npos);
+    EXPECT_NE(ask(R"({"command":"subnet list"})").find(R"("name":"qwop")"), std::string::npos);
+    EXPECT_EQ(ask(R"({"command":"edge remove","serial":1002})"),
+              R"({"error":"no edge has that serial number"})");
+    EXPECT_EQ(ask(R"({"command":"edge remove"})"),
+              R"({"error":"\"serial\" is not a whole number of 32 bits"})");
+    EXPECT_EQ(ask(R"({"command":"edge remove","serial":1001})"),
+              R"({"schema":1,"program":"tamvo-tcr","removed":)"
+              R"([{"identifier":0,"subnet":"qwop","label":"edge"}]})");
+    EXPECT_EQ(ask(R"({"command":"Status"})"),
+              R"({"error":"a central router has no such command"})");
+    operators.Stop();
 }
 
 TEST_F(Server, DoesWhatOtherThreadsAskForAndNothingAfterItsEnd) {

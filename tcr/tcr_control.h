@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "control/control_server.h"
+#include "tcr/tcr_desk.h"
+
+// What a central router answers operators: "status", "subnet list" and "edge remove" with "serial".
+// docs/control.md describes the replies. On the control server's thread.
+class TcrControl : public CTControlHandler {
+  public:
+    // The desk outlives it.
+    explicit TcrControl(TcrDesk& desk) : m_desk(desk) {}
+
+    std::string Reply(const CTControlRequest& request) override;
+
+  private:
+    std::string RemoveEdge(const CTControlRequest& request);
+
+    TcrDesk& m_desk;
+    TcrSnapshot m_snapshot;  // its memory is used again
+};
