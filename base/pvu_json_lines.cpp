@@ -66,7 +66,8 @@ class Scanner {
     void SkipLiteral() {
         Begin();
         size_t end = 1;
-        while (end < m_text.size() && !IsBlank(m_text[end]) && kPunctuation.find(m_text[end]) == std::string_view::npos)
+        while (end < m_text.size() && !IsBlank(m_text[end]) &&
+               kPunctuation.find(m_text[end]) == std::string_view::npos)
             ++end;
         Skip(end);
     }

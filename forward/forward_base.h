@@ -6,6 +6,7 @@
 #include "base/pvu_rwlock.h"
 #include "base/pvu_thread.h"
 #include "base/pvu_thread_safety.h"
+#include "forward/peer_traffic.h"
 
 class CTNetDevice;
 class CTP2pConnectList;
@@ -28,6 +29,8 @@ class CTForwardBase {
     void SetP2PConnectList(CTP2pConnectList& peers) { m_peers = &peers; }
     // The lock shared with the other forwarder; each has one of its own until then.
     void SetModelLock(CTReadWriteLock& lock) { m_lock = &lock; }
+    // Where both count their packets; each has counts of its own until then.
+    void SetPeerTraffic(CTPeerTraffic& traffic) { m_traffic = &traffic; }
 
     // 1 when the thread runs, else 0.
     int Start(CTNetDevice& device, CTSstpPort& port);
@@ -56,6 +59,7 @@ class CTForwardBase {
     CTSstpPort* m_port = nullptr;
     CTNetDevice* m_device = nullptr;
     CTReadWriteLock* m_lock = &m_own_lock;
+    CTPeerTraffic* m_traffic = &m_own_traffic;
 
   private:
     static void* ThreadEntry(void* forwarder);
@@ -64,4 +68,5 @@ class CTForwardBase {
     CTP2pConnectList* m_peers PVU_PT_GUARDED_BY(*m_lock) = nullptr;
 
     CTReadWriteLock m_own_lock;
+    CTPeerTraffic m_own_traffic;
 };

@@ -45,9 +45,10 @@ void CTForwardIngress::DoneLoop() {
 
 // In the order of arrival: network packets that follow each other go to the interface together.
 void CTForwardIngress::HandleBurst(CTXmitPkt** pkts, int n) {
+    CTPeerTraffic::Run traffic(m_traffic->Received());
     for (int begin = 0, end = 0; begin < n; begin = end) {
         end = begin;
-        while (end < n && TakePacket(*pkts[end]))
+        while (end < n && TakePacket(*pkts[end], traffic))
             ++end;
         if (end > begin) {
             m_device->Write(pkts + begin, end - begin);
@@ -64,9 +65,13 @@ void CTForwardIngress::TakeLone(CTXmitPkt& pkt) {
 }
 
 // Whether it is a network packet, ready to be written.
-bool CTForwardIngress::TakePacket(CTXmitPkt& pkt) {
+bool CTForwardIngress::TakePacket(CTXmitPkt& pkt, CTPeerTraffic::Run& traffic) {
     CTSstpMessage msg;
-    return msg.Attach(pkt) && msg.GetType() == kSstpNetPacket && RemoveSstpHeader(pkt) == 0;
+    if (!msg.Attach(pkt) || msg.GetType() != kSstpNetPacket) return false;
+    uint32_t source = msg.GetSrc();
+    if (RemoveSstpHeader(pkt) != 0) return false;
+    traffic.Add(source, pkt.GetSkb()->GetDataLength());
+    return true;
 }
 
 // The shortest of the peers' intervals is 200 ms: to look ten times as often is enough, however

@@ -69,7 +69,7 @@ class CTForwardIngress : public CTForwardBase, public CTXmitPktTaker {
 
   private:
     void HandleBurst(CTXmitPkt** pkts, int n);
-    bool TakePacket(CTXmitPkt& pkt);
+    bool TakePacket(CTXmitPkt& pkt, CTPeerTraffic::Run& traffic);
     bool IsTimeForPeers();
     bool HoldsBody(CTXmitPkt& pkt, int length);
     bool ReplaceRouter(CTSstpAddRouterMsg& msg, CTString& text);

@@ -83,6 +83,7 @@ bool CTForwardIngress::ReplaceRouter(CTSstpAddRouterMsg& msg, CTString& text) {
         router->SetIdentifier(msg.GetIdentifier());
         router->SetSerialNumber(msg.GetSerialNumber());
         router->SetSstpAddr(addr);
+        m_traffic->Assign(msg.GetIdentifier(), msg.GetSerialNumber());
     }
     PrintSubnet(text);
     {

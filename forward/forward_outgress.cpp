@@ -47,9 +47,13 @@ void CTForwardOutgress::ForwardBurst(CTXmitPkt** pkts, int n) {
     int kept = 0;
     {
         CTReadGuard guard(*m_lock);
+        CTPeerTraffic::Run traffic(m_traffic->Sent());
         for (int i = 0; i < n; ++i) {
             CTXmitPkt* pkt = pkts[i];
-            bool is_ready = Verify(*pkt) == kAccept && AddressPacket(*pkt);
+            unsigned int identifier = 0;
+            int length = pkt->GetSkb()->GetDataLength();
+            bool is_ready = Verify(*pkt) == kAccept && AddressPacket(*pkt, identifier);
+            if (is_ready) traffic.Add(identifier, length);
             (is_ready ? pkts[kept++] : dropped[drops++]) = pkt;
         }
     }
@@ -133,12 +137,12 @@ int CTForwardOutgress::FindDDstIdentifier(CTXmitPkt& pkt) {
 
 void CTForwardOutgress::NetPacketHandle(CTXmitPkt& pkt) {
     CTReadGuard guard(*m_lock);
-    pkt.SetStatus(AddressPacket(pkt) ? kToBeSent : kXmitFinished);
+    unsigned int identifier = 0;
+    pkt.SetStatus(AddressPacket(pkt, identifier) ? kToBeSent : kXmitFinished);
 }
 
 // Look-up and header; false when the packet is to be dropped.
-bool CTForwardOutgress::AddressPacket(CTXmitPkt& pkt) {
-    unsigned int identifier = 0;
+bool CTForwardOutgress::AddressPacket(CTXmitPkt& pkt, unsigned int& identifier) {
     if (!ChooseRoute(pkt, identifier)) {
         m_counters.unknown_destination.Add();
         return false;

@@ -70,7 +70,7 @@ class CTForwardOutgress : public CTForwardBase, public CTXmitPktTaker {
 
   private:
     void ForwardBurst(CTXmitPkt** pkts, int n);
-    bool AddressPacket(CTXmitPkt& pkt) PVU_REQUIRES_SHARED(*m_lock);
+    bool AddressPacket(CTXmitPkt& pkt, unsigned int& identifier) PVU_REQUIRES_SHARED(*m_lock);
     bool ChooseRoute(CTXmitPkt& pkt, unsigned int& identifier) PVU_REQUIRES_SHARED(*m_lock);
 
     CTSockAddr m_central;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/pvu_tick.h"
 #include "base/pvu_time.h"
 #include "sstp/sstp_p2p_heartbeat.h"
 #include "sstp/sstp_port.h"
@@ -31,6 +32,8 @@ void CTP2PConnect::SetEndpointAddr(const CTSockAddr& addr) {
     m_endpoint = addr;
     m_stat = kOff;
     m_counter = 0;
+    m_round_trip_us = -1;
+    m_answered = -1;
 }
 
 const char* CTP2PConnect::GetStatString(int stat) {
@@ -78,16 +81,23 @@ int CTP2PConnect::HeartBeat(CTSstpPort& port) {
     }
 }
 
-void CTP2PConnect::HeartBeatAckDone([[maybe_unused]] CTXmitPkt& pkt) {
+void CTP2PConnect::HeartBeatAckDone(CTXmitPkt& pkt) {
     m_counter = 0;
     m_stat = kOn;
+    m_answered = static_cast<int64_t>(pvu_get_current_tick());
+    uint32_t tick = 0;
+    if (sstp_answered_tick(pkt, tick) && tick == m_sent_tick && m_sent_us != 0) {
+        m_round_trip_us = pvu_get_current_micros() - m_sent_us;
+    }
 }
 
 int CTP2PConnect::SendHeartbeat(CTSstpPort& port) {
     CTSstpP2PHeartbeatMsg heartbeat;
     if (!heartbeat.Create()) return 0;
     heartbeat.SetDst(m_identifier);
-    heartbeat.SetTick(Now());
+    m_sent_tick = Now();
+    m_sent_us = pvu_get_current_micros();
+    heartbeat.SetTick(m_sent_tick);
     port.Write(heartbeat, m_endpoint);
     return 0;
 }

@@ -29,6 +29,10 @@ class CTP2PConnect {
     CTSockAddr& GetEndpointAddr() { return m_endpoint; }
     bool IsConnect() const { return m_stat == kOn; }
     int GetStat() const { return m_stat; }
+    // Of the last heartbeat that was acknowledged in time: microseconds, -1 for none yet, and the
+    // tick of the acknowledgement.
+    int64_t GetRoundTrip() const { return m_round_trip_us; }
+    int64_t GetAnswered() const { return m_answered; }
     // "UnKnow" for any other value.
     static const char* GetStatString(int stat);
 
@@ -49,6 +53,10 @@ class CTP2PConnect {
     uint32_t m_identifier = 0xFFFFFFFF;
     CTSockAddr m_endpoint;
     uint32_t m_last_heartbeat = 0;  // tick
-    uint32_t m_online_interval;     // milliseconds
-    int m_counter = 0;              // heartbeats since the last acknowledgement or change of state
+    int64_t m_sent_us = 0;          // of the last heartbeat, which carries the tick beside it
+    uint32_t m_sent_tick = 0;
+    int64_t m_round_trip_us = -1;
+    int64_t m_answered = -1;     // tick
+    uint32_t m_online_interval;  // milliseconds
+    int m_counter = 0;           // heartbeats since the last acknowledgement or change of state
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inet/xmit_pkt.h"
 #include "sstp/sstp_body.h"
 
 // The body of every heartbeat: the sender's tick in milliseconds, which the answer carries back.
@@ -34,3 +35,14 @@ class CTSstpHeartBeatAck : public CTSstpTickMsg<kSstpInterCommandAck, kSstpInter
   public:
     int Print();
 };
+
+// The tick that a received answer carries back; false when its body did not arrive.
+inline bool sstp_answered_tick(CTXmitPkt& pkt, uint32_t& tick) {
+    constexpr int kLength = kSstpHeaderSize + CTSstpHeartBeatAck::GetContextLength();
+    CTSkBuffer* skb = pkt.GetSkb();
+    CTSstpHeartBeatAck answer;
+    if (!skb || skb->GetDataLength() < kLength || !answer.Attach(*skb)) return false;
+    if (answer.GetMessageLength() < kLength) return false;
+    tick = answer.GetTick();
+    return true;
+}

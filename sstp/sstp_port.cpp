@@ -99,6 +99,7 @@ void CTSstpPort::BeginSession() {
     m_heartbeat_misses = 0;
     m_unanswered_since = kAnswered;
     m_last_heartbeat = static_cast<uint32_t>(pvu_get_current_tick());
+    m_heartbeat_sent_us = 0;
 }
 
 int CTSstpPort::Write(CTXmitPkt* pkt) {

@@ -155,6 +155,10 @@ class CTSstpPort {
     // was answered, and before the first one.
     static constexpr int64_t kAnswered = -1;
     int64_t GetUnansweredSince() const { return m_unanswered_since; }
+    // The tick of the last answer, and the round trip of the last heartbeat whose answer was not
+    // overtaken by a further one, in microseconds; each -1 before the first.
+    int64_t GetAnswered() const { return m_answered; }
+    int64_t GetRoundTrip() const { return m_round_trip_us; }
 
   private:
     void RxLoop();
@@ -209,6 +213,9 @@ class CTSstpPort {
     std::atomic<unsigned> m_heartbeat_misses{0};  // heartbeats sent since the last acknowledgement
     std::atomic<int64_t> m_unanswered_since{kAnswered};  // tick
     unsigned m_last_heartbeat = 0;                       // tick
+    int64_t m_heartbeat_sent_us = 0;
+    std::atomic<int64_t> m_answered{-1};  // tick
+    std::atomic<int64_t> m_round_trip_us{-1};
     unsigned m_heartbeat_interval = kDefaultHeartBeatMs;
     CTNetPktMerger m_merger;
     CTNetPktFragLinker m_fragments;

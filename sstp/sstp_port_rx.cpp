@@ -263,6 +263,11 @@ void CTSstpPort::InterCommandAckHandle(CTXmitPkt& pkt, CTSstpMessage& msg) {
 void CTSstpPort::InterCommandHeartBeatAckDone(CTXmitPkt& pkt) {
     m_heartbeat_misses = 0;
     m_unanswered_since = kAnswered;
+    m_answered = static_cast<int64_t>(pvu_get_current_tick());
+    uint32_t tick = 0;
+    if (m_heartbeat_sent_us != 0 && sstp_answered_tick(pkt, tick) && tick == m_last_heartbeat) {
+        m_round_trip_us = pvu_get_current_micros() - m_heartbeat_sent_us;
+    }
     pkt.SetStatus(kXmitFinished);
 }
 
@@ -337,8 +342,10 @@ int CTSstpPort::SendHeartBeat() {
     CTSstpHeartBeatMsg heartbeat;
     if (!heartbeat.Create()) return 1;
     heartbeat.SetTick(now);
+    int64_t sent_us = pvu_get_current_micros();
     if (Write(heartbeat, m_conn->GetCentralRouterAddr()) != 0) return 1;
     m_last_heartbeat = now;
+    m_heartbeat_sent_us = sent_us;
     if (m_heartbeat_misses == 0) m_unanswered_since = static_cast<int64_t>(tick);
     ++m_heartbeat_misses;
     if (m_heartbeat_misses > kMissesToDropOff) {

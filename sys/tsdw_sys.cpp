@@ -54,12 +54,14 @@ int CTsdwSys::MainLoop() {
         flog_close();
         return 1;
     }
+    StartControl();
     for (unsigned look = 0; m_quit != 1; ++look) {
         if (m_status_asked.exchange(false)) PrintStatus();
         if (look % kLooksBetweenTrims == 0) m_pool.Trim();
         KeepJoined();
         if (m_quit != 1) pvu_msleep(kQuitPollMs);
     }
+    StopControl();
     Stop();
     flog_printf("tamvo exit\n");
     flog_close();

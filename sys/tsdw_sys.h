@@ -20,6 +20,7 @@
 #include "sstp/p2p_connect_list.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_port.h"
+#include "sys/edge_control.h"
 #include "sys/rejoin_schedule.h"
 
 class CTSstpMessage;
@@ -27,7 +28,7 @@ class CTSstpMessage;
 // The system object: owns every long-lived component of the edge for the life of the process,
 // joins and leaves the overlay, and starts and stops the components in order. The program has one,
 // built before main; a test may build its own. Every operation is the main thread's, but for
-// signal_handler and ForceQuit.
+// signal_handler, ForceQuit and what is said to be another's.
 class CTsdwSys {
   public:
     CTsdwSys();
@@ -65,6 +66,17 @@ class CTsdwSys {
     // time, which takes as long as a join, or a receive time-out more once a quit is requested; a
     // join that fails changes nothing but the identifier, if a new one was given.
     void KeepJoined();
+
+    // tsdw_sys_snapshot.cpp: from StartControl, after a start, to StopControl, before the stop,
+    // operators are answered on the control socket; where it cannot be had, one line says why.
+    void StartControl();
+    void StopControl() { m_control_server.Stop(); }
+
+    // ---- The control server's thread ----
+
+    // The state, but for the rates, which the asker knows.
+    void TakeSnapshot(CTEdgeSnapshot& snapshot) PVU_EXCLUDES(m_identity_mutex, m_model_lock);
+    const CTPeerTraffic& GetPeerTraffic() const { return m_peer_traffic; }
 
     // ---- The steps of joining and leaving ----
 
@@ -120,6 +132,12 @@ class CTsdwSys {
     Lease GetLease() const;
     void PutLeaseBack(const Lease& lease);
 
+    // What others may know: after a start and each attempt to join again, which it did or not.
+    void NoteIdentity(bool joined) PVU_EXCLUDES(m_identity_mutex);
+    void AssignPeers() PVU_EXCLUDES(m_model_lock);
+    void CopyPeers(int64_t now, CTEdgeSnapshot& snapshot) PVU_EXCLUDES(m_model_lock);
+    void CopyCounts(CTEdgeSnapshot& snapshot);
+
     int SendLogin();
     void ShowExternalNet();
     void HandModelTo(CTForwardBase& forwarder);
@@ -158,4 +176,11 @@ class CTsdwSys {
     CTString m_rejoin_fault;  // of the last one
     CTCounter m_rejoins;
     CTCounter m_rejoins_failed;
+
+    // Operators.
+    CTPeerTraffic m_peer_traffic;
+    CTMutex m_identity_mutex;
+    CTEdgeIdentity m_identity PVU_GUARDED_BY(m_identity_mutex);
+    CTEdgeControl m_control{*this};
+    CTControlServer m_control_server;
 };

@@ -53,11 +53,13 @@ void CTsdwSys::JoinAgain() {
     m_client.EndRejoin();
     if (joined) {
         ReplaceTopology(subnet, peers);
+        AssignPeers();
         m_port.BeginSession();
     } else {
         PutLeaseBack(before);
     }
     m_port.Resume();
+    NoteIdentity(joined);
     if (joined) {
         FinishRejoin(before);
     } else if (m_quit == 0) {

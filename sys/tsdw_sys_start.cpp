@@ -38,6 +38,7 @@ bool CTsdwSys::Start() {
         return false;
     }
 
+    AssignPeers();
     m_outgress.SetCentralRouterAddr(m_central_router);
     HandModelTo(m_outgress);
     if (!m_outgress.Start(m_device, m_port)) {
@@ -59,6 +60,7 @@ bool CTsdwSys::Start() {
     }
     m_device.SetTaker(&m_outgress);
     m_port.SetTaker(&m_ingress);
+    NoteIdentity(true);
     return true;
 }
 
@@ -68,6 +70,7 @@ void CTsdwSys::HandModelTo(CTForwardBase& forwarder) {
     forwarder.SetExternalSubnet(m_external_subnet);
     forwarder.SetP2PConnectList(m_peers);
     forwarder.SetModelLock(m_model_lock);
+    forwarder.SetPeerTraffic(m_peer_traffic);
 }
 
 bool CTsdwSys::Init() {

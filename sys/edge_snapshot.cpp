@@ -1,0 +1,18 @@
+#include "sys/edge_snapshot.h"
+
+#include "sstp/p2p_connect.h"
+
+const char* edge_peer_state_name(int state) {
+    switch (state) {
+        case CTP2PConnect::kOn:
+            return "on";
+        case CTP2PConnect::kPending:
+            return "pending";
+        default:
+            return "off";
+    }
+}
+
+bool edge_is_central_silent(const CTEdgeSnapshot& snapshot) {
+    return snapshot.heartbeats_unanswered > 1;
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+#include "control/json_reply.h"
+#include "sys/edge_snapshot.h"
+
+// The snapshot as docs/control.md describes it: what `tamvoctl status --json` shows of an edge.
+// Empty without memory. Any thread.
+std::string edge_snapshot_json(const CTEdgeSnapshot& snapshot);
