@@ -124,7 +124,8 @@ calls_during() {
     with=$(echo ${pids[$1]} | tr ' ' ,)
     # The counter lies in a file system that is mounted for this alone.
     # shellcheck disable=SC2016
-    unshare -m sh -c 'mount -t tracefs none /sys/kernel/tracing && exec "$@"' sh \
+    unshare -m sh -c 'mountpoint -q /sys/kernel/tracing ||
+            mount -t tracefs none /sys/kernel/tracing; exec "$@"' sh \
         perf stat -x , -o "$LAB_DIR/calls" -e raw_syscalls:sys_enter -p "$with" -- "${@:2}" \
         >"$LAB_DIR/during"
     awk -F , '/sys_enter/ { print $1 }' "$LAB_DIR/calls"

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/udp.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -25,6 +26,7 @@ CTGroupedReceiver::CTGroupedReceiver(const CTRecvCalls& calls)
 
 void CTGroupedReceiver::Attach(int fd) {
     m_fd = fd;
+    m_wait_ms = 0;
     m_count = 0;
     m_message = 0;
     int on = 1;
@@ -47,12 +49,30 @@ void CTGroupedReceiver::Prepare() {
 }
 
 int CTGroupedReceiver::Receive() {
+    return Call(MSG_DONTWAIT);
+}
+
+// One call where waiting by itself would be a second one, on the road of every lone packet.
+int CTGroupedReceiver::Receive(int ms) {
+    return Call(ms > 0 && LimitWait(ms) ? MSG_WAITFORONE : MSG_DONTWAIT);
+}
+
+// Without a limit a call would wait for ever.
+bool CTGroupedReceiver::LimitWait(int ms) {
+    if (ms == m_wait_ms) return true;
+    timeval limit = {ms / 1000, (ms % 1000) * 1000};
+    if (setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0) return false;
+    m_wait_ms = ms;
+    return true;
+}
+
+int CTGroupedReceiver::Call(int flags) {
     Prepare();
     m_message = 0;
     m_offset = 0;
     int result;
     do {
-        result = m_calls.recvmmsg(m_fd, m_messages.data(), kMessages, MSG_DONTWAIT, nullptr);
+        result = m_calls.recvmmsg(m_fd, m_messages.data(), kMessages, flags, nullptr);
     } while (result < 0 && errno == EINTR);
     m_count = std::max(result, 0);
     if (m_count > 0) ReadControl(0);

@@ -38,15 +38,22 @@ class CTGroupedReceiver {
     // Takes what waits, without waiting; the number of messages, 0 when there is none, -1 on error
     // (errno).
     int Receive();
+    // The same, but waits for the first message, as many milliseconds as are given; 0 then.
+    int Receive(int ms);
+    // Whether the last one left nothing, as far as it could see.
+    bool IsDrained() const { return m_count < kMessages; }
     // The datagrams of the last Receive, in the order of arrival: false at the end.
     bool Next(CTReceivedDatagram& datagram);
 
   private:
     void Prepare();
+    int Call(int flags);
+    bool LimitWait(int ms);
     void ReadControl(size_t message);
 
     const CTRecvCalls m_calls;
     int m_fd = -1;
+    int m_wait_ms = 0;     // the limit that the socket has; 0: none
     int m_count = 0;       // messages received
     size_t m_message = 0;  // the one being cut
     int m_offset = 0;      // in it

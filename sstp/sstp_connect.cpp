@@ -35,6 +35,11 @@ int CTSstpConnect::Read(CTSockAddr& from, CTSstpMessage& msg) {
 }
 
 // The kernel may hand over several datagrams as one, so everything is read through the receiver.
+bool CTSstpConnect::Receive(CTReceivedDatagram& datagram) {
+    if (m_receiver.Next(datagram)) return true;
+    return m_receiver.Receive(m_udp.GetRecvTimeout()) > 0 && m_receiver.Next(datagram);
+}
+
 bool CTSstpConnect::Receive(CTReceivedDatagram& datagram, int ms) {
     if (m_receiver.Next(datagram)) return true;
     if (m_receiver.Receive() <= 0) {

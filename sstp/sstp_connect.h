@@ -56,7 +56,7 @@ class CTSstpConnect {
     // Bursts: the next of all datagrams that the socket has, waiting up to the receive time-out
     // for the first; and the next of those that were taken in with it, without any system call.
     // False when there is none. The bytes last until the next Receive or Read.
-    bool Receive(CTReceivedDatagram& datagram) { return Receive(datagram, m_udp.GetRecvTimeout()); }
+    bool Receive(CTReceivedDatagram& datagram);
     bool NextReceived(CTReceivedDatagram& datagram) { return m_receiver.Next(datagram); }
 
     // Numbers a message whose seq is 0 (network packets and everything else have a counter each),

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <utility>
 
+#include "base/pvu_batch.h"
 #include "base/pvu_stdout.h"
 #include "base/pvu_tick.h"
 #include "base/pvu_time.h"
@@ -68,6 +69,7 @@ bool TcrServer::Run(const TcrConfig& config) {
     m_desk.SetStart(m_last_tick);
     if (m_writer) router.Restore(std::exchange(m_image, {}), m_last_tick, time(nullptr));
     router.EndOfWakeUp(m_last_tick);
+    pvu_batch_thread();
     for (bool serve = true; serve;)
         WakeUp(router, serve);
     m_desk.Close();
@@ -102,6 +104,7 @@ void TcrServer::Receive(CTCentralRouter& router, TcrTime now) {
         while (m_socket.Next(from, data, length))
             router.Receive(from, data, length, now);
         router.EndOfBurst();
+        if (m_socket.IsDrained()) return;
     }
 }
 

@@ -25,6 +25,8 @@ class TcrSocket {
 
     // Takes in what waits, as far as a few calls of the system give it; whether there is anything.
     bool ReceiveBurst() { return m_receiver.Receive() > 0; }
+    // Whether that took in all there was.
+    bool IsDrained() const { return m_receiver.IsDrained(); }
     // One datagram after the other of the last ReceiveBurst: false at the end. Its bytes last until
     // the next ReceiveBurst; length 0 for one that was cut.
     bool Next(TcrPath& from, const uint8_t*& data, int& length);

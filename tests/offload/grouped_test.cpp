@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <future>
 
 #include "offload/grouped_receiver.h"
 #include "offload/grouped_sender.h"
@@ -173,6 +174,9 @@ TEST(GroupedReceiver, TakesWhatWasSentInGroupsDatagramByDatagram) {
     receiver.Attach(in);
     sender.Attach(out);
     EXPECT_EQ(receiver.Receive(), 0);
+    EXPECT_EQ(receiver.Receive(1), 0) << "a wait that ends";
+    EXPECT_EQ(receiver.Receive(0), 0);
+    EXPECT_TRUE(receiver.IsDrained());
 
     std::vector<WireBytes> datagrams;
     std::vector<CTDatagram> burst;
@@ -194,6 +198,22 @@ TEST(GroupedReceiver, TakesWhatWasSentInGroupsDatagramByDatagram) {
     }
     EXPECT_EQ(received, datagrams);
     EXPECT_LT(sender.GetCalls(), 3u);
+
+    // More than a call takes in, of different sizes; the first wait ends with the first of them.
+    constexpr int kMore = CTGroupedReceiver::kMessages + 1;
+    auto sending = std::async(std::launch::async, [&] {
+        for (int i = 0; i < kMore; ++i) {
+            CTDatagram one = {datagrams[0].data(), i + 1, &addr, 0};
+            EXPECT_EQ(sender.Send(&one, 1), 1);
+        }
+    });
+    EXPECT_GT(receiver.Receive(10000), 0);
+    int count = 0;
+    while (receiver.Next(datagram))
+        ++count;
+    sending.get();
+    EXPECT_EQ(receiver.Receive(10000), kMore - count);
+    EXPECT_EQ(receiver.IsDrained(), count > 1);
     close(in);
     close(out);
     EXPECT_EQ(receiver.Receive(), -1);
