@@ -90,13 +90,24 @@ measure_idle() {
     pings "$1" "$idle_pings" 0.002
     record_pings "$1" rtt.idle
 }
+# Starts a stream and waits for its first second: its process is in stream.
+start_stream() { # SYSTEM
+    local attempt
+    for ((attempt = 0; attempt < attempts; ++attempt)); do
+        timeout "$patience" "$lab" exec a iperf3 -c "${address[$1]}" -t "$patience" --forceflush \
+            >"$LAB_DIR/stream" 2>/dev/null &
+        stream=$!
+        while kill -0 "$stream" 2>/dev/null; do
+            if grep -q '1.00.*sec' "$LAB_DIR/stream"; then return; fi
+            sleep 0.02
+        done
+    done
+    return 1
+}
 # The stream lasts longer than the pings, and is cut when they are through.
 measure_loaded() {
     local stream
-    timeout "$patience" "$lab" exec a iperf3 -c "${address[$1]}" -t "$patience" --forceflush \
-        >"$LAB_DIR/stream" 2>/dev/null &
-    stream=$!
-    timeout "$patience" sh -c "until grep -q '1.00.*sec' '$LAB_DIR/stream'; do sleep 0.02; done"
+    start_stream "$1"
     pings "$1" "$loaded_pings" "$loaded_ping_seconds" || true # lost ones are no fault here
     kill "$stream"
     wait "$stream" || true

@@ -27,4 +27,16 @@ void PoolBurst(benchmark::State& state) {
 }
 BENCHMARK(PoolBurst);
 
+// The same with one lock for all of them.
+void PoolBurstAtOnce(benchmark::State& state) {
+    std::array<CTXmitPkt*, 64> packets;
+    constexpr int kCount = static_cast<int>(packets.size());
+    for (auto _ : state) {
+        MicroPool().Alloc(packets.data(), kCount);
+        CTXmitPktPool::Release(packets.data(), kCount);
+    }
+    state.SetItemsProcessed(state.iterations() * kCount);
+}
+BENCHMARK(PoolBurstAtOnce);
+
 }  // namespace
