@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "base/pvu_block_signals.h"
 #include "base/pvu_tick.h"
 
 namespace {
@@ -28,22 +29,6 @@ uint64_t CountLines(const char* text, size_t length) {
     return static_cast<uint64_t>(std::count(text, text + length, '\n'));
 }
 
-// New threads take no signal while it lives: they are for the threads that expect them.
-class AllSignalsBlocked {
-  public:
-    AllSignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
-    }
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
-  private:
-    sigset_t m_before;
-};
-
 }  // namespace
 
 CTOutput::~CTOutput() {
@@ -59,7 +44,7 @@ bool CTOutput::Start() {
         m_pending.reset(new (std::nothrow) char[kMaxPending]);
         if (!m_pending || !m_taken) return false;
     }
-    AllSignalsBlocked blocked;
+    CTBlockSignals blocked;
     return m_thread.Start(thread_process, this);
 }
 
