@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 
+#include "base/pvu_event.h"
 #include "base/pvu_json_lines.h"
 #include "cfg/cfg_keys.h"
 #include "cfg/cfg_value_fault.h"
@@ -134,6 +135,11 @@ int CTCfgCheck::Check(const cJSON* root) {
     for (const Finding& finding : Find(root, false)) {
         if (faults++ >= kMaxLines && !finding.ends_start) continue;
         ++printed;
+        CTEvent(finding.ends_start ? CTEventLevel::kError : CTEventLevel::kWarning,
+                "configuration fault")
+            .Add("file", m_path)
+            .Add("reason", finding.text)
+            .Log();
         printf("config file: %s: %s\n", finding.text.c_str(), m_path);
     }
     if (faults > printed) printf("config file: %d more faults: %s\n", faults - printed, m_path);

@@ -21,8 +21,8 @@ class CTCfgCheck {
     explicit CTCfgCheck(const char* path) : m_path(path) {}
 
     // At a start: looks through a parsed file and prints one line for each fault, to standard
-    // output, with key, section and file; the number of faults. A value that ends the start
-    // (CTSysCfg::GetRefusedKey) has its line in any number of others.
+    // output and the system's log, with key, section and file; the number of faults. A value that
+    // ends the start (CTSysCfg::GetRefusedKey) has its line in any number of others.
     int Check(const cJSON* root);
 
     // Before a start: every fault of the file, with its line, in the file's order. Beyond those

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "base/pvu_event.h"
 #include "base/pvu_fileop.h"
 #include "base/pvu_string.h"
 #include "cfg/cfg_check.h"
@@ -59,7 +60,13 @@ cJSON* FreshSstp() {
 
 int WriteTree(const char* path, cJSON* tree) {
     int result = CTJsonObject::WriteFile(path, tree);
-    if (result == 0) printf("config file not written: %s: %s\n", path, strerror(errno));
+    if (result != 0) return result;
+    const char* reason = strerror(errno);
+    printf("config file not written: %s: %s\n", path, reason);
+    CTEvent(CTEventLevel::kError, "configuration not written")
+        .Add("file", path)
+        .Add("reason", reason)
+        .Log();
     return result;
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/pvu_pulse.h"
 #include "base/pvu_rwlock.h"
 #include "base/pvu_thread.h"
 #include "base/pvu_thread_safety.h"
@@ -34,6 +35,8 @@ class CTForwardBase {
 
     // 1 when the thread runs, else 0.
     int Start(CTNetDevice& device, CTSstpPort& port);
+    // Of the thread. Any thread.
+    const CTPulse& GetPulse() const { return m_pulse; }
 
   protected:
     CTForwardBase() = default;
@@ -55,6 +58,7 @@ class CTForwardBase {
     virtual void DoneLoop() = 0;
 
     CTThread m_thread;
+    CTPulse m_pulse;  // beats in every turn of the loop
     std::atomic<uint8_t> m_running{0};
     CTSstpPort* m_port = nullptr;
     CTNetDevice* m_device = nullptr;

@@ -35,6 +35,7 @@ void CTForwardIngress::DoneLoop() {
     pvu_batch_thread();
     CTXmitPkt* burst[CTSstpPort::kMaxBurst];
     while (IsRunning()) {
+        m_pulse.Beat();
         int n = m_port->Read(burst, CTSstpPort::kMaxBurst);
         HandleBurst(burst, n);
         if (IsTimeForPeers()) P2pHeartbeat();

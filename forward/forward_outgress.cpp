@@ -35,6 +35,7 @@ void CTForwardOutgress::DoneLoop() {
     pvu_batch_thread();
     CTXmitPkt* burst[CTNetDevice::kMaxBurst];
     while (IsRunning()) {
+        m_pulse.Beat();
         int n = m_device->Read(burst, CTNetDevice::kMaxBurst);
         if (n > 0) ForwardBurst(burst, n);
     }

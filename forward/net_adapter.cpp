@@ -14,6 +14,7 @@
 #include <string>
 #include <utility>
 
+#include "base/pvu_event.h"
 #include "base/pvu_udp.h"
 
 namespace {
@@ -212,6 +213,11 @@ void CTNetAdapter::RunCommand(const char* command) {
     // A daemon ignores the ends of its children, and so never learns theirs.
     if (status == 0 || (status == -1 && errno == ECHILD)) return;
     printf("net adapter not configured, status %d: %s\n", WEXITSTATUS(status), command);
+    CTEvent(CTEventLevel::kError, "interface not configured")
+        .Add("interface", m_name)
+        .Add("command", command)
+        .Add("status", WEXITSTATUS(status))
+        .Log();
 }
 
 int CTNetAdapter::Read(void* buf, int len) {

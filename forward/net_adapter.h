@@ -44,6 +44,8 @@ class CTNetAdapter {
     void Close();
     bool IsOpen() const { return m_fd != -1; }
 
+    // errno of what kept the last Open from an interface, or 0.
+    int GetOpenError() const { return m_open_error; }
     const char* GetName() const { return m_name; }
     uint8_t GetNetLayer() const { return m_net_layer; }
     // The interface's MTU, 1500 unless set; it takes effect with the next EnableAdapter.
@@ -143,7 +145,7 @@ class CTNetAdapter {
     uint8_t m_net_layer = kNetLayer3;
     CEtherAddr m_mac;
     char m_name[kTextFieldSize] = {};
-    int m_open_error = 0;  // errno of what kept the last open from an interface
+    int m_open_error = 0;
     bool m_is_adopted = false;
     std::atomic<bool> m_has_header{false};  // each packet has the virtio header in front
     bool m_next_has_header = false;         // of the interface of MakeAgain

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "base/pvu_batch.h"
+#include "base/pvu_event.h"
 #include "base/pvu_sleep.h"
 #include "base/pvu_tick.h"
 
@@ -78,6 +79,7 @@ void CTNetDevice::RxLoop() {
     if (!m_adapter || !m_pool) return;
     pvu_batch_thread();
     while (m_running == 1) {
+        m_pulse.Beat();
         if (TakeSpares()) ReadBurst();
     }
     CTXmitPktPool::Release(m_spares.data(), m_spare_count);
@@ -208,11 +210,18 @@ CTXmitPkt* CTNetDevice::ReadXmitPacket() {
 // thread busy for ever. One that fails by itself, as a signal may make it, costs none.
 void CTNetDevice::OnFailedRead() {
     bool is_gone = errno == ENODEV;
+    if (is_gone && !m_read_failure_printed) TellState(CTEventLevel::kWarning, "interface lost");
     PrintFailure(m_read_failure_printed, "read");
     if (is_gone && RestoreInterface()) return;
     m_counters.read_failed.Add();
     if (m_read_failed) pvu_msleep(kReadWaitMs);
     m_read_failed = true;
+}
+
+void CTNetDevice::TellState(CTEventLevel level, const char* what) {
+    int error = errno;  // is still looked at after this
+    CTEvent(level, what).Add("interface", m_adapter->GetName()).Log();
+    errno = error;
 }
 
 // Somebody deleted the interface. A new one takes its place once the name is free; a writer waits
@@ -234,6 +243,10 @@ bool CTNetDevice::RestoreInterface() {
     char address[kAddrTextSize];
     m_adapter->GetIP().Format(address, sizeof address);
     printf("net adapter %s is back, address %s\n", m_adapter->GetName(), address);
+    CTEvent(CTEventLevel::kNotice, "interface back")
+        .Add("interface", m_adapter->GetName())
+        .Add("address", address)
+        .Log();
     return true;
 }
 
@@ -295,10 +308,16 @@ void CTNetDevice::WriteJoined() {
 void CTNetDevice::CountWritten(int result, int packets) {
     CTCounter& counter = result > 0 ? m_counters.written : m_counters.write_failed;
     counter.Add(static_cast<uint64_t>(packets));
-    if (result > 0) m_write_failure_printed = false;
+    if (result > 0) {
+        if (m_write_failure_printed) TellState(CTEventLevel::kNotice, "interface up");
+        m_write_failure_printed = false;
+    }
     // The interface is down. That it is gone, the reading thread says; other failures are the
     // packet's own, which anybody can send.
-    if (result < 0 && errno == EIO) PrintFailure(m_write_failure_printed, "write");
+    if (result < 0 && errno == EIO) {
+        if (!m_write_failure_printed) TellState(CTEventLevel::kWarning, "interface down");
+        PrintFailure(m_write_failure_printed, "write");
+    }
 }
 
 void CTNetDevice::ClearRxFifo() {

@@ -5,7 +5,9 @@
 #include <cstdint>
 
 #include "base/pvu_counter.h"
+#include "base/pvu_event_log.h"
 #include "base/pvu_mutex.h"
+#include "base/pvu_pulse.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
 #include "base/pvu_thread_safety.h"
@@ -83,6 +85,7 @@ class CTNetDevice {
     };
     const Counters& GetCounters() const { return m_counters; }
     CTXmitPktMtFifo& GetQueue() { return m_rx_fifo; }
+    const CTPulse& GetPulse() const { return m_pulse; }
 
   private:
     static void* ThreadEntry(void* device);
@@ -95,6 +98,7 @@ class CTNetDevice {
     void QueueBurst();
     void KeepSpares();
     void OnFailedRead();
+    void TellState(CTEventLevel level, const char* what);
     void WriteJoined() PVU_REQUIRES(m_write_mutex);
     void CountWritten(int result, int packets) PVU_REQUIRES(m_write_mutex);
     // Whether there is an interface again.
@@ -104,6 +108,7 @@ class CTNetDevice {
     CTXmitPktPool* m_pool = nullptr;
     std::atomic<uint8_t> m_running{0};
     CTThread m_rx_thread;
+    CTPulse m_pulse;
     uint8_t m_net_layer = kNetLayer2;
     int m_min_length;  // of a packet, by the layer
     CTXmitPktMtFifo m_rx_fifo;

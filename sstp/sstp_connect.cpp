@@ -124,6 +124,7 @@ int CTSstpConnect::AwaitReply(CTSstpMessage& request, CTSstpMessage& reply) {
     using std::chrono::milliseconds;
     auto end = std::chrono::steady_clock::now() + milliseconds(m_udp.GetRecvTimeout());
     while (!IsGivenUp()) {
+        if (m_on_wait) m_on_wait();
         auto left = std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now());
         if (left <= milliseconds(0)) return -1;
         int n = ReadReply(request, reply, static_cast<int>(std::min(left, kQuitLook).count()));

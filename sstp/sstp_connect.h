@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 #include "base/pvu_sockaddr.h"
 #include "base/pvu_udp.h"
@@ -97,8 +99,15 @@ class CTSstpConnect {
 
     // The exchanges of an edge that joins again: on a socket on which others' messages still
     // arrive, and given up within 50 ms once the flag, which must stay until EndRejoin, is not 0.
-    void BeginRejoin(const std::atomic<uint8_t>& quit) { m_quit = &quit; }
-    void EndRejoin() { m_quit = nullptr; }
+    // The function is called as often while a reply is waited for.
+    void BeginRejoin(const std::atomic<uint8_t>& quit, std::function<void()> on_wait = {}) {
+        m_quit = &quit;
+        m_on_wait = std::move(on_wait);
+    }
+    void EndRejoin() {
+        m_quit = nullptr;
+        m_on_wait = {};
+    }
 
     // One exchange with the central router each: 0 on success, nonzero on failure. A null text,
     // MAC or array gives 1 and sends nothing.
@@ -138,4 +147,5 @@ class CTSstpConnect {
     bool m_answered = false;
     int m_send_error = 0;
     const std::atomic<uint8_t>* m_quit = nullptr;  // while the edge joins again
+    std::function<void()> m_on_wait;
 };

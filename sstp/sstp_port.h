@@ -7,6 +7,7 @@
 #include "base/pvu_counter.h"
 #include "base/pvu_mutex.h"
 #include "base/pvu_print_limit.h"
+#include "base/pvu_pulse.h"
 #include "base/pvu_semaphore.h"
 #include "base/pvu_thread.h"
 #include "inet/tnet_frag_linker.h"
@@ -151,6 +152,8 @@ class CTSstpPort {
     CTXmitPktMtFifo& GetTxQueue() { return m_tx_fifo; }
     // Heartbeats sent since the last answer.
     unsigned GetHeartBeatMisses() const { return m_heartbeat_misses; }
+    // Beyond so many the central router counts as lost.
+    static constexpr unsigned kMissesToDropOff = 5;
     // The tick at which the first heartbeat since the last answer was sent; -1 when the last one
     // was answered, and before the first one.
     static constexpr int64_t kAnswered = -1;
@@ -159,6 +162,8 @@ class CTSstpPort {
     // overtaken by a further one, in microseconds; each -1 before the first.
     int64_t GetAnswered() const { return m_answered; }
     int64_t GetRoundTrip() const { return m_round_trip_us; }
+    const CTPulse& GetRxPulse() const { return m_rx_pulse; }
+    const CTPulse& GetTxPulse() const { return m_tx_pulse; }
 
   private:
     void RxLoop();
@@ -188,6 +193,8 @@ class CTSstpPort {
 
     CTThread m_rx_thread;
     CTThread m_tx_thread;
+    CTPulse m_rx_pulse;
+    CTPulse m_tx_pulse;
     std::atomic<bool> m_tx_running{false};
     std::atomic<bool> m_rx_running{false};
     CTSemaphore m_rx_semaphore;  // posted once for each entry of the receive queue

@@ -22,7 +22,6 @@ namespace {
 
 constexpr unsigned kFirstRetryMs = 2000;  // after one unanswered heartbeat
 constexpr unsigned kRetryMs = 1000;       // after more
-constexpr unsigned kMissesToDropOff = 5;
 
 // Descriptors in both queues at which the receive thread stops reading: a full queue of network
 // packets each way, and as many commands and acknowledgements.
@@ -48,6 +47,7 @@ void CTSstpPort::RxLoop() {
     printf("sstp port rxloop start\n");
     m_last_heartbeat = Now();
     while (m_rx_running) {
+        m_rx_pulse.Beat();
         WaitAtGate();
         CTMutexGuard turn(m_rx_turn);
         SendHeartBeat();
@@ -67,7 +67,10 @@ void CTSstpPort::RecvBurst() {
     if (BacklogIsFull()) return WaitForRoom();
     if (!TakeSpares()) return;
     CTReceivedDatagram datagram;
-    if (!m_conn->Receive(datagram)) return;
+    m_rx_pulse.Rest();  // the receive time-out may be long
+    bool received = m_conn->Receive(datagram);
+    m_rx_pulse.Beat();
+    if (!received) return;
     CTXmitPkt* burst[kMaxBurst];
     int n = 0;
     do {

@@ -27,7 +27,9 @@ void CTSstpPort::TxLoop() {
     if (m_split_spare.Create(kSpareSize) == 0 || !BeginSending()) return;
     m_splitter.SetMtu(m_conn->GetMtu());
     while (m_tx_running) {
+        m_tx_pulse.Rest();
         m_tx_semaphore.Wait();
+        m_tx_pulse.Beat();
         bool was_paused = WaitAtGate();
         CTMutexGuard turn(m_tx_turn);
         SendQueued(was_paused);

@@ -1,5 +1,7 @@
 #include <cstdio>
 
+#include "base/pvu_event.h"
+#include "base/pvu_service.h"
 #include "base/pvu_stdout.h"
 #include "sys/command_option.h"
 #include "sys/daemon.h"
@@ -24,8 +26,11 @@ int main(int argc, char** argv) {
     CTStdoutEnd end;
     if (option.IsTerminal()) {
         pvu_stdout_start();
+        if (pvu_service_is_managed()) sys->WaitForCentralRouter();
     } else {
         init_daemon(nullptr);
     }
+    CTEventsEnd events_end;
+    pvu_events_start("tamvo");
     return sys->MainLoop();
 }

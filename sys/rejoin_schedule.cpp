@@ -44,6 +44,12 @@ int CTRejoinSchedule::Failed(int64_t now) {
     return delay;
 }
 
+int CTRejoinSchedule::NotSent(int64_t now) {
+    int delay = Spread(kFirstDelayMs);
+    m_next = now + delay;
+    return delay;
+}
+
 void CTRejoinSchedule::Reset() {
     m_under_way = false;
     m_login_sent = false;

@@ -30,6 +30,9 @@ class CTRejoinSchedule {
     // What became of a join that Look asked for. Failed gives the milliseconds until the next one.
     void LoginSent() { m_login_sent = true; }
     int Failed(int64_t now);
+    // The same for a request that did not leave the host, whose network is not up: the shortest
+    // time, as nobody else is troubled.
+    int NotSent(int64_t now);
     void Joined() { Reset(); }
 
     // Whether the edge has no complete session any more, by all that it knows.

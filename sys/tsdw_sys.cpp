@@ -8,8 +8,10 @@
 
 #include "base/pvu_fileop.h"
 #include "base/pvu_log.h"
+#include "base/pvu_service.h"
 #include "base/pvu_sleep.h"
 #include "base/pvu_stdout.h"
+#include "base/pvu_tick.h"
 
 namespace {
 
@@ -50,19 +52,25 @@ int CTsdwSys::MainLoop() {
     signal(SIGUSR1, signal_handler);
     flog_printf("tamvo start\n");
     if (!Start()) {
-        flog_printf("tamvo core start failed\n");
+        // One that waits for the central router fails by itself, or is told to end.
+        bool told = m_waits_for_router && m_quit == 1;
+        flog_printf(told ? "tamvo exit\n" : "tamvo core start failed\n");
         flog_close();
-        return 1;
+        if (told) TellEnd();
+        return told ? 0 : 1;
     }
     StartControl();
     for (unsigned look = 0; m_quit != 1; ++look) {
         if (m_status_asked.exchange(false)) PrintStatus();
         if (look % kLooksBetweenTrims == 0) m_pool.Trim();
         KeepJoined();
+        m_watchdog.Look(pvu_get_current_tick());
         if (m_quit != 1) pvu_msleep(kQuitPollMs);
     }
+    pvu_service_stopping();
     StopControl();
     Stop();
+    TellEnd();
     flog_printf("tamvo exit\n");
     flog_close();
     return 0;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "base/pvu_counter.h"
 #include "base/pvu_rwlock.h"
@@ -9,6 +10,7 @@
 #include "base/pvu_string.h"
 #include "base/pvu_thread_safety.h"
 #include "base/pvu_version.h"
+#include "base/pvu_watchdog.h"
 #include "cfg/sys_cfg.h"
 #include "forward/forward_ingress.h"
 #include "forward/forward_outgress.h"
@@ -40,6 +42,9 @@ class CTsdwSys {
 
     CTVersion& GetVersion() { return m_version; }
     void SetConfigFile(CTString& path) { m_config_file = path; }
+    // A start waits for the central router, as long as it takes, instead of failing without it: for
+    // a service manager, to which the edge is up once it has its interface.
+    void WaitForCentralRouter() { m_waits_for_router = true; }
     // Runs until a quit is requested; the process exit status, 0 after an orderly stop and 1 when
     // the start failed.
     int MainLoop();
@@ -85,6 +90,9 @@ class CTsdwSys {
     bool InitTap();
     void DeInitTap() { m_adapter.Close(); }
     bool SstpConnect();
+    // tsdw_sys_service.cpp: tries until it is joined, with the pauses of a rejoin; false once a
+    // quit is requested, with nothing changed.
+    bool SstpConnectAtLast();
     void SstpDisConnect();
     int SstpLogin();
     int SstpDhcp();
@@ -122,11 +130,13 @@ class CTsdwSys {
         uint32_t ip, mask, gateway;
     };
 
+    bool OpenClient();
     void JoinAgain();
     bool ExchangeRejoin(CTSdwanSubnet& subnet, CTP2pConnectList& peers);
     bool LogInAgain();
     bool FetchWholeNet();
     bool FailRejoin(const char* request);
+    int DelayAfterFailure();
     void ReplaceTopology(CTSdwanSubnet& subnet, CTP2pConnectList& peers);
     void FinishRejoin(const Lease& before);
     Lease GetLease() const;
@@ -142,6 +152,18 @@ class CTsdwSys {
     void ShowExternalNet();
     void HandModelTo(CTForwardBase& forwarder);
     void KeepConfigFile();
+
+    // tsdw_sys_service.cpp: what the system's log and a service manager are told.
+    bool FailStart(const char* reason, const std::string& detail = "");
+    std::string JoinFault() const;
+    void TellStarted();
+    void TellJoined(const char* what);
+    void TellNotJoined(const char* what, int delay_ms);
+    void TellSession();
+    void TellEnd();
+    void StartWatchdog();
+    bool TryToConnect();
+    void WaitForTry(uint64_t tick);
     // One exchange with the central router; the list bytes that arrived with the reply, or -1.
     int QueryList(CTSstpMessage& request, CTSstpMessage& reply);
 
@@ -173,7 +195,11 @@ class CTsdwSys {
     CTSdwanSubnet* m_fetched_subnet = &m_external_subnet;
     CTP2pConnectList* m_fetched_peers = &m_peers;
     CTRejoinSchedule m_rejoin;
-    CTString m_rejoin_fault;  // of the last one
+    CTString m_rejoin_fault;   // of the last one
+    std::string m_told_fault;  // of those in a row, in the system's log
+    bool m_told_lost = false;  // likewise
+    bool m_waits_for_router = false;
+    CTWatchdog m_watchdog;
     CTCounter m_rejoins;
     CTCounter m_rejoins_failed;
 

@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/pvu_log.h"
 #include "inet/tnet_byteorder.h"
 #include "sstp/sstp_device_list.h"
 #include "sstp/sstp_dhcp.h"
@@ -23,8 +22,7 @@ constexpr int kMaxUnregister = 32;         // addresses that one message takes
 bool CTsdwSys::InitTap() {
     m_adapter.SetMtu(m_config.GetInterfaceMtu());
     if (!m_adapter.Open(m_config.GetInterface())) {
-        flog_printf("net adapter open failed\n");
-        return false;
+        return FailStart("net adapter open failed", strerror(m_adapter.GetOpenError()));
     }
     unsigned int major = 0;
     unsigned int minor = 0;
@@ -47,12 +45,17 @@ bool CTsdwSys::InitTap() {
     return true;
 }
 
-bool CTsdwSys::SstpConnect() {
+bool CTsdwSys::OpenClient() {
     m_central_router =
         CTSockAddr(m_config.GetCentralRouterIPAddr(), m_config.GetCentralRouterPort());
     if (!m_client.Open(m_central_router)) return false;
     m_client.SetRecvTimeout(m_config.GetSstpRecvTimeout());
     m_client.SetStrictSource(m_config.GetSstpStrictSource());
+    return true;
+}
+
+bool CTsdwSys::SstpConnect() {
+    if (!OpenClient()) return false;
     if (SstpLogin() != 0) return false;
     if (SstpDhcp() != 0) return false;
     if (SstpSubnet() != 0) return false;

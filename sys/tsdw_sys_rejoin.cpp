@@ -24,6 +24,7 @@ int ToSeconds(int64_t ms) {
 }  // namespace
 
 void CTsdwSys::KeepJoined() {
+    TellSession();
     int64_t since = m_port.GetUnansweredSince();
     CTRejoinSchedule::Step step = m_rejoin.Look(since, Now());
     if (step == CTRejoinSchedule::Step::kNone) return;
@@ -47,7 +48,7 @@ void CTsdwSys::JoinAgain() {
     CTSdwanSubnet subnet;
     CTP2pConnectList peers;
     m_port.Pause();
-    m_client.BeginRejoin(m_quit);
+    m_client.BeginRejoin(m_quit, [this] { m_watchdog.LookAlone(pvu_get_current_tick()); });
     m_rejoin_fault.Clear();
     bool joined = ExchangeRejoin(subnet, peers);
     m_client.EndRejoin();
@@ -64,10 +65,15 @@ void CTsdwSys::JoinAgain() {
         FinishRejoin(before);
     } else if (m_quit == 0) {
         m_rejoins_failed.Add();
-        int delay = m_rejoin.Failed(Now());
+        int delay = DelayAfterFailure();
+        TellNotJoined("joining again failed", delay);
         printf("joining again failed: %s, next attempt in %d s\n", m_rejoin_fault.c_str(),
                ToSeconds(delay));
     }
+}
+
+int CTsdwSys::DelayAfterFailure() {
+    return m_client.GetSendError() != 0 ? m_rejoin.NotSent(Now()) : m_rejoin.Failed(Now());
 }
 
 // The steps of a join but for opening the socket, which stays.
@@ -159,5 +165,6 @@ void CTsdwSys::FinishRejoin(const Lease& before) {
     }
     CTString ip;
     CIPv4Addr(now.ip).Print(ip);
+    TellJoined("joined again");
     printf("joined again as %s, identifier 0x%08x\n", ip.c_str(), m_client.GetIdentifier());
 }

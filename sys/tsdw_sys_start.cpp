@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "base/pvu_log.h"
+#include "base/pvu_event.h"
 #include "sys/tsdw_sys.h"
 
 namespace {
@@ -24,8 +24,7 @@ bool CTsdwSys::Start() {
 
     if (!m_device.Open(m_adapter, m_pool)) {
         DeInit();
-        flog_printf("net device open failed\n");
-        return false;
+        return FailStart("net device open failed");
     }
 
     m_rejoin.SetAfter(m_config.GetSstpRejoinAfter());
@@ -34,8 +33,7 @@ bool CTsdwSys::Start() {
     if (!m_port.Open(m_pool, m_client)) {
         m_device.Close();
         DeInit();
-        flog_printf("sstp port open failed\n");
-        return false;
+        return FailStart("sstp port open failed");
     }
 
     AssignPeers();
@@ -45,8 +43,7 @@ bool CTsdwSys::Start() {
         m_device.Close();
         m_port.Close();
         DeInit();
-        flog_printf("forwarder outgress start failed\n");
-        return false;
+        return FailStart("forwarder outgress start failed");
     }
 
     HandModelTo(m_ingress);
@@ -54,13 +51,15 @@ bool CTsdwSys::Start() {
         m_device.Close();
         m_port.Close();
         m_outgress.Stop();
-        flog_printf("forwarder ingress start failed\n");
+        FailStart("forwarder ingress start failed");
         DeInit();
         return false;
     }
     m_device.SetTaker(&m_outgress);
     m_port.SetTaker(&m_ingress);
     NoteIdentity(true);
+    StartWatchdog();
+    TellJoined("joined");
     return true;
 }
 
@@ -78,21 +77,28 @@ bool CTsdwSys::Init() {
     m_config_unused = m_config.ReadFromJsonFile(m_config_file.c_str()) != 0;
     if (m_config_unused) {
         printf("config file not usable, defaults in force: %s\n", m_config_file.c_str());
+        CTEvent(CTEventLevel::kError, "configuration fault")
+            .Add("file", m_config_file.c_str())
+            .Add("reason", "not readable or no JSON, defaults in force")
+            .Log();
     }
     if (const char* key = m_config.GetRefusedKey()) {
-        flog_printf("config file refused, key \"%s\" in section \"lan\"\n", key);
-        return false;
+        return FailStart(
+            (std::string("config file refused, key \"") + key + "\" in section \"lan\"").c_str());
     }
     if (!InitTap()) return false;
-    if (!SstpConnect()) {
+    TellStarted();
+    if (m_waits_for_router && !SstpConnectAtLast()) {
         DeInitTap();
-        flog_printf("connected tcr failed, tcr is not online\n");
         return false;
+    }
+    if (!m_waits_for_router && !SstpConnect()) {
+        DeInitTap();
+        return FailStart("connected tcr failed, tcr is not online", JoinFault());
     }
     if (!m_adapter.ConfigTun(m_config.GetLocalIPAddr(), m_config.GetLocalNetMask())) {
         DeInitTap();
-        flog_printf("config net adapter IP adress and net mask failed\n");
-        return false;
+        return FailStart("config net adapter IP adress and net mask failed");
     }
     return true;
 }
