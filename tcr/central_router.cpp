@@ -96,7 +96,10 @@ void CTCentralRouter::Saved(uint64_t ticket, TcrTime now) {
         if (m_core.replies.Release(edge)) m_sessions.ReplyLeft(edge, now);
     }
     m_core.replies.SetFailing(m_core.journal.IsFailing());
-    if (was_failing && !m_core.journal.IsFailing()) m_core.log.Line("state written again");
+    if (was_failing && !m_core.journal.IsFailing()) {
+        m_core.log.Line("state written again");
+        CTEvent(CTEventLevel::kNotice, "state written again").Log();
+    }
 }
 
 void CTCentralRouter::SaveFailed(uint64_t ticket, const std::string& reason, TcrTime now) {
@@ -106,4 +109,5 @@ void CTCentralRouter::SaveFailed(uint64_t ticket, const std::string& reason, Tcr
     m_core.replies.SetFailing(m_core.journal.IsFailing());
     if (was_failing || !m_core.journal.IsFailing()) return;
     m_core.log.Line("state not written: %s; requests that change it go unanswered", reason.c_str());
+    CTEvent(CTEventLevel::kError, "state not written").Add("reason", reason).Log();
 }

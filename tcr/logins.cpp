@@ -67,9 +67,13 @@ void TcrLogins::PrintLogin(const TcrEdge& edge, const TcrDatagram& request, CTSs
     const TcrSession& session = edge.Session();
     // It was killed and came back, or there are two with its serial number.
     if (session.presence == TcrPresence::kLoggedIn && !session.path.SameRemote(request.from)) {
-        m_core.log.EdgeLine(edge, request.now, "session moved to %s, was at %s",
-                            tcr_addr_text(request.from.remote).c_str(),
-                            tcr_addr_text(session.path.remote).c_str());
+        if (m_core.log.EdgeLine(edge, request.now, "session moved to %s, was at %s",
+                                tcr_addr_text(request.from.remote).c_str(),
+                                tcr_addr_text(session.path.remote).c_str())) {
+            TcrLog::EdgeEvent(edge, CTEventLevel::kWarning, "edge moved")
+                .Add("to", tcr_addr_text(request.from.remote))
+                .Log();
+        }
     }
     CTVersion version(login.GetVersion());
     m_core.log.EdgeLine(edge, request.now,
@@ -133,6 +137,10 @@ void TcrLogins::Refuse(const TcrDatagram& request, uint32_t error) {
     m_core.log.Line("login from %s refused, error %u (%llu more not shown)",
                     tcr_addr_text(request.from.remote).c_str(), error,
                     static_cast<unsigned long long>(m_refusals_not_shown));
+    CTEvent(CTEventLevel::kWarning, "login refused")
+        .Add("from", tcr_addr_text(request.from.remote))
+        .Add("error", error)
+        .Log();
     m_last_refusal_line = request.now;
     m_refusals_not_shown = 0;
 }
@@ -162,6 +170,8 @@ bool TcrLogins::Logout(const TcrEdge& edge, const TcrDatagram& request) {
     m_sessions.Unlist(edge, kDeviceStatusOff);
     m_core.journal.EdgeChanged(edge);
     m_core.replies.SendAndKeep(edge, request, reply);
-    m_core.log.EdgeLine(edge, request.now, "logged out");
+    if (m_core.log.EdgeLine(edge, request.now, "logged out")) {
+        TcrLog::EdgeEvent(edge, CTEventLevel::kNotice, "edge left").Log();
+    }
     return true;
 }

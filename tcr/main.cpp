@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
+#include "base/pvu_event.h"
 #include "base/pvu_stdout.h"
-#include "base/pvu_string.h"
 #include "control/control_server.h"
 #include "tcr/tcr_config.h"
 #include "tcr/tcr_control.h"
@@ -14,8 +14,9 @@ namespace {
 
 constexpr int kExitFault = 2;
 
-int Fail(const std::string& fault) {
+int Fail(const std::string& fault, const char* event = "start failed") {
     fprintf(stderr, "tamvo-tcr: %s\n", fault.c_str());
+    CTEvent(CTEventLevel::kError, event).Add("reason", fault).Log();
     return kExitFault;
 }
 
@@ -39,9 +40,11 @@ int main(int argc, char** argv) {
     }
     pvu_stdout_start();
     CTStdoutEnd end;
+    CTEventsEnd events_end;
+    pvu_events_start("tamvo-tcr");
     TcrConfig config;
     if (!option.config_file.empty() && !config.ReadFile(option.config_file, fault)) {
-        return Fail(fault);
+        return Fail(fault, "configuration fault");
     }
     TcrServer server;
     if (!server.Open(option, config, fault)) return Fail(fault);
@@ -52,15 +55,15 @@ int main(int argc, char** argv) {
     std::string socket = control_socket_path(config.control);
     if (!socket.empty() && !operators.Start(socket, control, fault)) {
         server.Tell(("control socket not opened: " + fault).c_str());
+        CTEvent(CTEventLevel::kWarning, "control socket not opened").Add("reason", fault).Log();
     }
-    CTString started;
-    started.Append("tamvo-tcr listens on %s port %d, %d subnet(s)", option.Address(config).c_str(),
-                   option.Port(config), static_cast<int>(config.subnets.size()));
-    server.Tell(started.c_str());
+    server.Started(option, config);
     bool ended = server.Run(config);
     operators.Stop();
+    CTEvent(CTEventLevel::kNotice, "stopped").Log();
     if (ended) return 0;
     // The writer cannot be waited for: nothing that it uses may be taken down.
+    pvu_events_end();
     pvu_stdout_end();
     _exit(kExitFault);
 }

@@ -50,7 +50,9 @@ void TcrSessions::HeartBeat(const TcrDatagram& datagram) {
         session.since_tick = datagram.now;
         if (session.registered) List(edge);
         m_core.journal.EdgeNoted(edge);
-        m_core.log.EdgeLine(edge, datagram.now, "is back");
+        if (m_core.log.EdgeLine(edge, datagram.now, "is back")) {
+            TcrLog::EdgeEvent(edge, CTEventLevel::kNotice, "edge back").Log();
+        }
     }
     if (session.registered) Settle(edge, datagram.now);
     m_core.announcer.Advance(*edge.subnet, edge.slot, datagram.now);
@@ -85,8 +87,10 @@ void TcrSessions::CheckSilence(const TcrEdge& edge, TcrTime now) {
     session.topology.pending.active = false;
     Unlist(edge, kDeviceStatusIdle);
     m_core.journal.EdgeNoted(edge);
-    m_core.log.EdgeLine(edge, now, "timed out, not heard of for %d s",
-                        m_core.config.silent_seconds);
+    if (m_core.log.EdgeLine(edge, now, "timed out, not heard of for %d s",
+                            m_core.config.silent_seconds)) {
+        TcrLog::EdgeEvent(edge, CTEventLevel::kWarning, "edge lost").Log();
+    }
 }
 
 // An edge whose last reply waits to be written is not done with joining.
@@ -107,8 +111,10 @@ void TcrSessions::Settle(const TcrEdge& edge, TcrTime now) {
     session.settled = true;
     session.since_tick = now;
     m_core.journal.EdgeNoted(edge);
-    m_core.log.EdgeLine(edge, now, "\"%s\" joined",
-                        tcr_printable(edge.Router()->GetLabel()).c_str());
+    if (m_core.log.EdgeLine(edge, now, "\"%s\" joined",
+                            tcr_printable(edge.Router()->GetLabel()).c_str())) {
+        TcrLog::EdgeEvent(edge, CTEventLevel::kNotice, "edge joined").Log();
+    }
     // At once: the others cannot answer its packets before they know it.
     m_core.announcer.AdvanceAll(*edge.subnet, now);
 }

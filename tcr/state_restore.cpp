@@ -36,6 +36,10 @@ std::vector<TcrSubnetConfig> TcrStateRestore::PlaceSubnets(const TcrStateImage& 
         if (!placed) {
             m_core.log.Line("state: subnet %d \"%s\" left out: not served any more", record.index,
                             tcr_printable(record.name.c_str()).c_str());
+            CTEvent(CTEventLevel::kWarning, "subnet left out of the state")
+                .Add("subnet", record.name)
+                .Add("reason", "not served any more")
+                .Log();
             if (!m_core.subnets.At(record.index)) m_core.journal.SubnetRemoved(record.index);
             continue;
         }
@@ -69,6 +73,10 @@ void TcrStateRestore::PlaceEdge(const TcrEdgeRecord& record) {
     if (fault) {
         m_core.log.Line("state: edge of subnet %d, slot %d, left out: %s", record.subnet,
                         record.slot, fault);
+        CTEvent(CTEventLevel::kWarning, "edge left out of the state")
+            .AddHex("serial", record.serial)
+            .Add("reason", fault)
+            .Log();
         bool free = record.slot >= 0 && record.slot < kTcrSlots && !edge.Router();
         if (free) m_core.journal.EdgeNoted(edge);  // goes from the state, too
         return;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/pvu_text_field.h"
 #include "tcr/tcr_text.h"
 
 namespace {
@@ -17,6 +18,10 @@ const TcrSubnetConfig* FindServed(const TcrConfig& config, const std::string& na
 void PrintSubnet(TcrCore& core, const TcrSubnet& subnet, const char* what) {
     core.log.Line("subnet %d \"%s\" %s", subnet.model.GetIndex(),
                   tcr_printable(subnet.model.GetName()).c_str(), what);
+    CTEvent(CTEventLevel::kNotice, (std::string("subnet ") + what).c_str())
+        .Add("subnet", pvu_text_field_get(subnet.model.GetName()))
+        .Add("index", subnet.model.GetIndex())
+        .Log();
 }
 
 // The index is the upper part of identifiers that edges use: nobody may use them any more.

@@ -112,5 +112,5 @@ void TcrOption::PrintHelp() {
 }
 
 void TcrOption::PrintVersion() {
-    puts("tamvo-tcr 0.1.5");
+    printf("tamvo-tcr %s\n", kTcrVersion);
 }

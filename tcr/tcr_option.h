@@ -5,6 +5,8 @@
 
 #include "tcr/tcr_config.h"
 
+constexpr char kTcrVersion[] = "0.1.5";
+
 // The command line: tamvo-tcr [-c FILE] [-s FILE] [-b ADDRESS] [-p PORT] [-v] [-h].
 struct TcrOption {
     enum class Action { kServe, kPrintVersion, kPrintHelp, kFault };

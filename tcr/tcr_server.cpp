@@ -14,6 +14,8 @@
 #include <utility>
 
 #include "base/pvu_batch.h"
+#include "base/pvu_event.h"
+#include "base/pvu_service.h"
 #include "base/pvu_stdout.h"
 #include "base/pvu_tick.h"
 #include "base/pvu_time.h"
@@ -70,6 +72,9 @@ bool TcrServer::Run(const TcrConfig& config) {
     if (m_writer) router.Restore(std::exchange(m_image, {}), m_last_tick, time(nullptr));
     router.EndOfWakeUp(m_last_tick);
     pvu_batch_thread();
+    m_watchdog.Start(static_cast<uint64_t>(m_last_tick));
+    pvu_service_status(m_serves);
+    pvu_service_ready();
     for (bool serve = true; serve;)
         WakeUp(router, serve);
     m_desk.Close();
@@ -92,6 +97,7 @@ void TcrServer::WakeUp(CTCentralRouter& router, bool& serve) {
     if (now - m_last_tick >= kTickMs) {
         m_last_tick = now;
         router.Tick(now);
+        m_watchdog.Look(static_cast<uint64_t>(now));
     }
     router.EndOfWakeUp(now);
 }
@@ -132,6 +138,7 @@ bool TcrServer::HandleSignal(CTCentralRouter& router, TcrTime now) {
         router.PrintTable(now);
         return true;
     }
+    pvu_service_stopping();
     Tell(info.ssi_signo == SIGINT ? "SIGINT, ending" : "SIGTERM, ending");
     return false;
 }
@@ -143,9 +150,16 @@ void TcrServer::Reload(CTCentralRouter& router, TcrTime now) {
         return Tell("SIGHUP: there is no configuration file to read again, see -c");
     }
     if (!config.ReadFile(m_config_file, fault)) {
+        CTEvent(CTEventLevel::kError, "configuration fault").Add("reason", fault).Log();
         return Tell(("SIGHUP: " + fault + "; what was in force stays").c_str());
     }
+    pvu_service_reloading();
     router.Reload(config, now);
+    pvu_service_ready();
+    CTEvent(CTEventLevel::kNotice, "configuration read again")
+        .Add("file", m_config_file)
+        .Add("subnets", static_cast<int64_t>(config.subnets.size()))
+        .Log();
     Tell(("SIGHUP: " + m_config_file + " read again, " + std::to_string(config.subnets.size()) +
           " subnet(s)")
              .c_str());
@@ -168,6 +182,7 @@ bool TcrServer::Finish(CTCentralRouter& router) {
     if (!ended || router.HasUnsaved()) {
         Tell(("state file " + m_state_path + ": the last changes are not written, timed out")
                  .c_str());
+        CTEvent(CTEventLevel::kError, "state not written").Add("reason", "timed out").Log();
     }
     return ended;
 }
@@ -179,6 +194,21 @@ bool TcrServer::Pass(const TcrPath& to, const uint8_t* data, int length) {
 
 bool TcrServer::Send(const TcrPath& to, const void* data, int length) {
     return m_socket.Send(to, data, length);
+}
+
+void TcrServer::Started(const TcrOption& option, const TcrConfig& config) {
+    std::string address = option.Address(config);
+    std::string port = std::to_string(option.Port(config));
+    std::string subnets = std::to_string(config.subnets.size());
+    m_serves = "listens on " + address + " port " + port + ", " + subnets + " subnet(s)";
+    Tell(("tamvo-tcr " + m_serves).c_str());
+    CTEvent(CTEventLevel::kNotice, "started")
+        .Add("version", kTcrVersion)
+        .Add("file", m_config_file)
+        .Add("state", m_state_path)
+        .Add("listen", address + ":" + port)
+        .Add("subnets", subnets)
+        .Log();
 }
 
 void TcrServer::Tell(const char* line) {

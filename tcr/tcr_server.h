@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "base/pvu_watchdog.h"
 #include "tcr/central_router.h"
 #include "tcr/state_file.h"
 #include "tcr/state_writer.h"
@@ -16,6 +17,7 @@
 //
 //   Open   socket and signals
 //   Keep   state file, if there is to be one
+//   Started
 //   Run    until SIGINT or SIGTERM
 class TcrServer : public TcrLink {
   public:
@@ -27,6 +29,8 @@ class TcrServer : public TcrLink {
     // Takes up what the file has, makes it if need be, and keeps all changes there; before Run.
     // False with one line in fault.
     bool Keep(const std::string& path, std::string& fault);
+    // Tells that it is about to serve.
+    void Started(const TcrOption& option, const TcrConfig& config);
     // Serves until SIGINT or SIGTERM. False when the last changes could not be written in time:
     // the disk is still at it then, and this object must live until the process ends.
     bool Run(const TcrConfig& config);
@@ -52,6 +56,8 @@ class TcrServer : public TcrLink {
     int m_signals = -1;
     TcrTime m_last_tick = 0;
     TcrDesk m_desk;
+    CTWatchdog m_watchdog;
+    std::string m_serves;  // for a service manager
 
     std::string m_state_path;  // empty: nothing is kept
     TcrStateImage m_image;     // as it was found, until Run has taken it up

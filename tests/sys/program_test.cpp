@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <csignal>
+
+#include "tests/support/notify_socket.h"
 #include "tests/support/scratch_dir.h"
 #include "tests/support/udp_peer.h"
 
@@ -68,6 +71,38 @@ TEST(Programs, TheCentralRouterTellsItsFaultsInOneLineAndExitsWithTwo) {
     };
     for (const auto& [arguments, fault] : faults)
         EXPECT_EQ(OutcomeOf(kCentralRouter + arguments), Outcome("tamvo-tcr: " + fault, 2));
+}
+
+TEST(Programs, TheCentralRouterTellsAManagerHowItIsFromItsStartToItsEnd) {
+    ScratchDir dir;
+    std::string file = dir.File("tcr.json");
+    WriteWholeFile(file, "{\"bind\": \"127.0.0.2\", \"port\": " + std::to_string(UdpPeer().Port()) +
+                             ", \"subnets\": [{\"name\": \"n\", \"password\": \"p\", "
+                             "\"gateway\": \"10.0.0.1\", \"netmask\": \"255.0.0.0\"}]}");
+    NotifySocket manager(300);
+    FILE* program = popen(("exec " + kCentralRouter + " -c " + file + " -s " + dir.File("tcr.db") +
+                           " & echo $!; wait $!")
+                              .c_str(),
+                          "r");
+    int pid = 0;
+    ASSERT_EQ(fscanf(program, "%d", &pid), 1);
+    EXPECT_EQ(manager.Next(), "WATCHDOG=1");
+    EXPECT_EQ(manager.Next().substr(0, 32), "STATUS=listens on 127.0.0.2 port");
+    EXPECT_EQ(manager.Next(), "READY=1");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(manager.Next(), "WATCHDOG=1");
+    kill(pid, SIGHUP);
+    EXPECT_TRUE(manager.Tells("RELOADING=1"));
+    EXPECT_TRUE(manager.Tells("READY=1"));
+    // One that stands still is not alive, whatever else its process does.
+    kill(pid, SIGSTOP);
+    while (!manager.Next(300).empty()) {
+    }
+    kill(pid, SIGCONT);
+    EXPECT_TRUE(manager.Tells("WATCHDOG=1"));
+    kill(pid, SIGTERM);
+    EXPECT_TRUE(manager.Tells("STOPPING=1"));
+    EXPECT_EQ(WEXITSTATUS(pclose(program)), 0);
 }
 
 }  // namespace
