@@ -71,13 +71,14 @@ void CTXmitPktPool::Free(CTXmitPkt* pkt) {
     if (pkt) TakeBack(&pkt, 1);
 }
 
+// In front: the next one that is asked for is the one used last, whose memory is still warm.
 void CTXmitPktPool::TakeBack(CTXmitPkt* const* pkts, int n) {
     m_loans.fetch_sub(n, std::memory_order_relaxed);
     int kept = 0;
     {
         CTMutexGuard guard(m_mutex);
         for (; kept < n && m_idle.count() <= m_keep; ++kept)
-            m_idle.push_back(pkts[kept]);
+            m_idle.push_front(pkts[kept]);
     }
     for (; kept < n; ++kept)
         DestoryXmitPkt(pkts[kept]);
