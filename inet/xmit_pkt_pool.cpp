@@ -68,17 +68,16 @@ int CTXmitPktPool::Alloc(CTXmitPkt** pkts, int n) {
 }
 
 void CTXmitPktPool::Free(CTXmitPkt* pkt) {
-    if (pkt) TakeBack(&pkt, 1);
+    if (pkt) TakeBack(&pkt, 1, Place::kBack);
 }
 
-// In front: the next one that is asked for is the one used last, whose memory is still warm.
-void CTXmitPktPool::TakeBack(CTXmitPkt* const* pkts, int n) {
+void CTXmitPktPool::TakeBack(CTXmitPkt* const* pkts, int n, Place place) {
     m_loans.fetch_sub(n, std::memory_order_relaxed);
     int kept = 0;
     {
         CTMutexGuard guard(m_mutex);
         for (; kept < n && m_idle.count() <= m_keep; ++kept)
-            m_idle.push_front(pkts[kept]);
+            place == Place::kFront ? m_idle.push_front(pkts[kept]) : m_idle.push_back(pkts[kept]);
     }
     for (; kept < n; ++kept)
         DestoryXmitPkt(pkts[kept]);
@@ -90,7 +89,7 @@ void CTXmitPktPool::Release(CTXmitPkt* const* pkts, int n) {
         for (end = begin + 1; end < n && pkts[end]->GetOwner() == owner;)
             ++end;
         if (owner) {
-            owner->TakeBack(pkts + begin, end - begin);
+            owner->TakeBack(pkts + begin, end - begin, Place::kFront);
         } else {
             for (int i = begin; i < end; ++i)
                 pkts[i]->Release();

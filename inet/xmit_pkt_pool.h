@@ -36,7 +36,8 @@ class CTXmitPktPool {
     void Release();
 
     // A burst under one lock: up to n descriptors, as Alloc gives them, and how many; fewer only
-    // without memory. And takes descriptors back, each to the pool that it belongs to.
+    // without memory. And takes descriptors back, each to the pool that it belongs to: in front of
+    // the others, so that those are asked for next whose memory is still warm.
     int Alloc(CTXmitPkt** pkts, int n);
     static void Release(CTXmitPkt* const* pkts, int n);
 
@@ -57,7 +58,8 @@ class CTXmitPktPool {
   private:
     CTXmitPkt* Ready(CTXmitPkt* pkt);
     void CountLoans(int n);
-    void TakeBack(CTXmitPkt* const* pkts, int n);
+    enum class Place { kFront, kBack };
+    void TakeBack(CTXmitPkt* const* pkts, int n, Place place);
     void EndLoad();
 
     const int m_max;

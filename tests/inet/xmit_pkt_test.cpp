@@ -77,8 +77,14 @@ TEST(XmitPktPool, RecycledDescriptorsAreResetButKeepStatusTypeAndLayer) {
         p->Release();  // limit 1 keeps two
     EXPECT_EQ(pool.Alloc(), pkt);
     EXPECT_EQ(pool.Alloc(), second);
+    // What came back in a burst is warm and goes out first.
+    third = pool.Alloc();
     pkt->Release();
+    CTXmitPkt* burst[] = {third};
+    CTXmitPktPool::Release(burst, 1);
+    EXPECT_EQ(pool.Alloc(), third);
     second->Release();
+    third->Release();
 }
 
 TEST(XmitPktFifo, QueuesInOrderAndRefusesBeyondALimit) {
