@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +14,9 @@
 #include "control/control_address.h"
 
 namespace {
+
+constexpr int64_t kMillisPerSecond = 1000;
+constexpr int64_t kMicrosPerMilli = 1000;
 
 int64_t Now() {
     return static_cast<int64_t>(pvu_get_current_tick());
@@ -31,10 +35,16 @@ class Exchange {
     bool Connect(const std::string& path) {
         sockaddr_un address;
         if (!control_address(path, address, fault)) return false;
-        m_fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        bool connected = m_fd >= 0 && connect(m_fd, reinterpret_cast<const sockaddr*>(&address),
-                                              sizeof address) == 0;
-        return connected || Fail();
+        m_fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (m_fd < 0) return Fail();
+        // Where many others are about to be accepted the connection waits for them.
+        int64_t left = std::max<int64_t>(m_deadline - Now(), 1);
+        timeval wait = {left / kMillisPerSecond, left % kMillisPerSecond * kMicrosPerMilli};
+        setsockopt(m_fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
+        if (connect(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+            return true;
+        }
+        return errno == EAGAIN ? TimedOut() : Fail();
     }
     // A request is shorter than any socket's buffer.
     bool Send(const std::string& text) {
@@ -45,7 +55,7 @@ class Exchange {
         char buffer[65536];
         for (;;) {
             if (!WaitReadable()) return false;
-            ssize_t n = recv(m_fd, buffer, sizeof buffer, 0);
+            ssize_t n = recv(m_fd, buffer, sizeof buffer, MSG_DONTWAIT);
             if (n < 0 && (errno == EAGAIN || errno == EINTR)) continue;
             if (n < 0 && errno != ECONNRESET) return Fail();
             if (n <= 0) {
@@ -76,6 +86,9 @@ class Exchange {
         int result = poll(&wait, 1, static_cast<int>(left));
         if (result > 0 || (result < 0 && errno == EINTR)) return true;
         if (result < 0) return Fail();
+        return TimedOut();
+    }
+    bool TimedOut() {
         fault = "timed out";
         return false;
     }

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char kName[] = "control";
 constexpr char kRuntimeVariable[] = "RUNTIME_DIRECTORY";
-constexpr int kBacklog = 16;
+constexpr int kBacklog = 64;
 constexpr mode_t kMode = 0600;
 
 // Why what is at the path is not to be replaced; null when it is a socket that nobody listens on.

@@ -1,14 +1,16 @@
 // The edge's configuration file, read and written back, and the same bytes as the central router's
-// file.
+// file; and what a check before a start finds in both.
 //
 // Input: the file.
 
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
+#include "cfg/cfg_check.h"
 #include "cfg/sys_cfg.h"
 #include "fuzz/fuzz_input.h"
 #include "tcr/tcr_config.h"
@@ -24,7 +26,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     edge.WriteToJsonFile("/dev/null");
     TcrConfig central_router;
     std::string fault;
-    if (!central_router.ReadFile(path, fault) && fault.empty()) abort();
+    bool is_good = central_router.ReadFile(path, fault);
+    if (!is_good && fault.empty()) abort();
+    // What a start refuses a check finds, too; and no line lies beyond the file's.
+    CTConfigFaults faults = TcrConfig::Check(path);
+    if (!is_good && faults.empty()) abort();
+    CTConfigFaults more = CTCfgCheck::CheckFile(path);
+    faults.insert(faults.end(), more.begin(), more.end());
+    auto lines = 1 + std::count(data, data + size, '\n');
+    for (const CTConfigFault& found : faults) {
+        if (found.line < 0 || found.line > lines || found.text.empty()) abort();
+    }
     close(fd);
     return 0;
 }

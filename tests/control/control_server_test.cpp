@@ -142,7 +142,7 @@ TEST_F(ControlServer, NoClientHoldsAnotherUp) {
 
 TEST_F(ControlServer, ClientsThatLeaveEarlyDoNoHarm) {
     Start(path);
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 200; ++i) {
         int fd = Connect();
         if (i % 2 == 0) Say(fd, "{\"command\":\"large\"}\n");
         close(fd);

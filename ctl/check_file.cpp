@@ -1,0 +1,108 @@
+#include "ctl/check_file.h"
+
+#include <strings.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "cfg/cfg_check.h"
+#include "cfg/cfg_keys.h"
+#include "cfg/json_object.h"
+#include "control/json_reply.h"
+#include "ctl/table.h"
+#include "ctl/terminal_text.h"
+#include "tcr/tcr_config.h"
+
+namespace {
+
+constexpr const char* kEdgeKeys[] = {cfg_key::kSubnet, cfg_key::kLocalRouter, cfg_key::kLan,
+                                     cfg_key::kCentralRouter, cfg_key::kSstp};
+// Those that no section of an edge's file is likely to be mistaken for.
+constexpr const char* kCentralRouterKeys[] = {"subnets", "lowest version", "silent after", "state",
+                                              "control", "bind",           "port"};
+
+CTJsonTree Parse(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::string text;
+    for (char c; text.size() <= CTJsonObject::kMaxFileSize && in.get(c);)
+        text += c;
+    return CTJsonTree(cJSON_ParseWithLength(text.data(), text.size()));
+}
+
+CtlFileKind KindOf(const cJSON* root) {
+    int edge = 0;
+    int central = 0;
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, root) {
+        const char* name = item->string ? item->string : "";
+        for (const char* key : kEdgeKeys)
+            edge += strcasecmp(key, name) == 0 ? 1 : 0;
+        for (const char* key : kCentralRouterKeys)
+            central += strcmp(key, name) == 0 ? 1 : 0;
+    }
+    if (edge == 0 && central == 0) return CtlFileKind::kUnknown;
+    return central > edge ? CtlFileKind::kCentralRouter : CtlFileKind::kEdge;
+}
+
+const char* KindName(CtlFileKind kind) {
+    switch (kind) {
+        case CtlFileKind::kEdge:
+            return "edge";
+        case CtlFileKind::kCentralRouter:
+            return "central router";
+        case CtlFileKind::kUnknown:
+            break;
+    }
+    return "unknown";
+}
+
+}  // namespace
+
+CtlFileCheck ctl_check_file(const std::string& path) {
+    CTJsonTree root = Parse(path);
+    CtlFileCheck check;
+    if (cJSON_IsObject(root.get())) check.kind = KindOf(root.get());
+    if (check.kind == CtlFileKind::kCentralRouter) {
+        check.faults = TcrConfig::Check(path);
+        return check;
+    }
+    check.faults = CTCfgCheck::CheckFile(path);
+    if (check.kind == CtlFileKind::kUnknown && cJSON_IsObject(root.get())) {
+        check.faults.insert(check.faults.begin(),
+                            {0, "has no key of an edge's file, nor of a central router's"});
+    }
+    return check;
+}
+
+std::string ctl_show_check(const std::string& path, const CtlFileCheck& check, bool colour) {
+    std::string file = ctl_terminal_text(path);
+    if (check.faults.empty()) {
+        return file + ": " + ctl_styled("in order", CtlStyle::kGood, colour) + " (" +
+               KindName(check.kind) + ")\n";
+    }
+    std::string text;
+    for (const CTConfigFault& fault : check.faults) {
+        std::string line = fault.line > 0 ? ":" + std::to_string(fault.line) : "";
+        text += ctl_styled(file + line + ":", CtlStyle::kHead, colour) + " " +
+                ctl_terminal_text(fault.text) + "\n";
+    }
+    return text;
+}
+
+std::string ctl_check_json(const std::string& path, const CtlFileCheck& check) {
+    CTJsonTree root(cJSON_CreateObject());
+    control_add_number(root.get(), "schema", 1);
+    control_add_text(root.get(), "file", path);
+    control_add_text(root.get(), "kind", KindName(check.kind));
+    cJSON* faults = control_add_array(root.get(), "faults");
+    for (const CTConfigFault& fault : check.faults) {
+        cJSON* object = control_append_object(faults);
+        if (fault.line > 0) {
+            control_add_number(object, "line", fault.line);
+        } else {
+            control_add_null(object, "line");
+        }
+        control_add_text(object, "text", fault.text);
+    }
+    return control_print(root.get());
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "control/json_reply.h"
+
+// What a program answered, as it may be trusted: it is JSON, an object, and no error.
+struct CtlReply {
+    CTJsonTree tree;
+    std::string line;  // as it came, in visible ASCII
+};
+
+// Asks the program on the socket, or on the one that is found where that is empty. False with one
+// line in fault, fit for a terminal.
+bool ctl_ask(const std::string& socket, const std::string& request, CtlReply& reply,
+             std::string& fault);
