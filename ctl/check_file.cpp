@@ -8,9 +8,9 @@
 #include "cfg/cfg_check.h"
 #include "cfg/cfg_keys.h"
 #include "cfg/json_object.h"
-#include "control/json_reply.h"
 #include "ctl/table.h"
 #include "ctl/terminal_text.h"
+#include "ops/json_reply.h"
 #include "tcr/tcr_config.h"
 
 namespace {

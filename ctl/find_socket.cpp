@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "control/control_socket.h"
+#include "ops/control_socket.h"
 
 namespace {
 

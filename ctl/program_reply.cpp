@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string_view>
 
-#include "control/control_client.h"
 #include "ctl/find_socket.h"
 #include "ctl/terminal_text.h"
+#include "ops/control_client.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 // What a program answered, as it may be trusted: it is JSON, an object, and no error.
 struct CtlReply {

@@ -6,7 +6,7 @@
 #include "base/pvu_counter.h"
 #include "base/pvu_mutex.h"
 #include "base/pvu_thread_safety.h"
-#include "control/traffic.h"
+#include "ops/traffic.h"
 
 // The network packets to and from each router of the subnet, by its slot. Whoever forwards a packet
 // counts it, once for a run of packets of one peer, without a lock and without the bus's: that is

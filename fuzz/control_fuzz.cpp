@@ -14,9 +14,9 @@
 #include <cstring>
 #include <string>
 
-#include "control/control_address.h"
-#include "control/control_server.h"
 #include "ctl/show_status.h"
+#include "ops/control_address.h"
+#include "ops/control_server.h"
 #include "tcr/snapshot_json.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <array>
 #include <string>
 
-#include "control/control_server.h"
-#include "control/traffic.h"
+#include "ops/control_server.h"
+#include "ops/traffic.h"
 #include "sys/edge_snapshot.h"
 
 class CTsdwSys;

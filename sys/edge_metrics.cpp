@@ -1,7 +1,7 @@
 #include "sys/edge_metrics.h"
 
-#include "control/metrics_text.h"
 #include "inet/tnet_ip.h"
+#include "ops/metrics_text.h"
 #include "sstp/p2p_connect.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/pvu_text_field.h"
-#include "control/traffic.h"
 #include "forward/peer_traffic.h"
+#include "ops/traffic.h"
 #include "sdwan/sdwan_device_list.h"
 
 // The state of an edge at one moment, for operators: plain values, which the thread that asked

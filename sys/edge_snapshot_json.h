@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 #include "sys/edge_snapshot.h"
 
 // The snapshot as docs/control.md describes it: what `tamvoctl status --json` shows of an edge.

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "base/pvu_event.h"
 #include "base/pvu_log.h"
 #include "base/pvu_stdout.h"
 #include "base/pvu_tick.h"
@@ -54,6 +55,7 @@ void CTsdwSys::StartControl() {
     // The edge goes on without.
     fprintf(stderr, "control socket not opened: %s\n", fault.c_str());
     flog_printf("control socket not opened: %s\n", fault.c_str());
+    CTEvent(CTEventLevel::kWarning, "control socket not opened").Add("reason", fault).Log();
 }
 
 void CTsdwSys::NoteIdentity(bool joined) {

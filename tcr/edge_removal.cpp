@@ -7,6 +7,7 @@ namespace {
 TcrRemovedEdge Remove(TcrCore& core, const TcrEdge& edge, TcrTime now) {
     TcrRemovedEdge removed{edge.Identifier(), edge.subnet->model.GetName(),
                            edge.Router()->GetLabel()};
+    TcrLog::EdgeEvent(edge, CTEventLevel::kNotice, "edge removed").Log();
     edge.subnet->FreeSlot(edge.slot);
     core.journal.EdgeChanged(edge);
     core.log.Line("edge 0x%08x \"%s\" removed by an operator", removed.identifier,

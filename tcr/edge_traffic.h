@@ -1,6 +1,6 @@
 #pragma once
 
-#include "control/traffic.h"
+#include "ops/traffic.h"
 
 // The network packets of one edge, as they pass the central router: what it sent, whomever it was
 // for, and what was passed on to it. One thread.

@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <utility>
 
-#include "control/traffic.h"
 #include "inet/tnet_merger.h"
 #include "inet/tnet_splitter.h"
 #include "inet/xmit_pkt_pool.h"
+#include "ops/traffic.h"
 #include "tcr/fragment_store.h"
 #include "tcr/tcr_datagram.h"
 #include "tcr/tcr_link.h"

@@ -4,7 +4,7 @@
 
 #include "base/pvu_event.h"
 #include "base/pvu_stdout.h"
-#include "control/control_server.h"
+#include "ops/control_server.h"
 #include "tcr/tcr_config.h"
 #include "tcr/tcr_control.h"
 #include "tcr/tcr_option.h"

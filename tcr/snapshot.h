@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/pvu_text_field.h"
-#include "control/traffic.h"
 #include "inet/tnet_ether.h"
+#include "ops/traffic.h"
 #include "sdwan/sdwan_device_list.h"
 #include "tcr/tcr_core.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 #include "tcr/snapshot.h"
 
 // The first members of every reply.

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "control/control_server.h"
+#include "ops/control_server.h"
 #include "tcr/tcr_desk.h"
 
 // What a central router answers operators: "status", "subnet list" and "edge remove" with "serial".

@@ -7,7 +7,7 @@
 
 #include <functional>
 
-#include "control/control_server.h"
+#include "ops/control_server.h"
 #include "tests/support/scratch_dir.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <clocale>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <thread>
 
-#include "control/control_client.h"
-#include "control/json_reply.h"
 #include "lab/wire/wire_bodies.h"
 #include "lab/wire/wire_kinds.h"
+#include "ops/control_client.h"
+#include "ops/json_reply.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"

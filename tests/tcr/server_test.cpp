@@ -5,7 +5,7 @@
 #include <csignal>
 #include <thread>
 
-#include "control/control_client.h"
+#include "ops/control_client.h"
 #include "tcr/tcr_control.h"
 #include "tests/support/expect_wire.h"
 #include "tests/support/scratch_dir.h"

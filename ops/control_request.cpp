@@ -1,4 +1,4 @@
-#include "control/control_request.h"
+#include "ops/control_request.h"
 
 #include <cmath>
 #include <limits>

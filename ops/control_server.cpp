@@ -2,7 +2,7 @@
 //
 //   AcceptAll -> Receive until there is a newline -> Answer -> Send until all is taken -> LetGo
 
-#include "control/control_server.h"
+#include "ops/control_server.h"
 
 #include <pthread.h>
 #include <sys/eventfd.h>

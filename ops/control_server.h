@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/pvu_thread.h"
-#include "control/control_request.h"
-#include "control/control_socket.h"
+#include "ops/control_request.h"
+#include "ops/control_socket.h"
 
 // What a program answers. Both calls are on the server's thread, and everybody who asks waits for
 // them.

@@ -1,9 +1,9 @@
-#include "control/metrics_text.h"
+#include "ops/metrics_text.h"
 
 #include <cmath>
 #include <cstdio>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 namespace {
 

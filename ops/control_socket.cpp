@@ -1,4 +1,4 @@
-#include "control/control_socket.h"
+#include "ops/control_socket.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "control/control_address.h"
+#include "ops/control_address.h"
 
 namespace {
 

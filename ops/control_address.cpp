@@ -1,4 +1,4 @@
-#include "control/control_address.h"
+#include "ops/control_address.h"
 
 #include <sys/socket.h>
 

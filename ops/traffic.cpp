@@ -1,8 +1,8 @@
-#include "control/traffic.h"
+#include "ops/traffic.h"
 
 #include <algorithm>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 namespace {
 

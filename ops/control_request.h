@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 // The longest request, and with it the most that a client may send.
 constexpr size_t kControlMaxRequest = 4096;

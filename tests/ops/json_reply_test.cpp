@@ -1,10 +1,10 @@
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "control/traffic.h"
+#include "ops/traffic.h"
 
 namespace {
 

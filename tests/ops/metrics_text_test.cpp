@@ -1,4 +1,4 @@
-#include "control/metrics_text.h"
+#include "ops/metrics_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "control/json_reply.h"
+#include "ops/json_reply.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "control/control_client.h"
+#include "ops/control_client.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "base/pvu_tick.h"
-#include "control/control_address.h"
+#include "ops/control_address.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "control/control_server.h"
+#include "ops/control_server.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "control/control_client.h"
+#include "ops/control_client.h"
 #include "tests/support/scratch_dir.h"
 
 namespace {
