@@ -35,7 +35,7 @@ std::string AddrText(uint32_t addr) {
 
 bool RouterProcess::Configure(int subnets) const {
     std::ofstream file(Path("tcr.json"));
-    file << "{ \"subnets\": [\n";
+    file << "{ \"control\": \"" << Path("control") << "\", \"subnets\": [\n";
     for (int i = 0; i < subnets; ++i) {
         file << "  { \"name\": \"" << SubnetName(i) << "\", \"password\": \"pw\", \"gateway\": \""
              << AddrText(SubnetAddr(i) + 1) << "\", \"netmask\": \"255.255.255.0\" }"
