@@ -5,6 +5,7 @@
 #include "base/pvu_event.h"
 #include "base/pvu_stdout.h"
 #include "ops/control_server.h"
+#include "tcr/page_server.h"
 #include "tcr/tcr_config.h"
 #include "tcr/tcr_control.h"
 #include "tcr/tcr_option.h"
@@ -57,8 +58,15 @@ int main(int argc, char** argv) {
         server.Tell(("control socket not opened: " + fault).c_str());
         CTEvent(CTEventLevel::kWarning, "control socket not opened").Add("reason", fault).Log();
     }
+    TcrPageServer page;
+    if (config.http_port != 0 &&
+        !page.Start(config.http_bind, config.http_port, server.GetDesk(), fault)) {
+        server.Tell(("page not served: " + fault).c_str());
+        CTEvent(CTEventLevel::kWarning, "page not served").Add("reason", fault).Log();
+    }
     server.Started(option, config);
     bool ended = server.Run(config);
+    page.Stop();
     operators.Stop();
     CTEvent(CTEventLevel::kNotice, "stopped").Log();
     if (ended) return 0;

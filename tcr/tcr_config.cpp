@@ -36,6 +36,7 @@ constexpr char kKeyState[] = "state";
 constexpr char kKeyControl[] = "control";
 constexpr char kKeyBind[] = "bind";
 constexpr char kKeyPort[] = "port";
+constexpr char kKeyHttp[] = "http";
 
 constexpr int kDefaultSilentSeconds = 60;
 constexpr int kMaxSilentSeconds = 86400;
@@ -43,6 +44,7 @@ constexpr size_t kMaxFileSize = 1 << 20;
 constexpr size_t kMaxPathSize = 4096;
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
 constexpr size_t kMaxHexDigits = 8;
+constexpr size_t kMaxPortDigits = 5;
 
 struct TreeDeleter {
     void operator()(cJSON* tree) const { cJSON_Delete(tree); }
@@ -81,6 +83,7 @@ class Reader {
     bool ReadControl(const cJSON* item, std::optional<std::string>& control);
     bool ReadBind(const cJSON* item, std::string& bind);
     bool ReadPort(const cJSON* item, uint16_t& port);
+    bool ReadHttp(const cJSON* item, TcrConfig& config);
     void ReadEdges(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet);
     bool ReadSerial(const cJSON* item, const std::string& where, uint32_t& serial);
     void CheckNetwork(const cJSON* item, const std::string& where, const TcrSubnetConfig& subnet);
@@ -126,13 +129,14 @@ bool Reader::Read(TcrConfig& config) {
     if (!cJSON_IsObject(tree.get())) return Fault("is not a JSON object");
     CheckKeys(tree.get(), "",
               {kKeyLowestVersion, kKeySilentAfter, kKeyState, kKeyControl, kKeyBind, kKeyPort,
-               kKeySubnets});
+               kKeyHttp, kKeySubnets});
     ReadOptional(tree.get(), kKeyLowestVersion, &Reader::ReadVersion, config.lowest_version);
     ReadOptional(tree.get(), kKeySilentAfter, &Reader::ReadSilence, config.silent_seconds);
     ReadOptional(tree.get(), kKeyState, &Reader::ReadState, config.state);
     ReadOptional(tree.get(), kKeyControl, &Reader::ReadControl, config.control);
     ReadOptional(tree.get(), kKeyBind, &Reader::ReadBind, config.bind);
     ReadOptional(tree.get(), kKeyPort, &Reader::ReadPort, config.port);
+    ReadOptional(tree.get(), kKeyHttp, &Reader::ReadHttp, config);
     const cJSON* subnets = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySubnets);
     if (subnets) {
         ReadSubnets(subnets, config.subnets);
@@ -297,6 +301,24 @@ bool Reader::ReadPort(const cJSON* item, uint16_t& port) {
         return Fault(item, kKeyPort, "is not a port from 1 to 65535");
     }
     port = static_cast<uint16_t>(value);
+    return true;
+}
+
+bool Reader::ReadHttp(const cJSON* item, TcrConfig& config) {
+    const char* value = cJSON_GetStringValue(item);
+    std::string text = value ? value : "";
+    size_t colon = text.find(':');
+    std::string address = text.substr(0, colon);
+    std::string digits = colon == std::string::npos ? "" : text.substr(colon + 1);
+    bool is_number = !digits.empty() && digits.size() <= kMaxPortDigits &&
+                     digits.find_first_not_of("0123456789") == std::string::npos;
+    unsigned long port = is_number ? strtoul(digits.c_str(), nullptr, 10) : 0;
+    in_addr addr;
+    if (inet_pton(AF_INET, address.c_str(), &addr) != 1 || port < 1 || port > UINT16_MAX) {
+        return Fault(item, kKeyHttp, "is not an IPv4 address and port like \"127.0.0.1:8080\"");
+    }
+    config.http_bind = address;
+    config.http_port = static_cast<uint16_t>(port);
     return true;
 }
 

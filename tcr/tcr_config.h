@@ -28,6 +28,7 @@ struct TcrSubnetConfig {
 //         "control": "/run/tamvo-tcr/control",
 //         "bind": "203.0.113.5",
 //         "port": 1922,
+//         "http": "127.0.0.1:8080",
 //         "subnets": [
 //             { "name": "qwop", "password": "qwop",
 //               "gateway": "192.168.15.5", "netmask": "255.255.255.0",
@@ -56,5 +57,8 @@ struct TcrConfig {
     std::optional<std::string> control;
     std::string bind;   // address to listen on, in dotted decimal; empty: not named
     uint16_t port = 0;  // to listen on; 0: not named
+    // Where the page of the overlay is served; port 0: nowhere.
+    std::string http_bind;
+    uint16_t http_port = 0;
     std::vector<TcrSubnetConfig> subnets;
 };

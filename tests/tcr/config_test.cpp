@@ -31,6 +31,7 @@ class TcrConfigFile : public testing::Test {
 TEST_F(TcrConfigFile, IsReadWhole) {
     EXPECT_EQ(FaultOf(std::string(R"({"lowest version": "1.2.3", "silent after": 30,
                                       "state": "/x/tcr.db", "bind": "10.9.8.7", "port": 65535,
+                                      "http": "127.0.0.2:8080",
                                       "subnets": [)") +
                       kSubnet + R"(, {"name": "m", "password": "q", "gateway": "10.1.0.1",
                                       "netmask": "255.255.255.252",
@@ -40,6 +41,9 @@ TEST_F(TcrConfigFile, IsReadWhole) {
     EXPECT_EQ(config.state, "/x/tcr.db");
     EXPECT_EQ(TcrOption().Address(config), "10.9.8.7");
     EXPECT_EQ(TcrOption().Port(config), 65535);
+    EXPECT_EQ(config.http_bind, "127.0.0.2");
+    EXPECT_EQ(config.http_port, 8080);
+    EXPECT_EQ(TcrConfig().http_port, 0) << "not served unless asked for";
     TcrOption asked;
     asked.address = "127.0.0.2";
     asked.port = 1;
@@ -104,6 +108,11 @@ TEST_F(TcrConfigFile, EveryFaultNamesItsKeyAndReason) {
     for (const char* port : {"0", "65536", "-1", "1.5", "\"1922\"", "1e300"})
         faults.emplace_back(std::string(R"({"port": )") + port + "}",
                             "\"port\": is not a port from 1 to 65535");
+    for (const char* http : {"8080", "\"\"", "\"127.0.0.1\"", "\"127.0.0.1:\"", "\":8080\"",
+                             "\"127.0.0.1:0\"", "\"127.0.0.1:65536\"", "\"127.0.0.1:80x\"",
+                             "\"localhost:80\"", "\"127.0.0.1:+80\"", "\"[::1]:80\"", "null"})
+        faults.emplace_back(std::string(R"({"http": )") + http + "}",
+                            "\"http\": is not an IPv4 address and port like \"127.0.0.1:8080\"");
     auto edges = [&](const std::string& list) {
         return subnets(R"({"name": "n", "password": "p", "gateway": "10.0.0.1",
                            "netmask": "255.255.255.0", "edges": )" +
