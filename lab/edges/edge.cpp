@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 
 #include "lab/wire/wire_kinds.h"
@@ -81,7 +82,7 @@ void Edge::AskStep(Step step, Clock::time_point now) {
             return Ask(step, wire_sub::kGetRouter, {}, now);
         case kAddRouter:
             return Ask(step, wire_sub::kAddRouter,
-                       EncodeWire(WireRouterAdd{identifier, serial, "simulated"}), now);
+                       EncodeWire(WireRouterAdd{identifier, serial, label}), now);
         case kAddDevice:
             return Ask(step, wire_sub::kAddDevice,
                        EncodeWire(WireDeviceAdd{identifier, {{ip, mac}}}), now);
@@ -216,17 +217,26 @@ void Edge::SendHeartbeat() {
 }
 
 // An IPv4 header and nothing else, as far as the central router is concerned.
-void Edge::SendPacket(uint32_t to, uint32_t dst_ip) {
+void Edge::SendPacket(uint32_t to, uint32_t dst_ip, size_t size) {
     WireMessage packet{kPacket, 0, m_seq++};
     packet.src = identifier;
     packet.dst = to;
-    packet.body = {0x45, 0, 0, 20, 0, 0, 0, 0, 64, 253, 0, 0};
+    packet.body = {0x45, 0, static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size)};
+    packet.body.insert(packet.body.end(), {0, 0, 0, 0, 64, 253, 0, 0});
     for (uint32_t addr : {ip, dst_ip}) {
         for (int shift = 24; shift >= 0; shift -= 8)
             packet.body.push_back(static_cast<uint8_t>(addr >> shift));
     }
+    packet.body.resize(std::max(size, kHeaderSize));
     ++packets_sent;
     Send(packet);
+}
+
+void Edge::LogOut() {
+    WireMessage logout{kCommand, wire_sub::kLogout, m_seq++};
+    logout.src = identifier;
+    logout.dst = kWireCentral;
+    Send(logout);
 }
 
 void Edge::Send(const WireMessage& message) {

@@ -35,12 +35,18 @@ class Edge {
     void Elapse(Clock::time_point now);
 
     void SendHeartbeat();
-    void SendPacket(uint32_t to, uint32_t dst_ip);
+    // A packet of that many bytes; an IPv4 header at least.
+    void SendPacket(uint32_t to, uint32_t dst_ip, size_t size = kHeaderSize);
+    // Goes, without waiting for the answer.
+    void LogOut();
 
     bool IsJoined() const { return m_step == kJoined; }
     bool IsJoining() const { return m_step != kIdle && m_step != kJoined; }
 
+    static constexpr size_t kHeaderSize = 20;
+
     const int subnet;
+    std::string label = "simulated";  // to join with
     uint32_t identifier = kWireCentral;
     uint32_t ip = 0;
     Clock::time_point join_began;

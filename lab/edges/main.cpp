@@ -5,6 +5,12 @@
 //
 // PROGRAM is tamvo-tcr, FOLDER an empty one for its configuration, state and output. Prints
 // figures; exit status 1 with the reasons if something did not hold, 2 when it could not begin.
+//
+//     tamvo-edges EDGES 127.0.0.1:PORT [LABEL...]
+//
+// joins a central router that runs there, which serves the subnets (those that the first form
+// configures), and sends until SIGINT or SIGTERM; of each subnet one edge falls silent and one logs
+// out. The first edges have those labels. Prints "joined" once all have.
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -14,7 +20,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <span>
+#include <string>
 
+#include "lab/edges/crowd.h"
 #include "lab/edges/router_process.h"
 #include "lab/edges/run.h"
 
@@ -22,6 +31,7 @@ namespace {
 
 constexpr int kExitUse = 2;
 constexpr int kMaxEdges = 16 * 256;
+constexpr char kLoopback[] = "127.0.0.1:";
 
 // A port of 127.0.0.1 that nobody has; 0 when there is none.
 uint16_t FreePort() {
@@ -36,26 +46,46 @@ uint16_t FreePort() {
     return bound ? ntohs(addr.sin_port) : 0;
 }
 
+sockaddr_in Loopback(uint16_t port) {
+    sockaddr_in central = {};
+    central.sin_family = AF_INET;
+    central.sin_port = htons(port);
+    central.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return central;
+}
+
+int RunCrowd(int edges, const char* port, std::span<char*> labels) {
+    Crowd crowd(edges, Loopback(static_cast<uint16_t>(atoi(port))));
+    if (!crowd.Prepare(labels)) {
+        fprintf(stderr, "tamvo-edges: no sockets for %d edges: %s\n", edges, strerror(errno));
+        return kExitUse;
+    }
+    return crowd.Stay() ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    int edges = argc == 4 ? atoi(argv[1]) : 0;
+    std::span<char*> arguments(argv, static_cast<size_t>(argc));
+    std::string where = argc >= 3 ? argv[2] : "";
+    bool is_crowd = where.starts_with(kLoopback);
+    int edges = argc == 4 || is_crowd ? atoi(argv[1]) : 0;
     if (edges < 2 || edges > kMaxEdges) {
-        fprintf(stderr, "usage: tamvo-edges EDGES PROGRAM FOLDER, 2 to %d edges\n", kMaxEdges);
+        fprintf(stderr,
+                "usage: tamvo-edges EDGES PROGRAM FOLDER, or\n"
+                "       tamvo-edges EDGES 127.0.0.1:PORT [LABEL...]; 2 to %d edges\n",
+                kMaxEdges);
         return kExitUse;
     }
+    if (is_crowd) return RunCrowd(edges, where.c_str() + strlen(kLoopback), arguments.subspan(3));
     uint16_t port = FreePort();
     if (port == 0) {
         fprintf(stderr, "tamvo-edges: no free port: %s\n", strerror(errno));
         return kExitUse;
     }
-    sockaddr_in central = {};
-    central.sin_family = AF_INET;
-    central.sin_port = htons(port);
-    central.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     RouterProcess router(argv[2], argv[3], port);
-    Run run(edges, router, central);
+    Run run(edges, router, Loopback(port));
     if (!run.Prepare()) {
         fprintf(stderr, "tamvo-edges: no sockets for %d edges: %s\n", edges, strerror(errno));
         return kExitUse;
