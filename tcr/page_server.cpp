@@ -67,7 +67,7 @@ MHD_Response* ResponseOf(const TcrPageReply& reply) {
     auto kept = std::make_unique<TcrPageReply::Body>(reply.body);
     MHD_Response* response = MHD_create_response_from_buffer_with_free_callback_cls(
         reply.body->size(), const_cast<char*>(reply.body->data()), FreeBody, kept.get());
-    if (response) kept.release();
+    if (response) static_cast<void>(kept.release());  // FreeBody has it now
     return response;
 }
 
