@@ -32,8 +32,6 @@ class CTTrafficWindow {
     void Sample(int64_t now, const CTTraffic& count);
     // With the counts at that time. Counts that fell, as of something that began anew, are none.
     CTTrafficRate Rate(int64_t now, const CTTraffic& count) const;
-    // What is counted from now on is something else.
-    void Clear() { m_count = 0; }
 
   private:
     static constexpr size_t kSamples = 5;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <mutex>
 
 #include "ops/control_server.h"
 #include "tests/support/scratch_dir.h"
@@ -127,31 +128,39 @@ TEST_F(TamvoCtl, AsksForTheRemovalOfAnyWritingOfANumber) {
 }
 
 TEST_F(TamvoCtl, ShowsNothingThatATerminalObeys) {
+    std::mutex mutex;
     std::string answer;
-    Serve([&](const CTControlRequest&) { return answer; });
-    answer =
-        "{\"program\":\"tamvo\",\"label\":\"\\u001b[2J\xC2\x9B"
-        "1m\xE2\x80\xAE\xF0\x9F\x98\x80\xFF\"}";
+    Serve([&](const CTControlRequest&) {
+        std::lock_guard guard(mutex);
+        return answer;
+    });
+    auto say = [&](std::string text) {
+        std::lock_guard guard(mutex);
+        answer = std::move(text);
+    };
+    say("{\"program\":\"tamvo\",\"label\":\"\\u001b[2J\xC2\x9B"
+        "1m\xE2\x80\xAE\xF0\x9F\x98\x80\xFF\"}");
     EXPECT_TRUE(Run("status").first.starts_with(
         "\\x1b[2J\\xc2\\x9b1m\\xe2\\x80\\xae\xF0\x9F\x98\x80\\xff: tamvo -"))
         << Run("status").first;
     EXPECT_EQ(Run("status -j").first,
               R"({"program":"tamvo","label":"\u001b[2J\u009b1m\u202e\ud83d\ude00\ufffd"})"
               "\n");
-    answer = R"({"error":"\u001b[31mno"})";
+    say(R"({"error":"\u001b[31mno"})");
     EXPECT_EQ(Run("status"), Outcome("tamvoctl: \\x1b[31mno\n", 1));
     for (const char* bad : {"\x1b[2J", "{\"a\":\"\x1b\"}", "[]", "", "{", "7 8", "{\"a\":1}\t"}) {
-        answer = bad;
+        say(bad);
         EXPECT_EQ(Run("status -j"), Outcome("tamvoctl: control: the reply is no JSON object\n", 1))
             << bad;
     }
-    answer = R"({"error":7})";
+    say(R"({"error":7})");
     EXPECT_EQ(Run("status"), Outcome("tamvoctl: refused\n", 1));
     // Metrics are for a file, whatever the locale; an edge leaves no control character in them.
-    answer = "{\"metrics\":\"a{l=\\\"\xC3\xA9\\\"} 1\\n\"}";
+    say("{\"metrics\":\"a{l=\\\"\xC3\xA9\\\"} 1\\n\"}");
     EXPECT_EQ(Run("metrics"), Outcome("a{l=\"\xC3\xA9\"} 1\n", 0));
-    answer = R"({"metrics":7})";
+    say(R"({"metrics":7})");
     EXPECT_EQ(Run("metrics"), Outcome("", 0));
+    server.Stop();
 }
 
 TEST_F(TamvoCtl, WatchesFrameByFrame) {
