@@ -127,8 +127,10 @@ class Card {
         setAttribute(text, 'text-anchor', side === 0 ? 'middle' : side > 0 ? 'start' : 'end');
         setAttribute(text, 'x', side * 12);
         setAttribute(text, 'y', side === 0 ? (Math.sin(angle) < 0 ? -14 : 22) : 4);
-        const late = edge.state === 'silent' ? ' ' + age(edge.since_seconds) : '';
-        setText(text, shortened(nameOf(edge), longestLabel - late.length) + late);
+        setText(text.firstChild, shortened(nameOf(edge), longestLabel));
+        // Below the name.
+        setAttribute(text.lastChild, 'x', side * 12);
+        setText(text.lastChild, edge.state === 'silent' ? age(edge.since_seconds) : '');
     }
 
     make(identifier) {
@@ -136,6 +138,7 @@ class Card {
         const title = drawn('title');
         const shape = drawn('path');
         const text = drawn('text');
+        text.append(drawn('tspan'), drawn('tspan', { dy: 12 }));
         spot.append(title, drawn('circle', { class: 'spot', r: 15 }),
             drawn('circle', { class: 'ring', r: 13 }), shape, text);
         spot.dataset.identifier = identifier;
