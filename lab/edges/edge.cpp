@@ -221,8 +221,8 @@ void Edge::SendPacket(uint32_t to, uint32_t dst_ip, size_t size) {
     WireMessage packet{kPacket, 0, m_seq++};
     packet.src = identifier;
     packet.dst = to;
-    packet.body = {0x45, 0, static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size)};
-    packet.body.insert(packet.body.end(), {0, 0, 0, 0, 64, 253, 0, 0});
+    uint8_t high = static_cast<uint8_t>(size >> 8);
+    packet.body = {0x45, 0, high, static_cast<uint8_t>(size), 0, 0, 0, 0, 64, 253, 0, 0};
     for (uint32_t addr : {ip, dst_ip}) {
         for (int shift = 24; shift >= 0; shift -= 8)
             packet.body.push_back(static_cast<uint8_t>(addr >> shift));

@@ -103,6 +103,7 @@ TEST_F(Service, ThatIsToldToEndWhileItWaitsEndsAtOnceAndWritesNothing) {
 
 TEST_F(Service, TellsOfAStartThatFailsAndOfASessionThatIsLostAndComesBack) {
     MovedClock clock;
+    edge.AddSstpKeys("\"rejoin after\": 0");
     router.Drop(kLogin, 3);
     EXPECT_FALSE(edge.Start());
     std::string port = std::to_string(router.Port());
