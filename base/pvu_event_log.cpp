@@ -28,8 +28,8 @@ void CTEventLog::Add(CTEventLevel level, std::string line) {
 }
 
 bool CTEventLog::End(int ms) {
-    if (m_ending.exchange(true)) return m_ended;
-    m_posted.Post();
+    if (m_ended) return true;
+    if (!m_ending.exchange(true)) m_posted.Post();
     if (m_done.Wait(ms) != 0) return false;
     m_thread.Stop();
     m_ended = true;

@@ -41,8 +41,7 @@ class CTEventLog {
     // Never waits, but for another Add.
     void Add(CTEventLevel level, std::string line);
     // Has written what waits, for at most that long. False when the writer is stuck all the same:
-    // then its thread lives on, and so must this object. A second call gives the first one's
-    // result at once.
+    // then its thread lives on, and so must this object. A further call waits again.
     bool End(int ms);
 
     // Lines left out since the start. Any thread.
@@ -63,7 +62,7 @@ class CTEventLog {
     CTSemaphore m_posted;  // once for each line, and for the end
     CTSemaphore m_done;
     std::atomic<bool> m_ending{false};
-    bool m_ended = false;  // what End gave
+    bool m_ended = false;
     std::atomic<uint64_t> m_left_out{0};
 
     CTMutex m_mutex;
