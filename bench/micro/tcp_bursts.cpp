@@ -74,8 +74,8 @@ void JoinTcpBurst(benchmark::State& state) {
     for (auto _ : state) {
         // Its headers are those of the whole burst by now.
         memcpy(burst.packets.data(), first.data(), kHeaders);
-        for (int i = 0; i < kPackets; ++i) {
-            if (!joiner.Add(&burst.packets[static_cast<size_t>(i * kRoom)], kRoom))
+        for (size_t i = 0; i < kPackets; ++i) {
+            if (!joiner.Add(&burst.packets[i * kRoom], kRoom))
                 return state.SkipWithError("not joined");
         }
         int pieces = 0;
