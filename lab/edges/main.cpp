@@ -30,21 +30,37 @@
 namespace {
 
 constexpr int kExitUse = 2;
-constexpr int kMaxEdges = 16 * 256;
+constexpr int kMaxEdges = 16 * 1024;  // as many as a central router serves
 constexpr char kLoopback[] = "127.0.0.1:";
 
-// A port of 127.0.0.1 that nobody has; 0 when there is none.
-uint16_t FreePort() {
-    int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof addr;
-    bool bound = bind(probe, reinterpret_cast<sockaddr*>(&addr), length) == 0 &&
-                 getsockname(probe, reinterpret_cast<sockaddr*>(&addr), &length) == 0;
-    close(probe);
-    return bound ? ntohs(addr.sin_port) : 0;
-}
+// A port of 127.0.0.1 that nobody has, nor gets until it is released: the sockets of thousands of
+// edges take many.
+class FreePort {
+  public:
+    FreePort() : m_probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in addr = {};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof addr;
+        bool bound = bind(m_probe, reinterpret_cast<sockaddr*>(&addr), length) == 0 &&
+                     getsockname(m_probe, reinterpret_cast<sockaddr*>(&addr), &length) == 0;
+        if (bound) m_number = ntohs(addr.sin_port);
+    }
+    ~FreePort() { Release(); }
+    FreePort(const FreePort&) = delete;
+    FreePort& operator=(const FreePort&) = delete;
+
+    // 0 when there was none; errno tells why.
+    uint16_t Number() const { return m_number; }
+    void Release() {
+        if (m_probe >= 0) close(m_probe);
+        m_probe = -1;
+    }
+
+  private:
+    int m_probe;
+    uint16_t m_number = 0;
+};
 
 sockaddr_in Loopback(uint16_t port) {
     sockaddr_in central = {};
@@ -79,16 +95,17 @@ int main(int argc, char** argv) {
         return kExitUse;
     }
     if (is_crowd) return RunCrowd(edges, where.c_str() + strlen(kLoopback), arguments.subspan(3));
-    uint16_t port = FreePort();
-    if (port == 0) {
+    FreePort port;
+    if (port.Number() == 0) {
         fprintf(stderr, "tamvo-edges: no free port: %s\n", strerror(errno));
         return kExitUse;
     }
-    RouterProcess router(argv[2], argv[3], port);
-    Run run(edges, router, Loopback(port));
+    RouterProcess router(argv[2], argv[3], port.Number());
+    Run run(edges, router, Loopback(port.Number()));
     if (!run.Prepare()) {
         fprintf(stderr, "tamvo-edges: no sockets for %d edges: %s\n", edges, strerror(errno));
         return kExitUse;
     }
+    port.Release();
     return run.Steps() ? 0 : 1;
 }

@@ -17,8 +17,12 @@ constexpr auto kJoinLimit = seconds(30);
 constexpr auto kAnnounceLimit = seconds(20);
 constexpr auto kLookAgain = milliseconds(50);  // at what every edge knows, which takes a while
 constexpr auto kTraffic = seconds(5);
-constexpr auto kHeartbeatInterval = seconds(1);
-constexpr auto kPacketInterval = milliseconds(100);
+constexpr milliseconds kHeartbeatInterval = seconds(1);
+constexpr milliseconds kPacketInterval = milliseconds(100);
+// More edges than these send no more in all: it would measure what these edges' process can send.
+// They send nothing of their own at once either.
+constexpr int kEdgesAtFullRate = 2048;
+constexpr size_t kMostAtOnce = kEdgesAtFullRate;
 constexpr size_t kBurst = 64;
 constexpr auto kLastPacketLimit = seconds(1);
 constexpr auto kRestartLimit = seconds(10);
@@ -29,6 +33,11 @@ constexpr uint64_t kLeastDelivered = 99;
 
 double Milliseconds(Clock::duration time) {
     return std::chrono::duration<double, std::milli>(time).count();
+}
+
+// Between what one of so many edges sends.
+milliseconds Interval(milliseconds at_full_rate, int edges) {
+    return at_full_rate * std::max(edges, kEdgesAtFullRate) / kEdgesAtFullRate;
 }
 
 }  // namespace
@@ -101,7 +110,9 @@ void Run::Traffic() {
     m_sent_before = m_fleet.Sum(&Edge::packets_sent);
     m_received_before = m_fleet.Sum(&Edge::packets_received);
     Clock::time_point begin = Clock::now();
-    m_fleet.Serve(kTraffic, [&] {
+    // Each sends a heartbeat at least.
+    auto lasts = std::max<milliseconds>(kTraffic, 2 * Interval(kHeartbeatInterval, m_count));
+    m_fleet.Serve(lasts, [&] {
         SendWhatIsDue(Clock::now() - begin);
         return false;
     });
@@ -128,7 +139,8 @@ void Run::PrintUse(double cpu_seconds, uint64_t packets) {
 }
 
 void Run::SendWhatIsDue(Clock::duration since) {
-    for (size_t due = Due(since, kPacketInterval, m_packets_due); due > 0; --due) {
+    for (size_t due = Due(since, Interval(kPacketInterval, m_count), m_packets_due); due > 0;
+         --due) {
         Edge& edge = *m_fleet.All()[m_next_packet++ % m_fleet.All().size()];
         std::vector<Edge*> peers = m_fleet.PeersOf(edge);
         if (peers.empty()) continue;
@@ -139,7 +151,8 @@ void Run::SendWhatIsDue(Clock::duration since) {
 }
 
 void Run::SendHeartbeatsDue(Clock::duration since) {
-    for (size_t due = Due(since, kHeartbeatInterval, m_heartbeats_due); due > 0; --due)
+    for (size_t due = Due(since, Interval(kHeartbeatInterval, m_count), m_heartbeats_due); due > 0;
+         --due)
         m_fleet.All()[m_next_heartbeat++ % m_fleet.All().size()]->SendHeartbeat();
 }
 
@@ -191,8 +204,11 @@ void Run::KillAndRestart() {
 void Run::AskTheSilent(Clock::time_point& asked_at) {
     if (Clock::now() - asked_at < kAskAgain) return;
     asked_at = Clock::now();
+    size_t asked = 0;
     for (auto& edge : m_fleet.All()) {
-        if (edge->heartbeats_answered == 0) edge->SendHeartbeat();
+        if (edge->heartbeats_answered > 0) continue;
+        edge->SendHeartbeat();
+        if (++asked == kMostAtOnce) break;
     }
 }
 
@@ -200,9 +216,11 @@ void Run::AskTheSilent(Clock::time_point& asked_at) {
 void Run::Packets() {
     m_sent_before = m_fleet.Sum(&Edge::packets_sent);
     m_received_before = m_fleet.Sum(&Edge::packets_received);
+    size_t sent = 0;
     for (auto& edge : m_fleet.All()) {
         std::vector<Edge*> peers = m_fleet.PeersOf(*edge);
         if (!peers.empty()) edge->SendPacket(peers.front()->identifier, peers.front()->ip);
+        if (++sent % kMostAtOnce == 0) WaitForPackets();
     }
     WaitForPackets();
     ExpectDelivered("after the restart");
