@@ -19,7 +19,7 @@ constexpr const char* kEdgeKeys[] = {cfg_key::kSubnet, cfg_key::kLocalRouter, cf
                                      cfg_key::kCentralRouter, cfg_key::kSstp};
 // Those that no section of an edge's file is likely to be mistaken for.
 constexpr const char* kCentralRouterKeys[] = {"subnets", "lowest version", "silent after", "state",
-                                              "control", "bind",           "port"};
+                                              "control", "bind",           "port",         "http"};
 
 CTJsonTree Parse(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
