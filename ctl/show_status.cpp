@@ -83,23 +83,35 @@ void Line(CtlTable& table, const char* name, const std::string& value,
     table.Cell(value, style);
 }
 
+std::string Ago(const cJSON* object, const char* key) {
+    std::string duration = ctl_figure(object, key, ctl_duration);
+    return duration == "-" ? duration : duration + " ago";
+}
+
+std::string Address(const cJSON* reply) {
+    std::string address = ctl_text(reply, "address");
+    if (address == "-") return address;
+    return address + Prefix(reply) + ", gateway " + ctl_text(reply, "gateway");
+}
+
 std::string EdgeHead(const cJSON* reply, bool colour) {
     const cJSON* central = ctl_member(reply, "central_router");
     std::string state = ctl_text(central, "state");
     CtlTable table(colour);
     table.Column("");
     table.Column("");
-    Line(table, "address",
-         ctl_text(reply, "address") + Prefix(reply) + ", gateway " + ctl_text(reply, "gateway") +
-             ", subnet " + ctl_text(reply, "subnet"));
+    Line(table, "address", Address(reply) + ", subnet " + ctl_text(reply, "subnet"));
     Line(table, "identifier", Identifier(reply) + ", serial " + ctl_count(reply, "serial"));
     Line(table, "interface", ctl_text(reply, "interface") + ", MTU " + ctl_count(reply, "mtu"));
     Line(table, "central router",
          ctl_text(central, "endpoint") + ", " + state + ", round trip " +
              ctl_figure(central, "round_trip_ms", ctl_millis) + ", last answer " +
-             ctl_figure(central, "answered_seconds", ctl_duration) + " ago",
+             Ago(central, "answered_seconds"),
          state == "silent" ? CtlStyle::kBad : CtlStyle::kPlain);
-    Line(table, "joined", ctl_figure(reply, "joined_seconds", ctl_duration) + " ago");
+    std::string fault = ctl_text(reply, "join_fault");
+    bool failed = fault != "-";
+    Line(table, "joined", Ago(reply, "joined_seconds") + (failed ? ", last attempt: " + fault : ""),
+         failed ? CtlStyle::kBad : CtlStyle::kPlain);
     return Title(ctl_text(reply, "label") + ": " + Program(reply), colour) + table.Text();
 }
 

@@ -21,17 +21,20 @@ std::string IpText(uint32_t ip) {
 
 void AddEdge(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
     const CTEdgeIdentity& identity = snapshot.identity;
+    bool joined = edge_has_joined(snapshot);
     text.Family("tamvo_edge_info", "gauge", "What the edge is; always 1.");
     text.Count(1, {{"version", "0.1.5"},
                    {"subnet", identity.subnet},
                    {"label", identity.label},
                    {"serial", std::to_string(identity.serial)},
-                   {"identifier", std::to_string(identity.identifier)},
-                   {"address", IpText(identity.ip)}});
-    text.Family("tamvo_edge_uptime_seconds", "gauge", "Since the edge joined first.");
+                   {"identifier", joined ? std::to_string(identity.identifier) : ""},
+                   {"address", joined ? IpText(identity.ip) : ""}});
+    text.Family("tamvo_edge_joined", "gauge", "0 until the edge has joined.");
+    text.Count(joined ? 1 : 0);
+    text.Family("tamvo_edge_uptime_seconds", "gauge", "Since the edge was started.");
     text.Value(Seconds(snapshot.uptime_ms));
     text.Family("tamvo_edge_session_seconds", "gauge", "Since the edge joined last.");
-    text.Value(Seconds(snapshot.joined_ms));
+    if (joined) text.Value(Seconds(snapshot.joined_ms));
 }
 
 void AddCentralRouter(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
@@ -43,7 +46,7 @@ void AddCentralRouter(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
     text.Count(snapshot.heartbeats_unanswered);
     text.Family("tamvo_edge_central_router_answered_seconds", "gauge",
                 "Since the central router last answered.");
-    text.Value(Seconds(snapshot.answered_ms));
+    if (snapshot.answered_ms >= 0) text.Value(Seconds(snapshot.answered_ms));
     text.Family("tamvo_edge_central_router_round_trip_seconds", "gauge",
                 "Of the last heartbeat that was answered.");
     if (snapshot.round_trip_us >= 0) {
@@ -52,27 +55,31 @@ void AddCentralRouter(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
 }
 
 // One family after the other, each with a sample for every peer: the format wants it so.
+// Identifiers keep samples apart, whatever else the central router says of the peers.
 template <typename Add>
 void ForEachPeer(CTMetricsText& text, const CTEdgeSnapshot& snapshot, const char* name,
                  const char* type, const char* help, Add add) {
     text.Family(name, type, help);
-    for (const CTEdgePeerSnapshot& peer : snapshot.peers)
-        add(peer, std::to_string(peer.serial), peer.label);
+    for (const CTEdgePeerSnapshot& peer : snapshot.peers) {
+        std::string identifier = std::to_string(peer.identifier);
+        std::string serial = std::to_string(peer.serial);
+        add(peer, {{"identifier", identifier}, {"serial", serial}, {"label", peer.label}});
+    }
 }
 
+using Labels = std::initializer_list<CTMetricsText::Label>;
+
 void AddPeers(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
+    using Peer = CTEdgePeerSnapshot;
     ForEachPeer(text, snapshot, "tamvo_edge_peer_up", "gauge",
-                "1 while the direct road to the peer works.",
-                [&](const auto& peer, const std::string& serial, const char* label) {
-                    text.Count(peer.state == CTP2PConnect::kOn ? 1 : 0,
-                               {{"serial", serial}, {"label", label}});
+                "1 while the direct road to the peer works.", [&](const Peer& peer, Labels labels) {
+                    text.Count(peer.state == CTP2PConnect::kOn ? 1 : 0, labels);
                 });
     ForEachPeer(text, snapshot, "tamvo_edge_peer_round_trip_seconds", "gauge",
                 "Of the last heartbeat that the peer answered.",
-                [&](const auto& peer, const std::string& serial, const char* label) {
+                [&](const Peer& peer, Labels labels) {
                     if (peer.round_trip_us < 0) return;
-                    text.Value(static_cast<double>(peer.round_trip_us) / kMicrosPerSecond,
-                               {{"serial", serial}, {"label", label}});
+                    text.Value(static_cast<double>(peer.round_trip_us) / kMicrosPerSecond, labels);
                 });
     struct Column {
         const char* name;
@@ -89,11 +96,10 @@ void AddPeers(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
         {"tamvo_edge_peer_received_bytes_total", "Their bytes.",
          [](const CTPeerTraffic::Counts& counts) { return counts.received.bytes; }}};
     for (const Column& column : kColumns) {
-        ForEachPeer(
-            text, snapshot, column.name, "counter", column.help,
-            [&](const auto& peer, const std::string& serial, const char* label) {
-                text.Count(column.value(peer.traffic), {{"serial", serial}, {"label", label}});
-            });
+        ForEachPeer(text, snapshot, column.name, "counter", column.help,
+                    [&](const Peer& peer, Labels labels) {
+                        text.Count(column.value(peer.traffic), labels);
+                    });
     }
 }
 

@@ -13,6 +13,10 @@ const char* edge_peer_state_name(int state) {
     }
 }
 
+bool edge_has_joined(const CTEdgeSnapshot& snapshot) {
+    return snapshot.joined_ms >= 0;
+}
+
 bool edge_is_central_silent(const CTEdgeSnapshot& snapshot) {
-    return snapshot.heartbeats_unanswered > 1;
+    return !edge_has_joined(snapshot) || snapshot.heartbeats_unanswered > 1;
 }

@@ -12,8 +12,8 @@
 // The state of an edge at one moment, for operators: plain values, which the thread that asked
 // turns into text. Addresses are in host byte order.
 
-// What an edge is in its overlay. The main thread alone changes it, when it joins; a copy of it is
-// kept for the others.
+// What an edge is in its overlay. The main thread alone changes it, with each attempt to join; a
+// copy of it is kept for the others.
 struct CTEdgeIdentity {
     std::string subnet;  // texts: any bytes but zero
     std::string label;
@@ -26,8 +26,9 @@ struct CTEdgeIdentity {
     uint32_t gateway = 0;
     uint32_t central_ip = 0;
     uint16_t central_port = 0;
-    int64_t started = 0;  // ticks: the program
-    int64_t joined = 0;   // and the session
+    int64_t started = 0;     // ticks: the program
+    int64_t joined = 0;      // and the session; 0: none yet, so that addresses mean nothing
+    std::string join_fault;  // why the last attempt to join failed; empty: it did not
 };
 
 struct CTEdgePeerSnapshot {
@@ -61,10 +62,10 @@ struct CTEdgeSnapshot {
     int64_t unix_ms = 0;
     CTEdgeIdentity identity;
     int64_t uptime_ms = 0;
-    int64_t joined_ms = 0;  // that the session lasts
+    int64_t joined_ms = -1;  // that the session lasts; -1: it never joined
 
     unsigned heartbeats_unanswered = 0;  // the one under way included
-    int64_t answered_ms = 0;             // since the central router last answered anything
+    int64_t answered_ms = -1;            // since the central router last answered; -1: likewise
     int64_t round_trip_us = -1;
     CTPeerTraffic::Counts other;  // the central router's own, and what names no peer
     CTTrafficRate other_sent_rate, other_received_rate;
@@ -77,5 +78,7 @@ struct CTEdgeSnapshot {
 
 // "on", "pending" or "off": whether the direct road to the peer works.
 const char* edge_peer_state_name(int state);
-// Whether more than the heartbeat under way is unanswered.
+// Whether it has joined, since it was started.
+bool edge_has_joined(const CTEdgeSnapshot& snapshot);
+// Whether more than the heartbeat under way is unanswered, or nothing ever was answered.
 bool edge_is_central_silent(const CTEdgeSnapshot& snapshot);

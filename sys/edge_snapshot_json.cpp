@@ -20,6 +20,12 @@ std::string EndpointText(uint32_t ip, uint16_t port) {
     return text.c_str();
 }
 
+// Null where it is negative.
+void AddKnownSeconds(cJSON* object, const char* key, int64_t ms) {
+    if (ms < 0) return control_add_null(object, key);
+    control_add_seconds(object, key, ms);
+}
+
 void AddRoundTrip(cJSON* object, int64_t us) {
     if (us < 0) return control_add_null(object, "round_trip_ms");
     control_add_decimal(object, "round_trip_ms", static_cast<double>(us) / kMicrosPerMilli, 3);
@@ -35,16 +41,23 @@ void AddHead(cJSON* root, const CTEdgeSnapshot& snapshot) {
 
 void AddIdentity(cJSON* root, const CTEdgeSnapshot& snapshot) {
     const CTEdgeIdentity& identity = snapshot.identity;
+    bool joined = edge_has_joined(snapshot);
+    control_add_text(root, "state", joined ? "joined" : "joining");
+    control_add_known_text(root, "join_fault", identity.join_fault);
     control_add_text(root, "subnet", identity.subnet);
     control_add_text(root, "label", identity.label);
     control_add_number(root, "serial", identity.serial);
-    control_add_number(root, "identifier", identity.identifier);
-    control_add_text(root, "address", IpText(identity.ip));
-    control_add_text(root, "netmask", IpText(identity.mask));
-    control_add_text(root, "gateway", IpText(identity.gateway));
+    if (joined) {
+        control_add_number(root, "identifier", identity.identifier);
+    } else {
+        control_add_null(root, "identifier");
+    }
+    control_add_known_text(root, "address", joined ? IpText(identity.ip) : "");
+    control_add_known_text(root, "netmask", joined ? IpText(identity.mask) : "");
+    control_add_known_text(root, "gateway", joined ? IpText(identity.gateway) : "");
     control_add_text(root, "interface", identity.interface);
     control_add_number(root, "mtu", identity.mtu);
-    control_add_seconds(root, "joined_seconds", snapshot.joined_ms);
+    AddKnownSeconds(root, "joined_seconds", snapshot.joined_ms);
 }
 
 void AddCentralRouter(cJSON* root, const CTEdgeSnapshot& snapshot) {
@@ -53,7 +66,7 @@ void AddCentralRouter(cJSON* root, const CTEdgeSnapshot& snapshot) {
     control_add_text(central, "endpoint", EndpointText(identity.central_ip, identity.central_port));
     control_add_text(central, "state", edge_is_central_silent(snapshot) ? "silent" : "answers");
     control_add_number(central, "heartbeats_unanswered", snapshot.heartbeats_unanswered);
-    control_add_seconds(central, "answered_seconds", snapshot.answered_ms);
+    AddKnownSeconds(central, "answered_seconds", snapshot.answered_ms);
     AddRoundTrip(central, snapshot.round_trip_us);
     control_add_traffic(central, "sent", snapshot.other.sent, snapshot.other_sent_rate);
     control_add_traffic(central, "received", snapshot.other.received, snapshot.other_received_rate);
@@ -72,11 +85,7 @@ void AddPeer(cJSON* peers, const CTEdgePeerSnapshot& peer) {
         peer.remote_port == 0 ? "" : EndpointText(peer.remote_ip, peer.remote_port));
     control_add_text(object, "state", edge_peer_state_name(peer.state));
     AddRoundTrip(object, peer.round_trip_us);
-    if (peer.answered_ms < 0) {
-        control_add_null(object, "answered_seconds");
-    } else {
-        control_add_seconds(object, "answered_seconds", peer.answered_ms);
-    }
+    AddKnownSeconds(object, "answered_seconds", peer.answered_ms);
     control_add_traffic(object, "sent", peer.traffic.sent, peer.sent_rate);
     control_add_traffic(object, "received", peer.traffic.received, peer.received_rate);
 }

@@ -54,12 +54,13 @@ int CTsdwSys::MainLoop() {
     if (!Start()) {
         // One that waits for the central router fails by itself, or is told to end.
         bool told = m_waits_for_router && m_quit == 1;
+        StopControl();
         flog_printf(told ? "tamvo exit\n" : "tamvo core start failed\n");
         flog_close();
         if (told) TellEnd();
         return told ? 0 : 1;
     }
-    StartControl();
+    if (!m_waits_for_router) StartControl();
     for (unsigned look = 0; m_quit != 1; ++look) {
         if (m_status_asked.exchange(false)) PrintStatus();
         if (look % kLooksBetweenTrims == 0) m_pool.Trim();

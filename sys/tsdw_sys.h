@@ -72,8 +72,9 @@ class CTsdwSys {
     // join that fails changes nothing but the identifier, if a new one was given.
     void KeepJoined();
 
-    // tsdw_sys_snapshot.cpp: from StartControl, after a start, to StopControl, before the stop,
-    // operators are answered on the control socket; where it cannot be had, one line says why.
+    // tsdw_sys_snapshot.cpp: from StartControl, after a start, or in one that waits for the central
+    // router, to StopControl, before the stop, operators are answered on the control socket; where
+    // it cannot be had, one line says why.
     void StartControl();
     void StopControl() { m_control_server.Stop(); }
 
@@ -142,7 +143,7 @@ class CTsdwSys {
     Lease GetLease() const;
     void PutLeaseBack(const Lease& lease);
 
-    // What others may know: after a start and each attempt to join again, which it did or not.
+    // What others may know: in a start, and after each attempt to join, which it did or not.
     void NoteIdentity(bool joined) PVU_EXCLUDES(m_identity_mutex);
     void AssignPeers() PVU_EXCLUDES(m_model_lock);
     void CopyPeers(int64_t now, CTEdgeSnapshot& snapshot) PVU_EXCLUDES(m_model_lock);

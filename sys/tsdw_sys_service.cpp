@@ -122,6 +122,7 @@ bool CTsdwSys::SstpConnectAtLast() {
     while (m_quit == 0) {
         if (TryToConnect()) return true;
         if (m_quit != 0) break;
+        NoteIdentity(false);
         int delay = DelayAfterFailure();
         uint64_t next = pvu_get_current_tick() + static_cast<uint64_t>(delay);
         printf("joining failed: %s, next attempt in %d s\n", m_rejoin_fault.c_str(),

@@ -70,8 +70,9 @@ void CTsdwSys::NoteIdentity(bool joined) {
     m_identity.ip = m_config.GetLocalIPAddr();
     m_identity.mask = m_config.GetLocalNetMask();
     m_identity.gateway = m_config.GetSubnetGateway();
-    m_identity.central_ip = m_central_router.GetIPv4();
-    m_identity.central_port = m_central_router.GetPort();
+    m_identity.central_ip = m_config.GetCentralRouterIPAddr();
+    m_identity.central_port = m_config.GetCentralRouterPort();
+    m_identity.join_fault = joined ? "" : m_rejoin_fault.c_str();
     if (m_identity.started == 0) m_identity.started = now;
     if (joined) m_identity.joined = now;
 }
@@ -94,10 +95,13 @@ void CTsdwSys::TakeSnapshot(CTEdgeSnapshot& snapshot) {
     }
     snapshot.unix_ms = UnixMillis();
     snapshot.uptime_ms = now - snapshot.identity.started;
-    snapshot.joined_ms = now - snapshot.identity.joined;
+    bool joined = snapshot.identity.joined != 0;
+    snapshot.joined_ms = joined ? now - snapshot.identity.joined : -1;
     snapshot.heartbeats_unanswered = m_port.GetHeartBeatMisses();
     // The last reply of the join was an answer, too.
-    snapshot.answered_ms = now - std::max(m_port.GetAnswered(), snapshot.identity.joined);
+    if (joined) {
+        snapshot.answered_ms = now - std::max(m_port.GetAnswered(), snapshot.identity.joined);
+    }
     snapshot.round_trip_us = m_port.GetRoundTrip();
     CopyPeers(now, snapshot);
     for (CTEdgePeerSnapshot& peer : snapshot.peers)

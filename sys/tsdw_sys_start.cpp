@@ -88,6 +88,9 @@ bool CTsdwSys::Init() {
     }
     if (!InitTap()) return false;
     TellStarted();
+    NoteIdentity(false);
+    // Until it has joined it is asked most, and why it has not.
+    if (m_waits_for_router) StartControl();
     if (m_waits_for_router && !SstpConnectAtLast()) {
         DeInitTap();
         return false;

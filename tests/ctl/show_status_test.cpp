@@ -51,6 +51,31 @@ Dropped
     EXPECT_NE(coloured.find("\\x1b[31mred"), std::string::npos) << "the label's is no colour";
 }
 
+TEST(ShowStatus, OfAnEdgeThatHasNotJoinedOrCannotJoinAgain) {
+    EXPECT_EQ(Shown(R"({"program":"tamvo","version":"0.1.5","uptime_seconds":12,"state":"joining",
+        "join_fault":"login refused, error 1002","subnet":"qwop","label":"edge-a","serial":1001,
+        "identifier":null,"address":null,"netmask":null,"gateway":null,"interface":"Tamvo",
+        "mtu":1500,"joined_seconds":null,"central_router":{"endpoint":"10.77.0.254:1922",
+        "state":"silent","answered_seconds":null,"round_trip_ms":null},"peers":[],"drops":{}})",
+                    ctl_show_status),
+              R"(edge-a: tamvo 0.1.5, up 12 s
+  address         -, subnet qwop
+  identifier      -, serial 1001
+  interface       Tamvo, MTU 1500
+  central router  10.77.0.254:1922, silent, round trip -, last answer -
+  joined          -, last attempt: login refused, error 1002
+
+  Peer  Address  Endpoint  State  Round trip  Sent  bytes  rate  Received  bytes  rate
+
+Dropped
+  nothing
+)");
+    EXPECT_NE(Shown(R"({"program":"tamvo","joined_seconds":60,"join_fault":"echo timed out"})",
+                    ctl_show_status)
+                  .find("\n  joined          1m 00s ago, last attempt: echo timed out\n"),
+              std::string::npos);
+}
+
 TEST(ShowStatus, OfACentralRouter) {
     EXPECT_EQ(Shown(R"({"program":"tamvo-tcr","version":"0.1.5","uptime_seconds":59,
         "state_file":"written","counters":{"received":5120,"relayed":4000,"answered":1100,"pings":4},

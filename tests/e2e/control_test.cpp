@@ -11,6 +11,7 @@
 #include "ops/control_client.h"
 #include "ops/json_reply.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/moved_clock.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"
 
@@ -152,6 +153,31 @@ TEST_F(EdgeControl, TellsWhatTheEdgeIsAndWhatItsPeersCarry) {
               R"({"error":"an edge has no such command"})");
     EXPECT_NE(Ask(R"({"command":"metrics"})").find("tamvo_edge_peer_up{interface"),
               std::string::npos);
+    Stop();
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(std::filesystem::exists(socket));
+}
+
+TEST_F(EdgeControl, TellsWhyItHasNotJoinedYetAndThenThatItHas) {
+    MovedClock clock;
+    edge.sys.WaitForCentralRouter();
+    router.Drop(wire_sub::kEcho, 3);
+    Start();
+    CTJsonTree tree =
+        StatusWhen([](const cJSON* root) { return Text(root, "join_fault") == "echo timed out"; });
+    EXPECT_EQ(Text(tree.get(), "state"), "joining");
+    EXPECT_EQ(Text(tree.get(), "address"), "null");
+    EXPECT_EQ(Text(tree.get(), "interface"), "Tamvo");
+    EXPECT_EQ(Text(Member(tree.get(), "central_router"), "state"), "silent");
+    EXPECT_EQ(Text(Member(tree.get(), "central_router"), "endpoint"),
+              "127.0.0.1:" + std::to_string(router.Port()));
+    EXPECT_NE(Ask(R"({"command":"metrics"})").find(R"(tamvo_edge_joined{interface=\"Tamvo\"} 0)"),
+              std::string::npos);
+    clock.Advance(6000);
+    tree = StatusWhen([](const cJSON* root) { return Text(root, "state") == "joined"; });
+    EXPECT_EQ(Text(tree.get(), "join_fault"), "null");
+    EXPECT_EQ(Text(tree.get(), "address"), "192.168.15.57");
+    EXPECT_EQ(cJSON_GetArraySize(Member(tree.get(), "peers")), 1);
     Stop();
     EXPECT_EQ(status, 0);
     EXPECT_FALSE(std::filesystem::exists(socket));

@@ -21,6 +21,13 @@ using namespace wire_sub;
 
 class Service : public testing::Test {
   protected:
+    Service() {
+        // The control socket of one that waits is there before it has joined.
+        std::string config = ReadWholeFile(edge.ConfigPath());
+        config.insert(config.find("\"mac\""),
+                      "\"control\": \"" + edge.dir.File("control") + "\", ");
+        WriteWholeFile(edge.ConfigPath(), config);
+    }
     ~Service() override {
         edge.sys.ForceQuit();
         if (start.joinable()) start.join();

@@ -61,7 +61,7 @@ diff "$LAB_DIR/printed" "$LAB_DIR/told" || fail "the drops have other names"
 # watch, metrics, subnet list, check.
 ctl b watch -n 2 >"$LAB_DIR/watch.out" || fail "watch failed"
 [ "$(grep -c '^edge-b: tamvo' "$LAB_DIR/watch.out")" -eq 2 ] || fail "watch did not show two frames"
-shows a '^tamvo_edge_peer_received_packets_total\{interface="Tamvo",serial="1002",label="edge-b"\} 2[0-9]$' metrics
+shows a '^tamvo_edge_peer_received_packets_total\{interface="Tamvo",identifier="[01]",serial="1002",label="edge-b"\} 2[0-9]$' metrics
 shows a '^tamvo_edge_dropped_total\{interface="Tamvo",reason="unknown destination"\} 1$' metrics
 shows tcr '^ +0 +qwop +192\.168\.15\.5 +255\.255\.255\.0 +2 +0 +0 +0 +16  all$' subnet list
 "$LAB_BUILD/tamvoctl" check "$LAB_DIR/tcr.json" | grep -qF 'in order (central router)' || fail "a good file has faults"

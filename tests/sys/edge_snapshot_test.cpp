@@ -27,7 +27,8 @@ CTEdgeSnapshot Sample() {
                          Ip(10, 77, 0, 254),
                          1922,
                          1000,
-                         2000};
+                         2000,
+                         ""};
     snapshot.uptime_ms = 60'000;
     snapshot.joined_ms = 59'000;
     snapshot.heartbeats_unanswered = 1;
@@ -64,7 +65,7 @@ TEST(EdgeSnapshot, IsTheDocumentedJson) {
     EXPECT_EQ(
         edge_snapshot_json(Sample()),
         R"({"schema":1,"program":"tamvo","version":"0.1.5","time":1760000000.250,)"
-        R"("uptime_seconds":60.000,"subnet":"qwop","label":"edge-a","serial":1001,)"
+        R"("uptime_seconds":60.000,"state":"joined","join_fault":null,"subnet":"qwop","label":"edge-a","serial":1001,)"
         R"("identifier":0,"address":"192.168.15.11","netmask":"255.255.255.0",)"
         R"("gateway":"192.168.15.5","interface":"Tamvo","mtu":1500,"joined_seconds":59.000,)"
         R"("central_router":{"endpoint":"10.77.0.254:1922","state":"answers",)"
@@ -86,6 +87,33 @@ TEST(EdgeSnapshot, IsTheDocumentedJson) {
     CTEdgeSnapshot silent = Sample();
     silent.heartbeats_unanswered = 2;
     EXPECT_NE(edge_snapshot_json(silent).find(R"("state":"silent")"), std::string::npos);
+}
+
+TEST(EdgeSnapshot, OfOneThatHasNotJoinedTellsWhyAndNoAddress) {
+    CTEdgeSnapshot waits = Sample();
+    waits.joined_ms = -1;
+    waits.answered_ms = -1;
+    waits.round_trip_us = -1;
+    waits.peers.clear();
+    waits.identity.join_fault = "login refused, error 1002";
+    std::string json = edge_snapshot_json(waits);
+    for (const char* part :
+         {R"("state":"joining","join_fault":"login refused, error 1002","subnet":"qwop")",
+          R"("identifier":null,"address":null,"netmask":null,"gateway":null,"interface":"Tamvo")",
+          R"("joined_seconds":null,"central_router":{"endpoint":"10.77.0.254:1922",)"
+          R"("state":"silent","heartbeats_unanswered":1,"answered_seconds":null,)"
+          R"("round_trip_ms":null,)"}) {
+        EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
+    }
+    std::string metrics = edge_metrics(waits);
+    for (const char* sample : {R"(serial="1001",identifier="",address=""} 1)",
+                               "tamvo_edge_joined{interface=\"Tamvo\"} 0",
+                               "tamvo_edge_central_router_up{interface=\"Tamvo\"} 0"}) {
+        EXPECT_NE(metrics.find(std::string(sample) + "\n"), std::string::npos) << metrics;
+    }
+    for (const char* none :
+         {"tamvo_edge_session_seconds{", "answered_seconds{", "round_trip_seconds{"})
+        EXPECT_EQ(metrics.find(none), std::string::npos) << none;
 }
 
 TEST(EdgeMetrics, HaveEachFamilyOnceWithItsSamplesBehindIt) {
@@ -115,17 +143,17 @@ TEST(EdgeMetrics, HaveEachFamilyOnceWithItsSamplesBehindIt) {
           R"(serial="1001",identifier="0",address="192.168.15.11"} 1)",
           R"(tamvo_edge_central_router_up{interface="Tamvo"} 1)",
           R"(tamvo_edge_central_router_round_trip_seconds{interface="Tamvo"} 0.000412)",
-          R"(tamvo_edge_peer_up{interface="Tamvo",serial="4294967291",)"
+          R"(tamvo_edge_peer_up{interface="Tamvo",identifier="1",serial="4294967291",)"
           R"(label="<script>\\x1b[31m\"\\x5c"} 1)",
-          R"(tamvo_edge_peer_up{interface="Tamvo",serial="0",label=""} 0)",
-          R"(tamvo_edge_peer_received_bytes_total{interface="Tamvo",serial="4294967291",)"
-          R"(label="<script>\\x1b[31m\"\\x5c"} 300)",
+          R"(tamvo_edge_peer_up{interface="Tamvo",identifier="2",serial="0",label=""} 0)",
+          R"(tamvo_edge_peer_received_bytes_total{interface="Tamvo",identifier="1",)"
+          R"(serial="4294967291",label="<script>\\x1b[31m\"\\x5c"} 300)",
           R"(tamvo_edge_dropped_total{interface="Tamvo",reason="not IPv4"} 9)",
           R"(tamvo_edge_queue_length{interface="Tamvo",queue="interface"} 1)"}) {
         EXPECT_NE(metrics.find(std::string(sample) + "\n"), std::string::npos) << sample << "\n"
                                                                                << metrics;
     }
-    EXPECT_EQ(metrics.find("round_trip_seconds{interface=\"Tamvo\",serial=\"0\""),
+    EXPECT_EQ(metrics.find("round_trip_seconds{interface=\"Tamvo\",identifier=\"2\""),
               std::string::npos)
         << "nothing was measured";
 }
