@@ -76,7 +76,7 @@ void CTControlServer::Loop() {
         size_t next = 2;
         for (auto client = m_clients.begin(); client != m_clients.end(); ++next) {
             bool ready = events[next].revents != 0;
-            bool stays = (!ready || Serve(*client)) && Now() < client->deadline;
+            bool stays = (!ready || Serve(*client)) && Now() < client->since + kClientMs;
             client = stays ? std::next(client) : LetGo(client);
         }
         if (events[1].revents != 0) AcceptAll();
@@ -94,12 +94,13 @@ void CTControlServer::WaitForEvents(std::vector<pollfd>& events) {
     events.clear();
     events.push_back({m_stop_event, POLLIN, 0});
     // A negative descriptor is none.
-    events.push_back({m_accepts ? m_socket.Handle() : -1, POLLIN, 0});
     int64_t until = m_next_second;
+    bool accepts = m_accepts && HasRoom(until);
+    events.push_back({accepts ? m_socket.Handle() : -1, POLLIN, 0});
     for (const Client& client : m_clients) {
         short wanted = client.reply.empty() ? POLLIN : POLLOUT;
         events.push_back({client.fd, wanted, 0});
-        until = std::min(until, client.deadline);
+        until = std::min(until, client.since + kClientMs);
     }
     int64_t wait = std::clamp<int64_t>(until - Now(), 0, kSecondMs);
     if (poll(events.data(), events.size(), static_cast<int>(wait)) >= 0) return;
@@ -107,8 +108,17 @@ void CTControlServer::WaitForEvents(std::vector<pollfd>& events) {
         event.revents = 0;
 }
 
+bool CTControlServer::HasRoom(int64_t& look_again) const {
+    if (m_clients.size() < kMaxClients) return true;
+    int64_t free = m_clients.front().since + kGraceMs;
+    if (Now() >= free) return true;
+    look_again = std::min(look_again, free);
+    return false;
+}
+
 void CTControlServer::AcceptAll() {
-    for (size_t i = 0; i < kMaxClients; ++i) {
+    int64_t look_again = INT64_MAX;
+    for (size_t i = 0; i < kMaxClients && HasRoom(look_again); ++i) {
         int fd = m_socket.Accept();
         if (fd < 0) {
             // Without descriptors the client stays in the backlog, and poll would not wait.
@@ -116,7 +126,7 @@ void CTControlServer::AcceptAll() {
             return;
         }
         if (m_clients.size() >= kMaxClients) LetGo(m_clients.begin());
-        m_clients.push_back({fd, Now() + kClientMs});
+        m_clients.push_back({fd, Now()});
     }
 }
 

@@ -25,13 +25,16 @@ class CTControlHandler {
 // Answers operators on a UNIX socket: a client connects, sends one line (control_request.h), gets
 // one line and the end of the connection. One thread, which serves all clients without waiting for
 // any: one that sends too much, or has not sent its line and taken its reply within five seconds,
-// is let go, and so is the oldest when there are too many.
+// is let go. So is the oldest when there are too many, but for one that was only just taken in: the
+// next one waits until it had the time for its request, so that a flood of clients that say nothing
+// keeps nobody from being answered.
 //
 // Owned by the program; its main thread starts and stops it.
 class CTControlServer {
   public:
     static constexpr size_t kMaxClients = 8;
     static constexpr int64_t kClientMs = 5000;
+    static constexpr int64_t kGraceMs = 50;
 
     CTControlServer() = default;
     ~CTControlServer() { Stop(); }
@@ -47,7 +50,7 @@ class CTControlServer {
   private:
     struct Client {
         int fd;
-        int64_t deadline;  // tick
+        int64_t since;  // tick
         std::string received = {};
         std::string reply = {};  // empty until the request is whole
         size_t sent = 0;         // of the reply
@@ -57,6 +60,8 @@ class CTControlServer {
     static void* ThreadEntry(void* self);
     void Loop();
     void WaitForEvents(std::vector<pollfd>& events);
+    // Whether one more client is to be taken in now; if not, when to look again.
+    bool HasRoom(int64_t& look_again) const;
     void AcceptAll();
     // What can be done for the client now; false when it is to be let go.
     bool Serve(Client& client);

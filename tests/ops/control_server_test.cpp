@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <deque>
 #include <filesystem>
 #include <thread>
 
@@ -137,6 +138,42 @@ TEST_F(ControlServer, NoClientHoldsAnotherUp) {
         EXPECT_TRUE(Ends(fd));
         close(fd);
     }
+    EXPECT_EQ(Ask(R"({"command":"status"})"), "status:7");
+}
+
+// Whoever connects again and again, and says nothing or nonsense, keeps nobody from an answer.
+TEST_F(ControlServer, AFloodOfClientsKeepsNobodyFromAnAnswer) {
+    Start(path);
+    constexpr size_t kHeld = 50;
+    std::atomic<bool> ends{false};
+    std::atomic<int> connections{0};
+    auto flood = [&](unsigned number) {
+        std::deque<int> held;
+        for (unsigned i = number; !ends; ++i) {
+            int fd = Connect();
+            ++connections;
+            constexpr std::string_view kTexts[] = {"", "{\"command\":", "\xff\n",
+                                                   "{\"command\":\"large\"}\n"};
+            std::string_view text = kTexts[i % std::size(kTexts)];
+            send(fd, text.data(), text.size(), MSG_NOSIGNAL);
+            held.push_back(fd);
+            if (held.size() <= kHeld) continue;
+            close(held.front());
+            held.pop_front();
+        }
+        for (int fd : held)
+            close(fd);
+    };
+    std::vector<std::thread> floods;
+    for (unsigned i = 0; i < 4; ++i)
+        floods.emplace_back(flood, i);
+    while (connections < 200)
+        std::this_thread::yield();
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(Ask(R"({"command":"status"})"), "status:7");
+    ends = true;
+    for (std::thread& thread : floods)
+        thread.join();
     EXPECT_EQ(Ask(R"({"command":"status"})"), "status:7");
 }
 
