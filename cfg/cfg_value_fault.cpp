@@ -2,8 +2,10 @@
 
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -59,6 +61,17 @@ const char* LayerFault(const cJSON* value) {
     return IsOneOf(value, {"L0", "L1", "L2", "L3", "L4"}) ? nullptr : "is none of L0 to L4";
 }
 
+// The reader takes parts of up to three digits, and of each the low eight bits.
+const char* AddressFault(const cJSON* value) {
+    const char* text = cJSON_GetStringValue(value);
+    unsigned parts[4] = {};
+    if (!text || sscanf(text, "%3u.%3u.%3u.%3u", &parts[0], &parts[1], &parts[2], &parts[3]) != 4) {
+        return "is not an IPv4 address";
+    }
+    bool fits = std::ranges::all_of(parts, [](unsigned part) { return part <= UINT8_MAX; });
+    return fits ? nullptr : "is not an IPv4 address, a part of it is above 255";
+}
+
 const char* PortFault(const cJSON* value) {
     return IsWhole(value, 1, UINT16_MAX) ? nullptr : "is not a port from 1 to 65535";
 }
@@ -97,6 +110,9 @@ constexpr Rule kRules[] = {{cfg_key::kNetName, NameFault},
                            {cfg_key::kSerialNumber, SerialFault},
                            {cfg_key::kType, TypeFault},
                            {cfg_key::kLayer, LayerFault},
+                           {cfg_key::kIp, AddressFault},
+                           {cfg_key::kGateway, AddressFault},
+                           {cfg_key::kNetMask, AddressFault},
                            {cfg_key::kPort, PortFault},
                            {cfg_key::kRecvTimeout, RecvTimeoutFault},
                            {cfg_key::kHeartBeatInterval, HeartBeatFault},

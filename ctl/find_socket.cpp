@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <vector>
 
 #include "ops/control_socket.h"
@@ -13,9 +14,11 @@ namespace {
 constexpr const char* kPlaces[] = {"control", "/run/tamvo/control", "/run/tamvo-tcr/control",
                                    "/var/lib/tamvo/control"};
 
+// One in a folder that is not for us counts: that it is refused is what its user has to know.
 bool IsSocket(const std::string& path) {
     struct stat found;
-    return stat(path.c_str(), &found) == 0 && S_ISSOCK(found.st_mode);
+    if (stat(path.c_str(), &found) != 0) return errno == EACCES;
+    return S_ISSOCK(found.st_mode);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The edge's configuration file, read and written back, and the same bytes as the central router's
-// file; and what a check before a start finds in both.
+// file; and what a check before a start finds in both, and shows.
 //
 // Input: the file.
 
@@ -12,7 +12,9 @@
 
 #include "cfg/cfg_check.h"
 #include "cfg/sys_cfg.h"
+#include "ctl/check_file.h"
 #include "fuzz/fuzz_input.h"
+#include "ops/json_reply.h"
 #include "tcr/tcr_config.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -37,6 +39,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const CTConfigFault& found : faults) {
         if (found.line < 0 || found.line > lines || found.text.empty()) abort();
     }
+    CtlFileCheck check = ctl_check_file(path);
+    for (char c : ctl_show_check(path, check, false)) {
+        if (c != '\n' && (static_cast<unsigned char>(c) < ' ' || c == '\x7F')) abort();
+    }
+    CTJsonTree shown(cJSON_Parse(ctl_check_json(path, check).c_str()));
+    if (!shown) abort();
     close(fd);
     return 0;
 }

@@ -115,7 +115,7 @@ TEST_F(CfgCheck, BeforeAStartEveryFaultIsFoundWithItsLine) {
   "lan": { "ip": "1.2.3", "interface": "x", "mtu": 1501, "color": "red",
     "control": ")" + std::string(108, 'c') +
                                  R"(" },
-  "central router": { "port": 65536 },
+  "central router": { "ip": "10.77.0.256", "port": 65536 },
   "sstp": { "recv timeout": 0,
             "heartbeat interval": 1.5, "rejoin after": -1,
             "mtuj": 7, "mtu": 9 },
@@ -134,6 +134,7 @@ TEST_F(CfgCheck, BeforeAStartEveryFaultIsFoundWithItsLine) {
 8 key "mtu" in section "lan" of the wrong kind, expected a whole number from 576 to 1500
 8 unknown key "color" in section "lan"
 9 key "control" in section "lan" is too long for the name of a socket
+10 key "ip" in section "central router" is not an IPv4 address, a part of it is above 255
 10 key "port" in section "central router" is not a port from 1 to 65535
 11 key "recv timeout" in section "sstp" is not a whole number of milliseconds, 1 at least
 12 key "heartbeat interval" in section "sstp" is not a whole number of seconds, 2 at least
