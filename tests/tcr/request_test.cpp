@@ -226,6 +226,10 @@ TEST_F(Requests, TheTableShowsSubnetsEdgesAndDevices) {
                                      "logins refused 0 logins not looked at 0 send refused 0 "
                                      "replies without state 0"));
     EXPECT_EQ(tcr_printable("a\x1b[31m\tb"), "a.[31m.b");
+    EXPECT_EQ(tcr_printable("\xC2\x9B"
+                            "2J\xC2\xA9\xC3\x9B\xC2"),
+              "..2J\xC2\xA9\xC3\x9B\xC2")
+        << "a control character of two bytes";
 }
 
 }  // namespace
