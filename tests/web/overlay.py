@@ -25,6 +25,41 @@ NAMES = "[...document.querySelectorAll('#rows button')].map((b) => b.textContent
 ROWS = "document.querySelectorAll('#rows tr').length"
 
 
+# Texts whose contrast to what is behind them is below that of WCAG 2.1, level AA.
+PALE = """(() => {
+    const parse = (text) => (text.match(/[0-9.]+/g) ?? [0, 0, 0, 0]).map(Number);
+    const part = (v) => v / 255 <= 0.04045 ? v / 255 / 12.92 : ((v / 255 + 0.055) / 1.055) ** 2.4;
+    const light = ([r, g, b]) => 0.2126 * part(r) + 0.7152 * part(g) + 0.0722 * part(b);
+    const behind = (node) => {
+        for (; node; node = node.parentElement) {
+            const colour = parse(getComputedStyle(node).backgroundColor);
+            if (colour.length === 3 || colour[3] > 0) return colour;
+        }
+        return [255, 255, 255];
+    };
+    const pale = [];
+    for (const node of document.body.querySelectorAll('*')) {
+        const own = [...node.childNodes].some((n) => n.nodeType === 3 && n.data.trim());
+        const box = node.getBoundingClientRect();
+        if (!own || box.width <= 1 || box.height <= 1 || node.closest('.unseen, noscript, title')) continue;
+        const style = getComputedStyle(node);
+        const ink = parse(node.namespaceURI.endsWith('svg') ? style.fill : style.color);
+        const [high, low] = [light(ink), light(behind(node))].sort((a, b) => b - a);
+        const size = parseFloat(style.fontSize);
+        const needed = size >= 24 || (size >= 18.6 && style.fontWeight >= 700) ? 3 : 4.5;
+        const ratio = (high + 0.05) / (low + 0.05);
+        if (ratio < needed) pale.push(`${node.textContent.trim().slice(0, 30)}: ${ratio.toFixed(1)}`);
+    }
+    return pale;
+})()"""
+# What is chosen with a finger and is smaller than WCAG 2.2 has it.
+SMALL = """[...document.querySelectorAll('button, select, input, [role=button] .spot')]
+    .filter((node) => node.checkVisibility())
+    .map((node) => [node.textContent || node.id || 'a spot', node.getBoundingClientRect()])
+    .filter(([, box]) => box.width > 0 && (box.width < 24 || box.height < 24))
+    .map(([name, box]) => `${name}: ${box.width.toFixed()} x ${box.height.toFixed()}`)"""
+
+
 def expect(condition, what):
     if not condition:
         raise AssertionError(what)
@@ -71,6 +106,16 @@ def tells_who_is_silent(browser, subnets):
     expect(all(" for " in line and line.endswith(" s") for line in lines), str(lines))
     expect("▲" in browser.value("document.querySelector('#rows .silent .state').textContent"),
            "silence is told by colour alone")
+
+
+def links_show_traffic(browser, edges):
+    browser.wait("document.querySelectorAll('#map .link.busy').length > 0")
+    expect(browser.value("document.querySelectorAll('#map .link').length") == edges, "links are missing")
+    widths = browser.value("[...document.querySelectorAll('#map .link.busy')]"
+                           ".map((l) => Number(l.getAttribute('stroke-width')))")
+    expect(min(widths) >= 2, f"a link with traffic is as thin as one without: {min(widths)}")
+    expect(browser.value("getComputedStyle(document.querySelector('#map .link.silent'))"
+                         ".strokeDasharray") != "none", "a silent edge's link is drawn as any other")
 
 
 def sorts_and_filters(browser, edges):
@@ -140,7 +185,21 @@ def looks(browser, folder):
         browser.wait(f"innerWidth === {width} && [...document.querySelectorAll('#graphs svg[role=img]')]"
                      ".every((s) => s.viewBox.baseVal.width === s.clientWidth)")
         fits(browser, width)
+        pale = browser.value(PALE)
+        expect(not pale, f"{name}: hard to read: {pale}")
+        if width < 500:
+            small = browser.value(SMALL)
+            expect(not small, f"{name}: too small for a finger: {small}")
         browser.screenshot(os.path.join(folder, f"page-{name}.png"))
+
+
+# As somebody sees it who tells no colours apart; for whoever looks at the picture.
+def looks_without_colour(browser, folder):
+    browser.size(1280, 1560)
+    browser.scheme("light")
+    browser.call("Emulation.setEmulatedVisionDeficiency", type="achromatopsia")
+    browser.screenshot(os.path.join(folder, "page-without-colour.png"))
+    browser.call("Emulation.setEmulatedVisionDeficiency", type="none")
 
 
 def notices_that_nothing_comes(browser, pid):
@@ -164,10 +223,12 @@ def main():
         shows_every_edge(browser, edges)
         leads_past_the_map(browser)
         tells_who_is_silent(browser, edges // 16)
+        links_show_traffic(browser, edges)
         sorts_and_filters(browser, edges)
         works_by_keyboard(browser)
         draws_the_history(browser)
         looks(browser, folder)
+        looks_without_colour(browser, folder)
         expect(not browser.faults, f"the browser complains: {browser.faults}")
         elsewhere = [address for address in browser.requests
                      if not address.startswith((url, "about:"))]
