@@ -6,16 +6,9 @@
 
 # shellcheck source=tests/netns/support.sh
 . "$(dirname "$0")/support.sh"
-
-# The control groups are mounted for one command only, which takes the place of the shell.
-with_groups() { # COMMAND, which finds them in the current folder
-    # shellcheck disable=SC2016
-    exec unshare --mount sh -ec 'mount -t cgroup2 none /mnt && cd /mnt && eval "$1"' - "$1"
-}
-(with_groups true 2>/dev/null) || {
-    echo "SKIPPED: no control groups of version 2"
-    exit 77
-}
+# shellcheck source=tests/netns/machine.sh
+. "$root/tests/netns/machine.sh"
+need_machines
 running=
 at_end() {
     [ -z "$running" ] || { kill -KILL "$running" && wait "$running"; } 2>/dev/null || true

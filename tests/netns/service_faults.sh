@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# The units when something goes wrong: systemd starts again what was killed or stands still, and the
+# journal tells what was lost, what came back and which file has a fault, and no secret.
+
+# shellcheck source=tests/netns/services.sh
+. "$(dirname "$0")/services.sh"
+
+router systemctl start tamvo-tcr.service
+edge systemctl start tamvo.service
+wait_for "the edge does not join" is_joined tamvo.service
+
+# 1. What is killed, stands still or loses something comes back, and says so.
+edge systemctl kill -s KILL tamvo.service
+restarts() { [ "$(property NRestarts tamvo.service)" -ge "$1" ]; }
+wait_for "a killed edge is not started again" restarts 1
+wait_for "it does not join again" is_joined tamvo.service
+edge sh -c 'printf "[Service]\nWatchdogSec=2\nWatchdogSignal=SIGKILL\n" >/run/systemd/system/tamvo.service.d/watchdog.conf'
+edge systemctl daemon-reload
+edge systemctl restart tamvo.service
+wait_for "it does not join after a restart" is_joined tamvo.service
+edge kill -STOP "$(property MainPID tamvo.service)"
+wait_for "an edge that stands still is not started again" restarts 1
+edge journalctl --no-pager -u tamvo.service | grep 'Watchdog timeout' >/dev/null || fail "not for the watchdog"
+wait_for "it does not join after that" is_joined tamvo.service
+edge ip link delete Tamvo
+edge_tells '^interface lost interface=Tamvo$'
+edge_tells '^interface back interface=Tamvo address=192\.168\.15\.[0-9]+$'
+router systemctl stop tamvo-tcr.service
+router_tells '^stopped$'
+edge_tells '^central router lost router=10\.77\.0\.254:1922$'
+router systemctl start tamvo-tcr.service
+edge_tells '^central router back router=10\.77\.0\.254:1922$'
+gateway Tamvo
+router systemctl reload tamvo-tcr.service
+router_tells '^configuration read again file=/etc/tamvo/tamvo-tcr\.json subnets=1$'
+
+# 2. Faults, and passwords of the wrong kind, in a place of their own or in none.
+edge sed -i "s/\"interface\":[^,]*/\"interface\": \"$canary-too-long\"/" /etc/tamvo/edges/office.json
+edge systemctl start tamvo@office.service 2>/dev/null || true
+edge_tells '^configuration fault file=/etc/tamvo/edges/office\.json reason="key \\"interface\\" in section \\"lan\\" of the wrong kind'
+edge_tells '^start failed reason="config file refused'
+edge systemctl stop tamvo@office.service
+edge systemctl stop tamvo.service
+edge sed -i "s/$canary/x$canary/; s/\"recv timeout\":/\"user password\": \"$canary\", &/" /etc/tamvo/tamvo.json
+edge systemctl start tamvo.service
+router_tells '^login refused from=10\.77\.0\.2:[0-9]+ error=1002$'
+edge_tells '^joining failed reason="login refused, error 1002"'
+edge_tells '^configuration fault file=/etc/tamvo/tamvo\.json reason="unknown key \\"user password\\" in section'
+edge systemctl stop tamvo.service || fail "an edge that waits does not end in order"
+[ "$(property Result tamvo.service)" = success ] || fail "the end of a waiting edge"
+router sed -i "s/\"password\":.*/\"password\": [\"$canary\"],/" /etc/tamvo/tamvo-tcr.json
+router systemctl reload tamvo-tcr.service
+router_tells '^configuration fault reason=.*password.*is not a text'
+
+nothing_secret_is_told
+for machine in router edge; do
+    grep -qa '^PRIORITY=3' "$LAB_DIR/$machine.journal" || fail "no level of an error on machine $machine"
+done
