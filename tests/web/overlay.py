@@ -228,11 +228,11 @@ def main():
         works_by_keyboard(browser)
         draws_the_history(browser)
         looks(browser, folder)
-        looks_without_colour(browser, folder)
         expect(not browser.faults, f"the browser complains: {browser.faults}")
         elsewhere = [address for address in browser.requests
                      if not address.startswith((url, "about:"))]
         expect(not elsewhere, f"asks elsewhere: {elsewhere}")
+        looks_without_colour(browser, folder)  # with a filter, which the browser asks for itself
         notices_that_nothing_comes(browser, int(pid))
     finally:
         browser.close()
