@@ -167,6 +167,47 @@ def draws_the_history(browser):
     browser.value("document.activeElement.blur()")
 
 
+# What the browser has of an hour that nobody waits for: with a gap, and a longest round trip that
+# stands out.
+HOUR = """(() => {
+    const list = (value) => Array.from({ length: 360 }, (_, i) => i >= 100 && i < 120 ? null : value(i));
+    const hour = {
+        schema: 1, program: 'tamvo-tcr', time: Date.now() / 1000, step_seconds: 10,
+        from_edges_bytes_per_second: list((i) => 1e6 * (2 + Math.sin(i / 20))),
+        to_edges_bytes_per_second: list((i) => 8e5 * (2 + Math.sin(i / 20 + 1))),
+        round_trip_ms: list((i) => 0.4 + 0.1 * Math.sin(i / 9)),
+        longest_round_trip_ms: list((i) => i === 200 ? 9 : 0.9),
+    };
+    window.realFetch = window.fetch;
+    window.fetch = (path, options) => path.startsWith('history.json')
+        ? Promise.resolve(new Response(JSON.stringify(hour))) : realFetch(path, options);
+    choose('s0');
+})()"""
+CHOOSE = """window.choose = (value) => {
+    document.getElementById('scope').value = value;
+    document.getElementById('scope').dispatchEvent(new Event('change'));
+}"""
+
+
+def draws_a_whole_hour(browser, folder):
+    browser.value(CHOOSE)
+    browser.value(HOUR)
+    first = "document.querySelector('#graphs svg[role=img] path.first').getAttribute('d')"
+    browser.wait(f"{first}.split('L').length > 330")
+    expect(browser.value(f"{first}.split('M').length") == 3, "what is not known is no gap")
+    texts = browser.value("[...document.querySelectorAll('#graphs svg[role=img] text')]"
+                          ".map((t) => t.textContent)")
+    expect("−60 min" in texts and "32.0 Mbit/s" in texts and "10.0 ms" in texts, f"the axes say {texts}")
+    outside = browser.value("""[...document.querySelectorAll('#graphs path.series[d]')].filter((path) => {
+        const frame = path.ownerSVGElement.viewBox.baseVal, box = path.getBBox();
+        return box.x < 0 || box.y < 0 || box.x + box.width > frame.width || box.y + box.height > frame.height;
+    }).length""")
+    expect(outside == 0, "a line leaves its graph")
+    browser.value("document.getElementById('graphs').scrollIntoView({ block: 'center' })")
+    browser.screenshot(os.path.join(folder, "page-hour.png"))
+    browser.value("window.fetch = window.realFetch; choose('')")
+
+
 def fits(browser, width):
     wide = browser.value("document.documentElement.scrollWidth")
     expect(wide <= width, f"at {width} pixels the page is {wide} wide")
@@ -227,6 +268,7 @@ def main():
         sorts_and_filters(browser, edges)
         works_by_keyboard(browser)
         draws_the_history(browser)
+        draws_a_whole_hour(browser, folder)
         looks(browser, folder)
         expect(not browser.faults, f"the browser complains: {browser.faults}")
         elsewhere = [address for address in browser.requests
