@@ -46,6 +46,8 @@ void TcrTrafficHistory::Add(const TcrSnapshot& snapshot) {
     if (m_taken == 0) seconds = 0;
     m_uptime_ms = snapshot.uptime_ms;
     m_unix_ms = snapshot.unix_ms;
+    m_knew_all = m_taken > 0 && !m_left_out;
+    m_left_out = false;
     ++m_taken;
     Sum all;
     for (const TcrSnapshotSubnet& subnet : snapshot.subnets) {
@@ -62,9 +64,13 @@ void TcrTrafficHistory::Add(const TcrSnapshot& snapshot) {
 void TcrTrafficHistory::AddEdge(const TcrSnapshotEdge& edge, double seconds, Sum& subnet,
                                 Sum& all) {
     EdgeSeries* series = FindEdge(edge);
-    if (!series) return;
+    if (!series) {
+        m_left_out = true;
+        return;
+    }
     Sample sample;
-    if (series->last_sample != 0) {
+    // One that came since the last sample was counted from nothing.
+    if (series->last_sample != 0 || m_knew_all) {
         sample.from_edges = Rate(series->from_bytes, edge.from_edge.bytes, seconds);
         sample.to_edges = Rate(series->to_bytes, edge.to_edge.bytes, seconds);
     }

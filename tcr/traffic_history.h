@@ -69,7 +69,9 @@ class TcrTrafficHistory {
     Series m_all;
     std::map<int, SubnetSeries> m_subnets;
     std::map<uint32_t, EdgeSeries> m_edges;
-    uint64_t m_taken = 0;  // samples
+    uint64_t m_taken = 0;     // samples
+    bool m_left_out = false;  // edges, of the last one
+    bool m_knew_all = false;  // those that were there at the one before
     int64_t m_unix_ms = 0;
     int64_t m_uptime_ms = 0;
 };

@@ -59,6 +59,13 @@ TEST_F(TrafficHistory, HoldsRatesBetweenSamplesOfEdgesSubnetsAndAll) {
     EXPECT_FLOAT_EQ(history.OfEdge(1)[1].to_edges, 1500);
     EXPECT_TRUE(history.OfSubnet(1).empty());
     EXPECT_TRUE(history.OfEdge(2).empty());
+
+    // Who came meanwhile has been counted from nothing.
+    AddSubnet(4, "late", 1);
+    snapshot.edges[3].from_edge.bytes = 2000;
+    Pass(kStep);
+    EXPECT_FLOAT_EQ(history.OfEdge(4 << 8)[2].from_edges, 200);
+    EXPECT_FLOAT_EQ(history.OfAll()[2].from_edges, 200);
 }
 
 TEST_F(TrafficHistory, TellsTheMedianAndTheLongestRoundTripOfThoseThatAreJoined) {
@@ -94,7 +101,7 @@ TEST_F(TrafficHistory, BeginsAnewWithAnotherEdgeInTheSlotAndForgetsWhoIsGone) {
     Pass(kStep);
     auto samples = history.OfEdge(0);
     EXPECT_TRUE(std::isnan(samples[1].from_edges)) << "another edge's";
-    EXPECT_TRUE(std::isnan(samples[2].from_edges)) << "what it did before is no rate";
+    EXPECT_FLOAT_EQ(samples[2].from_edges, 50'000) << "all that it did since it has the slot";
     EXPECT_TRUE(std::isnan(history.OfSubnet(3)[1].from_edges)) << "another subnet's";
 
     snapshot.subnets.pop_back();

@@ -163,7 +163,7 @@ def draws_the_history(browser):
     browser.wait("document.querySelector('#graphs svg[role=img] path.first[d*=M]')")
     browser.value("document.querySelector('#graphs svg[role=img]').focus()")
     browser.key("ArrowRight", 39)
-    browser.wait("/from edges [0-9.]+ .?bit/.test(document.querySelector('.readout').textContent)")
+    browser.wait("/from edges [1-9][0-9.]* .bit/.test(document.querySelector('.readout').textContent)")
     browser.value("document.activeElement.blur()")
 
 
