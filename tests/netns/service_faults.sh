@@ -5,23 +5,33 @@
 # shellcheck source=tests/netns/services.sh
 . "$(dirname "$0")/services.sh"
 
+# They are looked at more often than in the field.
+for machine in router edge; do
+    for unit in tamvo tamvo-tcr; do
+        in_machine "$machine" sh -c "printf '[Service]\nWatchdogSec=5\nWatchdogSignal=SIGKILL\n' \
+            >/run/systemd/system/$unit.service.d/watchdog.conf"
+    done
+    in_machine "$machine" systemctl daemon-reload
+done
 router systemctl start tamvo-tcr.service
 edge systemctl start tamvo.service
 wait_for "the edge does not join" is_joined tamvo.service
 
 # 1. What is killed, stands still or loses something comes back, and says so.
+restarts() { in_machine "$1" systemctl show --value -p NRestarts "$2"; }
+is_restarted() { [ "$(restarts "$1" "$2")" -ge "$3" ]; }
 edge systemctl kill -s KILL tamvo.service
-restarts() { [ "$(property NRestarts tamvo.service)" -ge "$1" ]; }
-wait_for "a killed edge is not started again" restarts 1
+wait_for "a killed edge is not started again" is_restarted edge tamvo.service 1
 wait_for "it does not join again" is_joined tamvo.service
-edge sh -c 'printf "[Service]\nWatchdogSec=2\nWatchdogSignal=SIGKILL\n" >/run/systemd/system/tamvo.service.d/watchdog.conf'
-edge systemctl daemon-reload
-edge systemctl restart tamvo.service
-wait_for "it does not join after a restart" is_joined tamvo.service
-edge kill -STOP "$(property MainPID tamvo.service)"
-wait_for "an edge that stands still is not started again" restarts 1
-edge journalctl --no-pager -u tamvo.service | grep 'Watchdog timeout' >/dev/null || fail "not for the watchdog"
+stands_still() { # MACHINE UNIT RESTARTS
+    in_machine "$1" sh -c "kill -STOP \$(systemctl show --value -p MainPID $2)"
+    wait_for "$2 stands still and is not started again" is_restarted "$1" "$2" "$3"
+    in_machine "$1" journalctl --no-pager -u "$2" | grep 'Watchdog timeout' >/dev/null || fail "not for the watchdog"
+}
+stands_still edge tamvo.service 2
 wait_for "it does not join after that" is_joined tamvo.service
+[ "$(restarts router tamvo-tcr.service)" -eq 0 ] || fail "the central router does not feed its watchdog"
+stands_still router tamvo-tcr.service 1
 edge ip link delete Tamvo
 edge_tells '^interface lost interface=Tamvo$'
 edge_tells '^interface back interface=Tamvo address=192\.168\.15\.[0-9]+$'
@@ -31,6 +41,7 @@ edge_tells '^central router lost router=10\.77\.0\.254:1922$'
 router systemctl start tamvo-tcr.service
 edge_tells '^central router back router=10\.77\.0\.254:1922$'
 gateway Tamvo
+[ "$(restarts edge tamvo.service)" -eq 2 ] || fail "the edge does not feed its watchdog"
 router systemctl reload tamvo-tcr.service
 router_tells '^configuration read again file=/etc/tamvo/tamvo-tcr\.json subnets=1$'
 
@@ -39,6 +50,7 @@ edge sed -i "s/\"interface\":[^,]*/\"interface\": \"$canary-too-long\"/" /etc/ta
 edge systemctl start tamvo@office.service 2>/dev/null || true
 edge_tells '^configuration fault file=/etc/tamvo/edges/office\.json reason="key \\"interface\\" in section \\"lan\\" of the wrong kind'
 edge_tells '^start failed reason="config file refused'
+wait_for "an edge that cannot start is given up" is_restarted edge tamvo@office.service 8
 edge systemctl stop tamvo@office.service
 edge systemctl stop tamvo.service
 edge sed -i "s/$canary/x$canary/; s/\"recv timeout\":/\"user password\": \"$canary\", &/" /etc/tamvo/tamvo.json
