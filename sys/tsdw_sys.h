@@ -161,6 +161,8 @@ class CTsdwSys {
     void TellJoined(const char* what);
     void TellNotJoined(const char* what, int delay_ms);
     void TellSession();
+    void TellRouter(bool lost);
+    void TellSessionGoesOn();
     void TellEnd();
     void StartWatchdog();
     bool TryToConnect();
@@ -199,6 +201,7 @@ class CTsdwSys {
     CTString m_rejoin_fault;   // of the last one
     std::string m_told_fault;  // of those in a row, in the system's log
     bool m_told_lost = false;  // likewise
+    bool m_told_back = false;  // since the last attempt that failed
     bool m_waits_for_router = false;
     CTWatchdog m_watchdog;
     CTCounter m_rejoins;

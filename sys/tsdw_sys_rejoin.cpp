@@ -32,6 +32,7 @@ void CTsdwSys::KeepJoined() {
     m_central_router.Print(central);
     if (step == CTRejoinSchedule::Step::kAnswered) {
         printf("heartbeats answered again by %s, the session goes on\n", central.c_str());
+        TellSessionGoesOn();
         return;
     }
     if (since == CTSstpPort::kAnswered) {

@@ -78,6 +78,7 @@ void CTsdwSys::TellJoined(const char* what) {
 
 // In the log once for each reason: it may be tried for days.
 void CTsdwSys::TellNotJoined(const char* what, int delay_ms) {
+    m_told_back = false;
     std::string reason = m_rejoin_fault.c_str();
     pvu_service_status(what + (": " + reason) + ", router " + Text(m_central_router) +
                        ", next attempt in " + std::to_string(delay_ms / kMillisPerSecond) + " s");
@@ -92,8 +93,12 @@ void CTsdwSys::TellNotJoined(const char* what, int delay_ms) {
 // Heartbeats that go unanswered, and that are answered again without a rejoin.
 void CTsdwSys::TellSession() {
     bool lost = m_port.GetHeartBeatMisses() > CTSstpPort::kMissesToDropOff;
-    if (lost == m_told_lost) return;
+    if (lost != m_told_lost) TellRouter(lost);
+}
+
+void CTsdwSys::TellRouter(bool lost) {
     m_told_lost = lost;
+    m_told_back = !lost;
     std::string router = Text(m_central_router);
     const char* what = lost ? "central router lost" : "central router back";
     CTEvent(lost ? CTEventLevel::kWarning : CTEventLevel::kNotice, what)
@@ -101,6 +106,15 @@ void CTsdwSys::TellSession() {
         .Log();
     pvu_service_status(what + (", router " + router) + ", address " +
                        Text(m_config.GetLocalIPAddr()));
+}
+
+// The attempts that failed are over. They may have been told before the router counted as lost; the
+// same fault is told again the next time.
+void CTsdwSys::TellSessionGoesOn() {
+    m_told_fault.clear();
+    m_rejoin_fault.Clear();
+    NoteIdentity(false);
+    if (!m_told_back) TellRouter(false);
 }
 
 void CTsdwSys::TellEnd() {

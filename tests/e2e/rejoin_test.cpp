@@ -6,9 +6,11 @@
 #include <thread>
 
 #include "tests/support/captured_output.h"
+#include "tests/support/event_capture.h"
 #include "tests/support/expect_wire.h"
 #include "tests/support/live_central_router.h"
 #include "tests/support/moved_clock.h"
+#include "tests/support/notify_socket.h"
 #include "tests/support/scripted_router.h"
 #include "tests/support/whole_edge.h"
 
@@ -229,6 +231,32 @@ TEST_F(Rejoin, AnAnsweredHeartbeatEndsItBeforeTheLoginWasSentAndNotAfter) {
     EXPECT_TRUE(DoesNotJoin());
     clock.Advance(6000);
     EXPECT_EQ(Joins(), kRejoin);
+}
+
+// Also where an attempt failed before the central router counted as lost.
+TEST_F(Rejoin, ASessionThatGoesOnIsToldAndTheFaultOfTheAttemptIsOver) {
+    EventCapture events;
+    NotifySocket manager;
+    Start();
+    auto told = [&](const char* line) {
+        return std::ranges::count_if(events.Lines(),
+                                     [&](const std::string& l) { return l.starts_with(line); });
+    };
+    for (int outage = 1; outage <= 2; ++outage) {
+        Silence();
+        router.Drop(kEcho, 3);
+        Joins();
+        EXPECT_EQ(told("W joining again failed reason=\"echo timed out\""), outage);
+        router.AnswerHeartbeats(true);
+        clock.Advance(kHeartbeatMs);
+        KeepJoinedUntil(edge.sys, [&] { return told("N central router back") == outage; });
+        EXPECT_TRUE(manager.Tells("STATUS=central router back, router 127.0.0.1:" +
+                                  std::to_string(router.Port()) + ", address 192.168.15.57"));
+        CTEdgeSnapshot snapshot;
+        edge.sys.TakeSnapshot(snapshot);
+        EXPECT_EQ(snapshot.identity.join_fault, "");
+    }
+    EXPECT_EQ(told("W central router lost"), 0);
 }
 
 TEST_F(Rejoin, ARefusedLoginIsToldAndTriedAgain) {
