@@ -1,6 +1,9 @@
 #include "ctl/check_file.h"
 
 #include <strings.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
@@ -21,13 +24,47 @@ constexpr const char* kEdgeKeys[] = {cfg_key::kSubnet, cfg_key::kLocalRouter, cf
 constexpr const char* kCentralRouterKeys[] = {"subnets", "lowest version", "silent after", "state",
                                               "control", "bind",           "port",         "http"};
 
-CTJsonTree Parse(const std::string& path) {
+// As much of the file as its readers take, and a byte more.
+std::string Load(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::string text;
     for (char c; text.size() <= CTJsonObject::kMaxFileSize && in.get(c);)
         text += c;
+    return text;
+}
+
+CTJsonTree Parse(const std::string& path) {
+    std::string text = Load(path);
     return CTJsonTree(cJSON_ParseWithLength(text.data(), text.size()));
 }
+
+// What is no plain file, as a pipe, is read once only: its content is put where it can be read
+// again.
+class Readable {
+  public:
+    explicit Readable(const std::string& path) : m_path(path) {
+        struct stat found;
+        bool once = stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode) &&
+                    !S_ISDIR(found.st_mode) && access(path.c_str(), R_OK) == 0;
+        if (!once) return;
+        m_fd = memfd_create("check", MFD_CLOEXEC);
+        std::string text = Load(path);
+        bool kept =
+            m_fd >= 0 && write(m_fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        if (kept) m_path = "/proc/self/fd/" + std::to_string(m_fd);
+    }
+    ~Readable() {
+        if (m_fd >= 0) close(m_fd);
+    }
+    Readable(const Readable&) = delete;
+    Readable& operator=(const Readable&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+  private:
+    std::string m_path;
+    int m_fd = -1;
+};
 
 CtlFileKind KindOf(const cJSON* root) {
     int edge = 0;
@@ -58,7 +95,9 @@ const char* KindName(CtlFileKind kind) {
 
 }  // namespace
 
-CtlFileCheck ctl_check_file(const std::string& path) {
+CtlFileCheck ctl_check_file(const std::string& named) {
+    Readable file(named);
+    const std::string& path = file.Path();
     CTJsonTree root = Parse(path);
     CtlFileCheck check;
     if (cJSON_IsObject(root.get())) check.kind = KindOf(root.get());

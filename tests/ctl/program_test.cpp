@@ -201,6 +201,9 @@ TEST_F(TamvoCtl, ChecksFilesWithoutAnyProgram) {
               Outcome("bad.json:2: unknown key \"name\" in section \"subnet\"\n", 1));
     EXPECT_EQ(Run("check none.json"), Outcome("none.json: cannot be opened\n", 1));
     EXPECT_EQ(Run("check -j bad.json").second, 1);
+    // A pipe can be read once only.
+    EXPECT_EQ(Run("-v >/dev/null; mkfifo pipe; cat good.json >pipe & " + kProgram + " check pipe"),
+              Outcome("pipe: in order (edge)\n", 0));
     EXPECT_EQ(Run("check good.json >/dev/full").second, 1) << "nobody saw it";
 }
 
