@@ -44,7 +44,11 @@ class Exchange {
         if (connect(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
             return true;
         }
-        return errno == EAGAIN ? TimedOut() : Fail();
+        if (errno == EAGAIN) return TimedOut();
+        bool is_left_over = errno == ECONNREFUSED;
+        Fail();
+        if (is_left_over) fault += ", no program listens there";
+        return false;
     }
     // A request is shorter than any socket's buffer.
     bool Send(const std::string& text) {

@@ -114,7 +114,9 @@ ctl tcr status >/dev/null || fail "it took the socket away"
 # A killed program's socket is replaced, an ended one's is gone.
 "$lab" kill b
 [ -S "$(socket_of b)" ] || fail "the killed edge took its socket along"
-if ctl b status 2>/dev/null; then fail "a killed edge answered"; fi
+if ctl b status 2>"$LAB_DIR/refused.out"; then fail "a killed edge answered"; fi
+grep -qxF "tamvoctl: $(socket_of b): Connection refused, no program listens there" "$LAB_DIR/refused.out" ||
+    fail "it said: $(cat "$LAB_DIR/refused.out")"
 "$lab" start b
 tells_soon b '"address":'
 "$lab" stop b
