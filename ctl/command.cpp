@@ -38,15 +38,15 @@ std::string Request(const char* command) {
 }
 
 template <typename Form>
-int AskAndShow(const CtlOption& option, const std::string& request, Form form) {
+int AskAndShow(const CtlOption& option, CtlProgram program, const std::string& request, Form form) {
     CtlReply reply;
     std::string fault;
-    if (!ctl_ask(option.socket, request, reply, fault)) return Refused(fault);
+    if (!ctl_ask(option.socket, program, request, reply, fault)) return Refused(fault);
     return Show(option.json ? reply.line + "\n" : form(reply.tree.get()));
 }
 
 int Status(const CtlOption& option) {
-    return AskAndShow(option, Request("status"),
+    return AskAndShow(option, CtlProgram::kEither, Request("status"),
                       [](const cJSON* reply) { return ctl_show_status(reply, ctl_has_colour()); });
 }
 
@@ -58,7 +58,7 @@ int Watch(const CtlOption& option) {
     do {
         CtlReply reply;
         std::string fault;
-        good = ctl_ask(option.socket, Request("status"), reply, fault);
+        good = ctl_ask(option.socket, CtlProgram::kEither, Request("status"), reply, fault);
         if (!good) {
             screen.Draw("tamvoctl: " + fault + "\n");
         } else if (option.json) {
@@ -73,7 +73,7 @@ int Watch(const CtlOption& option) {
 
 // A collector gets them as they are: an escape of ours is none of the format's.
 int Metrics(const CtlOption& option) {
-    return AskAndShow(option, Request("metrics"), [](const cJSON* reply) {
+    return AskAndShow(option, CtlProgram::kEither, Request("metrics"), [](const cJSON* reply) {
         const char* text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(reply, "metrics"));
         if (!text) return std::string();
         return isatty(STDOUT_FILENO) != 0 ? ctl_terminal_text(text, true) : std::string(text);
@@ -81,7 +81,7 @@ int Metrics(const CtlOption& option) {
 }
 
 int Subnets(const CtlOption& option) {
-    return AskAndShow(option, Request("subnet list"),
+    return AskAndShow(option, CtlProgram::kCentralRouter, Request("subnet list"),
                       [](const cJSON* reply) { return ctl_show_subnets(reply, ctl_has_colour()); });
 }
 
@@ -101,7 +101,7 @@ int RemoveEdge(const CtlOption& option) {
         return Usage(option.words[2] + ": is not a serial number like 1001, -5 or 0x3E9");
     }
     std::string request = R"({"command":"edge remove","serial":)" + std::to_string(serial) + "}";
-    return AskAndShow(option, request, ctl_show_removed);
+    return AskAndShow(option, CtlProgram::kCentralRouter, request, ctl_show_removed);
 }
 
 int Check(const CtlOption& option) {

@@ -11,8 +11,14 @@
 namespace {
 
 // Where a service manager runs them, and where an edge is that made itself a daemon.
-constexpr const char* kPlaces[] = {"control", "/run/tamvo/control", "/run/tamvo-tcr/control",
-                                   "/var/lib/tamvo/control"};
+struct Place {
+    const char* path;
+    bool is_edges;
+};
+constexpr Place kPlaces[] = {{"control", false},
+                             {"/run/tamvo/control", true},
+                             {"/run/tamvo-tcr/control", false},
+                             {"/var/lib/tamvo/control", true}};
 
 // One in a folder that is not for us counts: that it is refused is what its user has to know.
 bool IsSocket(const std::string& path) {
@@ -23,10 +29,11 @@ bool IsSocket(const std::string& path) {
 
 }  // namespace
 
-std::string ctl_find_socket(std::string& fault) {
+std::string ctl_find_socket(CtlProgram program, std::string& fault) {
     std::vector<std::string> places = {control_socket_path({})};
-    for (const char* place : kPlaces) {
-        if (place != places.front()) places.emplace_back(place);
+    for (const Place& place : kPlaces) {
+        bool is_for_it = program == CtlProgram::kEither || !place.is_edges;
+        if (is_for_it && place.path != places.front()) places.emplace_back(place.path);
     }
     auto found = std::find_if(places.begin(), places.end(), IsSocket);
     if (found != places.end()) return *found;

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <string_view>
 
-#include "ctl/find_socket.h"
 #include "ctl/terminal_text.h"
 #include "ops/control_client.h"
 
@@ -60,9 +59,9 @@ std::string AsciiJson(const std::string& line) {
 
 }  // namespace
 
-bool ctl_ask(const std::string& socket, const std::string& request, CtlReply& reply,
-             std::string& fault) {
-    std::string path = socket.empty() ? ctl_find_socket(fault) : socket;
+bool ctl_ask(const std::string& socket, CtlProgram program, const std::string& request,
+             CtlReply& reply, std::string& fault) {
+    std::string path = socket.empty() ? ctl_find_socket(program, fault) : socket;
     if (path.empty()) return false;
     std::string line;
     if (!control_ask(path, request, kWaitMs, line, fault)) {

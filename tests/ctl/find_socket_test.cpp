@@ -26,10 +26,24 @@ TEST(FindSocket, NamesTheOneThatItsUserMayNotReach) {
     ASSERT_TRUE(socket.Open(folder + "/control", fault)) << fault;
     setenv("RUNTIME_DIRECTORY", folder.c_str(), 1);
     ASSERT_EQ(seteuid(kNobody), 0);
-    std::string found = ctl_find_socket(fault);
+    std::string found = ctl_find_socket(CtlProgram::kEither, fault);
     ASSERT_EQ(seteuid(0), 0);
     unsetenv("RUNTIME_DIRECTORY");
     EXPECT_EQ(found, folder + "/control") << fault;
+}
+
+// On a host with both programs, what only one of them does goes to that one.
+TEST(FindSocket, OfACentralRouterIsNoneOfTheEdges) {
+    ScratchDir dir;
+    ASSERT_EQ(chdir(dir.Path().c_str()), 0);
+    std::string fault;
+    std::string found = ctl_find_socket(CtlProgram::kCentralRouter, fault);
+    if (!found.empty()) {
+        EXPECT_EQ(found, "/run/tamvo-tcr/control") << "one runs on this host";
+    } else {
+        EXPECT_EQ(fault, "no control socket: control /run/tamvo-tcr/control; name one with -s");
+    }
+    ASSERT_EQ(chdir("/"), 0);
 }
 
 }  // namespace
