@@ -73,9 +73,10 @@ class Card {
         const name = visible(subnet.name);
         this.index = subnet.index;
         setText(this.title, name);
-        setText(this.line, `${subnet.gateway}, ${edges.length} of ${subnet.slots} slots: ` +
-            ['joined', 'joining', 'silent', 'away'].filter(count)
-                .map((state) => `${count(state)} ${state}`).join(', '));
+        const counts = ['joined', 'joining', 'silent', 'away'].filter(count)
+            .map((state) => `${count(state)} ${state}`).join(', ');
+        setText(this.line, `${subnet.gateway}, ${edges.length} of ${subnet.slots} slots` +
+            (counts ? ': ' + counts : ''));
         setText(this.hubText, subnet.gateway);
         setAttribute(this.hub, 'aria-label', `Subnet ${name}, gateway ${subnet.gateway}`);
         setAttribute(this.picture, 'aria-label', `Map of subnet ${name}`);

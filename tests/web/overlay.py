@@ -18,6 +18,7 @@ from browser import Browser
 SCRIPT = "<script>window.owned=1</script>"
 ESCAPE = "\x1b[31mred\x1b[0m"
 SHOWN_ESCAPE = "\\x1b[31mred\\x1b[0m"
+SHOWN_SUBNET = "<img src=x onerror=owned=1>\\x1b"
 TURNED = "\u202egnp.elif"
 SHOWN_TURNED = "\\u{202e}gnp.elif"
 
@@ -93,6 +94,12 @@ def shows_every_edge(browser, edges):
     titles = browser.value("[...document.querySelectorAll('#map title')].map((t) => t.textContent)")
     for name in wanted:
         expect(any(title.startswith(name + ": ") for title in titles), f"not in the map: {name}")
+    for place in ("#map h3", "#scope option"):
+        texts = browser.value(f"[...document.querySelectorAll('{place}')].map((t) => t.textContent)")
+        expect(any(text.endswith(SHOWN_SUBNET) for text in texts), f"{place} says {texts}")
+    lines = browser.value("[...document.querySelectorAll('#map .subnet p')].map((p) => p.textContent)")
+    expect("10.9.0.1, 0 of 16 slots" in lines, f"the empty subnet says {lines}")
+    expect(browser.value("document.querySelectorAll('main img').length") == 0, "a name became an image")
     expect(browser.value("window.owned") is None, "the label's script was run")
     expect(browser.value("document.querySelectorAll('script').length") == 1, "a script came in")
     whole = browser.value("document.documentElement.outerHTML")

@@ -49,10 +49,12 @@ trap finish EXIT
     echo '{ "silent after": 3, "http": "127.0.0.1:8080", "control": "'"$folder/control"'",'
     echo '  "state": "'"$folder/tcr.db"'", "subnets": ['
     for ((i = 0; i < edges / 16; ++i)); do
-        [ "$i" -eq 0 ] || echo ,
         echo "{ \"name\": \"lab-$i\", \"password\": \"pw\", \"gateway\": \"10.0.$i.1\","
-        echo '  "netmask": "255.255.255.0" }'
+        echo '  "netmask": "255.255.255.0" },'
     done
+    # A name that an administrator would not give.
+    echo '{ "name": "<img src=x onerror=owned=1>\u001b", "password": "pw", "gateway": "10.9.0.1",'
+    echo '  "netmask": "255.255.255.0" }'
     echo '] }'
 } >"$folder/tcr.json"
 "$build/tamvo-tcr" -c "$folder/tcr.json" >"$folder/tcr.out" 2>&1 &
