@@ -36,7 +36,7 @@ cp "${now[@]}" "$LAB_DIR/packages/srv/now"
 before=${PACKAGES_BEFORE:-}
 if [ -z "$before" ]; then
     before=$LAB_DIR/before
-    (cd "$root/build/package" && umask 022 && cpack -G DEB -D CPACK_DEBIAN_PACKAGE_RELEASE=0 -B "$before") \
+    (cd "$root/build/package" && umask 022 && cpack -G DEB -D CPACK_DEBIAN_PACKAGE_RELEASE=1~before -B "$before") \
         >"$LAB_DIR/cpack.out" 2>&1 || fail "cpack: $(tail -n 5 "$LAB_DIR/cpack.out")"
 fi
 cp "$before"/tamvo{,-tcr}_*.deb "$LAB_DIR/packages/srv/before"
@@ -75,6 +75,13 @@ gateway() { edge ping -q -c 1 -w 10 -I "$1" 192.168.15.5 >/dev/null || fail "no 
 sums() { edge sha256sum /etc/tamvo/tamvo.json /etc/tamvo/edges/office.json; }
 mode() { in_machine "$1" stat -c '%U %a' "$2"; }
 
+headline "installed where a file is already: it stays"
+edge sh -c 'mkdir /etc/tamvo && echo {} >/etc/tamvo/tamvo.json'
+dpkg_on edge '-i /srv/before/tamvo_*.deb'
+[ "$(edge cat /etc/tamvo/tamvo.json)" = '{}' ] || fail "another file is there"
+[ "$(edge stat -c '%G %a' /etc/tamvo)" = 'tamvo 775' ] || fail "the edge may not replace its file"
+dpkg_on edge '-P tamvo'
+
 headline "installed: nothing is enabled or started, and each host has numbers of its own"
 dpkg_on edge '-i /srv/before/tamvo_*.deb'
 dpkg_on router '-i /srv/before/tamvo-tcr_*.deb /srv/before/tamvo_*.deb'
@@ -94,10 +101,10 @@ for file in tamvo-tcr tamvo; do
     router tamvoctl check "/etc/tamvo/$file.json" >"$LAB_DIR/check.out" || fail "the first file: $(cat "$LAB_DIR/check.out")"
 done
 
-headline "runs, after one line changed in each file"
-edge sed -i 's/203.0.113.5/10.77.0.254/' /etc/tamvo/tamvo.json
+headline "runs, with the address and a password in the files"
 edge /usr/share/tamvo/new-edge office
-edge sed -i 's/203.0.113.5/10.77.0.254/' /etc/tamvo/edges/office.json
+edge sed -i 's/203.0.113.5/10.77.0.254/; s/change me/changed/' /etc/tamvo/tamvo.json /etc/tamvo/edges/office.json
+router sed -i 's/change me/changed/' /etc/tamvo/tamvo-tcr.json
 router systemctl -q enable --now tamvo-tcr
 edge systemctl -q enable --now tamvo tamvo@office
 wait_for "the edge does not join" is_joined tamvo
