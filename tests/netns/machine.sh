@@ -53,6 +53,8 @@ mknod -m 0666 dev/tty c 5 0
 mknod -m 0600 dev/console c 1 3
 # As the system's device manager leaves it.
 mknod -m 0666 dev/net/tun c 10 200
+# Everybody's as well, and nothing that a unit needs.
+mknod -m 0666 dev/fuse c 10 229
 # Of what is there only the journal is started.
 rm -rf etc/systemd/system/*.wants usr/lib/systemd/system/*.wants usr/lib/systemd/system-generators
 mkdir etc/systemd/system/multi-user.target.wants
