@@ -31,7 +31,10 @@ give_address() { # HOST, INTERFACE, ADDRESS
 
 raise_tamvo() {
     "$lab" start tcr
-    for host in a b; do "$lab" start "$host"; done
+    for host in a b; do
+        "$lab" start "$host"
+        "$lab" exec "$host" ip link set Tamvo mtu "$mtu" # as the key "mtu" does
+    done
     address[tamvo]=$("$lab" addr b)
     pids[tamvo]="$(pid_of tcr) $(pid_of a) $(pid_of b)"
 }
