@@ -112,6 +112,12 @@ try "### No way out"
 branch ip route add 203.0.113.0/24 dev up0 src 203.0.113.9
 joins branch
 
+rules branch 'o udp dport 1922 drop'
+branch systemctl restart --no-block tamvo
+prints branch "systemctl show -P StatusText tamvo" "joining failed: echo not sent: Operation not permitted, ..."
+no_rules branch
+joins branch
+
 # Refused, for each reason.
 change branch "$(value "user password" '"wrong"')"
 try "### Refused"
