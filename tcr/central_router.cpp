@@ -77,6 +77,15 @@ void CTCentralRouter::Tick(TcrTime now) {
     if (now - m_last_sample >= CTTrafficWindow::kSampleMs) SampleTraffic(now);
 }
 
+void CTCentralRouter::AddChannels(std::unordered_set<uint64_t>& in_use) const {
+    m_core.subnets.ForEachEdge([&](const TcrEdge& edge) {
+        const TcrSession& session = edge.Session();
+        if (session.presence == TcrPresence::kAbsent) return;
+        in_use.insert(session.path.channel);
+        in_use.insert(session.earlier_channel);
+    });
+}
+
 void CTCentralRouter::SampleTraffic(TcrTime now) {
     m_last_sample = now;
     m_core.subnets.ForEachEdge([&](const TcrEdge& edge) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "inet/tnet_npkt.h"
@@ -62,6 +63,9 @@ class CTCentralRouter {
     void Hurry() { m_core.journal.Hurry(); }
     // Whether something changed that has not been written.
     bool HasUnsaved() const { return m_core.journal.IsPending(); }
+
+    // Adds the sealed channels that sessions have.
+    void AddChannels(std::unordered_set<uint64_t>& in_use) const;
 
     const TcrCounters& GetCounters() const { return m_core.counters; }
 

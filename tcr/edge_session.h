@@ -12,6 +12,9 @@
 struct TcrSession {
     TcrPresence presence = TcrPresence::kAbsent;
     TcrPath path;  // its remote end logged in: the only source that is listened to
+    // The channel before that one, as long as what is on its way there counts.
+    uint64_t earlier_channel = TcrPath::kOpen;
+    TcrTime earlier_until = 0;
     TcrTime login_tick = 0;
     uint16_t login_seq = 0;
     TcrTime heard_tick = 0;

@@ -15,13 +15,19 @@ namespace {
 // A login repeated within this time is the same one, whose reply was lost or late.
 constexpr TcrTime kSameLoginMs = 5000;
 constexpr TcrTime kRefusalLineMs = 1000;
+// For so long what is still on its way through an edge's earlier channel counts.
+constexpr TcrTime kEarlierChannelMs = 10000;
 
 }  // namespace
 
 // 0, or the error to refuse with.
-uint32_t TcrLogins::Judge(CTSstpLoginMsg& login, TcrSubnet*& subnet) const {
+uint32_t TcrLogins::Judge(const TcrPath& from, CTSstpLoginMsg& login, TcrSubnet*& subnet) const {
     subnet = m_core.subnets.Find(pvu_text_field_get(login.GetSubnetName()));
     if (!subnet) return kSstpErrLoginFailed;
+    // Whatever its password: it was sent where others can read it, or is not enough.
+    if (!subnet->LetsInBy(login.GetSerialNumber(), from.IsSealed(), m_core.link.PeerOf(from))) {
+        return kSstpErrSubnetPassword;
+    }
     if (pvu_text_field_get(login.GetUserPwd()) != subnet->model.GetSubnetPassword()) {
         return kSstpErrSubnetPassword;
     }
@@ -40,7 +46,9 @@ void TcrLogins::Login(const TcrDatagram& request) {
         return;
     }
     TcrEdge edge;
-    uint32_t error = Judge(login, edge.subnet);
+    uint32_t error = Judge(request.from, login, edge.subnet);
+    bool resumed = request.from.IsSealed() && request.msg.GetSrc() != kSstpCentralRouter;
+    if (error == kTcrErrNone && resumed) return Resume(request, login, edge, reply);
     if (error == kTcrErrNone && !TakeSlot(*edge.subnet, login.GetSerialNumber(), edge.slot)) {
         error = kSstpErrLoginFailed;
     }
@@ -60,7 +68,44 @@ void TcrLogins::Login(const TcrDatagram& request) {
         StartSession(edge, request);
     }
     session.path.local = request.from.local;
+    m_core.link.Keep(session.path);
     m_core.replies.Send(edge, request, reply);
+}
+
+// An edge that goes on in a new channel, with the identifier that it has: from the same place after
+// an hour or after a restart of the central router, or from another one. It and the others know all
+// that they knew; only of another place the others are told. An edge whose session is not there any
+// more tried no password: it joins again.
+void TcrLogins::Resume(const TcrDatagram& request, CTSstpLoginMsg& login, TcrEdge& edge,
+                       CTSstpLoginAck& reply) {
+    uint32_t identifier = request.msg.GetSrc();
+    edge.slot = CTSdwanSubnet::RouterIDToIndex(identifier);
+    bool known = m_core.subnets.OfIdentifier(identifier) == edge.subnet && edge.slot < kTcrSlots &&
+                 edge.Router() && edge.Router()->GetSerialNumber() == login.GetSerialNumber() &&
+                 edge.Session().presence != TcrPresence::kAbsent && edge.Session().registered &&
+                 edge.Session().path.IsSealed();
+    reply.SetError(known ? kTcrErrNone : static_cast<uint32_t>(kSstpErrLoginFailed));
+    reply.SetIdentifier(known ? identifier : 0);
+    // A repeated one changes nothing: its reply was lost.
+    bool changes = known && !edge.Session().path.SameRemote(request.from);
+    if (changes) ChangeChannel(edge, request);
+    if (known) m_core.link.Keep(request.from);
+    m_core.replies.SendNow(request, reply);
+    if (changes) m_core.announcer.AdvanceAll(*edge.subnet, request.now);
+}
+
+void TcrLogins::ChangeChannel(const TcrEdge& edge, const TcrDatagram& request) {
+    TcrSession& session = edge.Session();
+    bool moved = !(session.path.remote == request.from.remote);
+    session.heard_tick = request.now;
+    session.earlier_channel = session.path.channel;
+    session.earlier_until = request.now + kEarlierChannelMs;
+    session.path = request.from;
+    m_sessions.TakeBack(edge, request.now);
+    if (moved && session.listed) m_sessions.List(edge);
+    m_core.journal.EdgeNoted(edge);
+    m_core.log.EdgeLine(edge, request.now, "sealed anew from %s",
+                        tcr_addr_text(request.from.remote).c_str());
 }
 
 void TcrLogins::PrintLogin(const TcrEdge& edge, const TcrDatagram& request, CTSstpLoginMsg& login) {

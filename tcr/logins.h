@@ -15,7 +15,10 @@ class TcrLogins {
     bool Logout(const TcrEdge& edge, const TcrDatagram& request);
 
   private:
-    uint32_t Judge(CTSstpLoginMsg& login, TcrSubnet*& subnet) const;
+    uint32_t Judge(const TcrPath& from, CTSstpLoginMsg& login, TcrSubnet*& subnet) const;
+    void Resume(const TcrDatagram& request, CTSstpLoginMsg& login, TcrEdge& edge,
+                CTSstpLoginAck& reply);
+    void ChangeChannel(const TcrEdge& edge, const TcrDatagram& request);
     bool TakeSlot(TcrSubnet& subnet, uint32_t serial, int& slot);
     void Refuse(const TcrDatagram& request, uint32_t error);
     void StartSession(const TcrEdge& edge, const TcrDatagram& request);

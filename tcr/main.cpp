@@ -51,6 +51,7 @@ int main(int argc, char** argv) {
     if (!server.Open(option, config, fault)) return Fail(fault);
     std::string state = option.StateFile(config);
     if (!state.empty() && !server.Keep(state, fault)) return Fail(fault);
+    if (!server.Seal(config, option.KeyFile(config), fault)) return Fail(fault);
     TcrControl control(server.GetDesk());
     CTControlServer operators;
     std::string socket = control_socket_path(config.control);

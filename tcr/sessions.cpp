@@ -12,9 +12,13 @@ constexpr TcrTime kMillisPerSecond = 1000;
 bool TcrSessions::Find(uint32_t identifier, const TcrPath& from, TcrEdge& edge) {
     edge.subnet = m_core.subnets.OfIdentifier(identifier);
     edge.slot = CTSdwanSubnet::RouterIDToIndex(identifier);
-    bool found = edge.subnet && edge.slot < kTcrSlots && edge.Router() &&
-                 edge.Session().path.remote.GetPort() != 0 && edge.Session().path.SameRemote(from);
-    if (!found) {
+    if (!edge.subnet || edge.slot >= kTcrSlots || !edge.Router()) {
+        ++m_core.counters.foreign;
+        return false;
+    }
+    const TcrSession& session = edge.Session();
+    if (from.IsSealed() && from.channel == session.earlier_channel) return true;
+    if (session.path.remote.GetPort() == 0 || !session.path.SameRemote(from)) {
         ++m_core.counters.foreign;
         return false;
     }
@@ -45,17 +49,21 @@ void TcrSessions::HeartBeat(const TcrDatagram& datagram) {
 
     session.heard_tick = datagram.now;
     session.topology.stalled = false;
-    if (session.presence == TcrPresence::kSilent) {
-        session.presence = TcrPresence::kLoggedIn;
-        session.since_tick = datagram.now;
-        if (session.registered) List(edge);
-        m_core.journal.EdgeNoted(edge);
-        if (m_core.log.EdgeLine(edge, datagram.now, "is back")) {
-            TcrLog::EdgeEvent(edge, CTEventLevel::kNotice, "edge back").Log();
-        }
-    }
+    TakeBack(edge, datagram.now);
     if (session.registered) Settle(edge, datagram.now);
     m_core.announcer.Advance(*edge.subnet, edge.slot, datagram.now);
+}
+
+void TcrSessions::TakeBack(const TcrEdge& edge, TcrTime now) {
+    TcrSession& session = edge.Session();
+    if (session.presence != TcrPresence::kSilent) return;
+    session.presence = TcrPresence::kLoggedIn;
+    session.since_tick = now;
+    if (session.registered) List(edge);
+    m_core.journal.EdgeNoted(edge);
+    if (m_core.log.EdgeLine(edge, now, "is back")) {
+        TcrLog::EdgeEvent(edge, CTEventLevel::kNotice, "edge back").Log();
+    }
 }
 
 void TcrSessions::Acknowledgement(const TcrDatagram& datagram) {
@@ -71,6 +79,7 @@ void TcrSessions::Acknowledgement(const TcrDatagram& datagram) {
 void TcrSessions::Tick(TcrTime now) {
     m_core.subnets.ForEachEdge([&](const TcrEdge& edge) {
         m_core.log.ReportLeftOut(edge, now);
+        if (now >= edge.Session().earlier_until) edge.Session().earlier_channel = TcrPath::kOpen;
         if (edge.Session().presence != TcrPresence::kLoggedIn) return;
         CheckSilence(edge, now);
         CheckSettled(edge, now);

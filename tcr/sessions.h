@@ -25,6 +25,8 @@ class TcrSessions {
 
     // From now on the edge is sent announcements and packets, and it is announced to the others.
     void Settle(const TcrEdge& edge, TcrTime now);
+    // The edge is heard of again after a silence; nothing otherwise.
+    void TakeBack(const TcrEdge& edge, TcrTime now);
     // The edge registered its router, or is back; the others see it once it has settled.
     void List(const TcrEdge& edge);
     // The others no longer see the router; its devices wait with it or end.

@@ -137,6 +137,7 @@ TcrEdgeRecord TcrStateJournal::RecordOf(const TcrEdge& edge, TcrTime now) const 
     record.layer = router.GetNetLayer();
     record.remote = session.path.remote;
     record.local = session.path.local;
+    record.sealed = session.path.IsSealed();
     record.lease = session.lease;
     record.presence = session.presence;
     record.listed = session.listed;

@@ -41,9 +41,10 @@ struct TcrEdgeRecord {
     std::string label;  // any bytes but zero, at most 32
     uint16_t type = 0;
     uint8_t layer = 0;
-    CTSockAddr remote;   // where it logged in from; address and port 0: unknown
-    uint32_t local = 0;  // the address of ours that it sends to; 0: unknown
-    uint32_t lease = 0;  // its own address, 0: none yet
+    CTSockAddr remote;    // where it logged in from; address and port 0: unknown
+    uint32_t local = 0;   // the address of ours that it sends to; 0: unknown
+    bool sealed = false;  // it logged in through a sealed channel
+    uint32_t lease = 0;   // its own address, 0: none yet
     TcrPresence presence = TcrPresence::kAbsent;
     bool listed = false;      // it registered its router
     bool registered = false;  // it registered its devices too

@@ -103,7 +103,8 @@ void TcrStateRestore::FillRouter(const TcrEdge& edge, const TcrEdgeRecord& recor
 void TcrStateRestore::FillSession(const TcrEdge& edge, const TcrEdgeRecord& record) {
     TcrSession& session = edge.Session();
     session.presence = record.presence;
-    session.path = {record.remote, record.local};
+    session.path = {record.remote, record.local,
+                    record.sealed ? TcrPath::kLostChannel : TcrPath::kOpen};
     session.lease = record.lease;
     TcrTime ago = std::max<TcrTime>(0, m_unix_now - record.heard) * kMillisPerSecond;
     bool there = record.presence == TcrPresence::kLoggedIn;

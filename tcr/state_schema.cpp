@@ -39,7 +39,9 @@ CREATE TABLE device (
 ) STRICT, WITHOUT ROWID;
 )";
 
-constexpr const char* kSteps[] = {kVersion1};
+constexpr char kVersion2[] = "ALTER TABLE edge ADD COLUMN sealed INTEGER NOT NULL DEFAULT 0;";
+
+constexpr const char* kSteps[] = {kVersion1, kVersion2};
 
 constexpr int kMaxSchemaSize = 64 * 1024;
 

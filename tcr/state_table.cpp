@@ -76,7 +76,7 @@ bool Reader::TakeEdge() {
                 m_rows.Get(6, port) && m_rows.Get(7, edge.local) && m_rows.Get(8, edge.lease) &&
                 m_rows.Get(9, presence) && m_rows.Get(10, edge.listed) &&
                 m_rows.Get(11, edge.registered) && m_rows.Get(12, edge.settled) &&
-                m_rows.Get(13, edge.heard);
+                m_rows.Get(13, edge.heard) && m_rows.Get(14, edge.sealed);
     if (!good) return false;
     edge.subnet = static_cast<int>(identifier >> kIndexShift);
     edge.slot = static_cast<int>(identifier & kSlotMask);
@@ -111,7 +111,7 @@ bool tcr_state_load(TcrDatabase& database, TcrStateImage& image, std::string& fa
            reader.Read("edge",
                        "SELECT identifier, serial, label, type, layer, remote_address, "
                        "remote_port, local_address, lease, presence, listed, registered, "
-                       "settled, heard FROM edge ORDER BY identifier",
+                       "settled, heard, sealed FROM edge ORDER BY identifier",
                        &Reader::TakeEdge) &&
            reader.Read("device",
                        "SELECT identifier, address, mac, status FROM device "
@@ -131,8 +131,8 @@ bool TcrStateTables::Prepare(TcrDatabase& database) {
            m_put_edge.Prepare(handle,
                               "REPLACE INTO edge (identifier, serial, label, type, layer, "
                               "remote_address, remote_port, local_address, lease, presence, "
-                              "listed, registered, settled, heard) "
-                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") &&
+                              "listed, registered, settled, heard, sealed) "
+                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)") &&
            m_put_device.Prepare(handle,
                                 "REPLACE INTO device (identifier, place, address, mac, status) "
                                 "VALUES (?, ?, ?, ?, ?)");
@@ -184,6 +184,7 @@ bool TcrStateTables::Put(const TcrEdgeRecord& edge) {
                    .Bind(edge.registered)
                    .Bind(edge.settled)
                    .Bind(edge.heard)
+                   .Bind(edge.sealed)
                    .Run();
     if (!put || !m_remove_devices.Bind(identifier).Bind(identifier).Run()) return false;
     int64_t place = 0;

@@ -37,6 +37,8 @@ constexpr char kKeyControl[] = "control";
 constexpr char kKeyBind[] = "bind";
 constexpr char kKeyPort[] = "port";
 constexpr char kKeyHttp[] = "http";
+constexpr char kKeySeal[] = "seal";
+constexpr char kKeyKey[] = "key";
 
 constexpr int kDefaultSilentSeconds = 60;
 constexpr int kMaxSilentSeconds = 86400;
@@ -84,6 +86,8 @@ class Reader {
     bool ReadBind(const cJSON* item, std::string& bind);
     bool ReadPort(const cJSON* item, uint16_t& port);
     bool ReadHttp(const cJSON* item, TcrConfig& config);
+    bool ReadSeal(const cJSON* object, const std::string& where, TcrSeal& seal);
+    bool ReadKey(const cJSON* item, const std::string& where, CTSealFingerprint& key);
     void ReadEdges(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet);
     bool ReadSerial(const cJSON* item, const std::string& where, uint32_t& serial);
     void CheckNetwork(const cJSON* item, const std::string& where, const TcrSubnetConfig& subnet);
@@ -92,6 +96,7 @@ class Reader {
     CTConfigFaults& m_faults;
     const bool m_strict;
     CTJsonLines m_lines;
+    TcrSeal m_seal = TcrSeal::kOff;  // of subnets that do not say
 };
 
 bool Reader::Fault(const std::string& reason) {
@@ -129,7 +134,7 @@ bool Reader::Read(TcrConfig& config) {
     if (!cJSON_IsObject(tree.get())) return Fault("is not a JSON object");
     CheckKeys(tree.get(), "",
               {kKeyLowestVersion, kKeySilentAfter, kKeyState, kKeyControl, kKeyBind, kKeyPort,
-               kKeyHttp, kKeySubnets});
+               kKeyHttp, kKeySeal, kKeySubnets});
     ReadOptional(tree.get(), kKeyLowestVersion, &Reader::ReadVersion, config.lowest_version);
     ReadOptional(tree.get(), kKeySilentAfter, &Reader::ReadSilence, config.silent_seconds);
     ReadOptional(tree.get(), kKeyState, &Reader::ReadState, config.state);
@@ -137,6 +142,7 @@ bool Reader::Read(TcrConfig& config) {
     ReadOptional(tree.get(), kKeyBind, &Reader::ReadBind, config.bind);
     ReadOptional(tree.get(), kKeyPort, &Reader::ReadPort, config.port);
     ReadOptional(tree.get(), kKeyHttp, &Reader::ReadHttp, config);
+    ReadSeal(tree.get(), "", m_seal);
     const cJSON* subnets = cJSON_GetObjectItemCaseSensitive(tree.get(), kKeySubnets);
     if (subnets) {
         ReadSubnets(subnets, config.subnets);
@@ -225,7 +231,9 @@ void Reader::ReadSubnet(const cJSON* item, const std::string& where, TcrSubnetCo
         Fault(item, where, "is not an object");
         return;
     }
-    CheckKeys(item, where, {kKeyName, kKeyPassword, kKeyGateway, kKeyNetmask, kKeyEdges});
+    CheckKeys(item, where, {kKeyName, kKeyPassword, kKeyGateway, kKeyNetmask, kKeySeal, kKeyEdges});
+    subnet.seal = m_seal;
+    ReadSeal(item, where, subnet.seal);
     ReadText(item, where, kKeyName, subnet.name);
     ReadText(item, where, kKeyPassword, subnet.password);
     bool has_gateway = ReadAddr(item, where, kKeyGateway, subnet.gateway);
@@ -322,6 +330,29 @@ bool Reader::ReadHttp(const cJSON* item, TcrConfig& config) {
     return true;
 }
 
+bool Reader::ReadSeal(const cJSON* object, const std::string& where, TcrSeal& seal) {
+    const cJSON* item = cJSON_GetObjectItemCaseSensitive(object, kKeySeal);
+    if (!item) return true;
+    const char* value = cJSON_GetStringValue(item);
+    std::string text = value ? value : "";
+    if (text == "off") {
+        seal = TcrSeal::kOff;
+    } else if (text == "offered") {
+        seal = TcrSeal::kOffered;
+    } else if (text == "required") {
+        seal = TcrSeal::kRequired;
+    } else {
+        return Fault(item, where + kKeySeal, "is not \"off\", \"offered\" or \"required\"");
+    }
+    return true;
+}
+
+bool Reader::ReadKey(const cJSON* item, const std::string& where, CTSealFingerprint& key) {
+    const char* text = cJSON_GetStringValue(item);
+    if (text && key.Parse(text)) return true;
+    return Fault(item, where, "is not \"sha256:\" and 64 hexadecimal digits");
+}
+
 void Reader::ReadEdges(const cJSON* item, const std::string& where, TcrSubnetConfig& subnet) {
     const cJSON* list = cJSON_GetObjectItemCaseSensitive(item, kKeyEdges);
     if (!list) return;
@@ -334,14 +365,21 @@ void Reader::ReadEdges(const cJSON* item, const std::string& where, TcrSubnetCon
     for (const cJSON* edge = list->child; edge; edge = edge->next, ++number) {
         std::string place = where + kKeyEdges + "[" + std::to_string(number) + "]";
         const cJSON* value = edge;
+        const cJSON* key = nullptr;
         if (cJSON_IsObject(edge)) {
-            CheckKeys(edge, place + ".", {kKeySerial});
-            place += std::string(".") + kKeySerial;
+            CheckKeys(edge, place + ".", {kKeySerial, kKeyKey});
             value = cJSON_GetObjectItemCaseSensitive(edge, kKeySerial);
-            if (!value) Fault(edge, place, "is missing");
+            key = cJSON_GetObjectItemCaseSensitive(edge, kKeyKey);
+            if (!value) Fault(edge, place + "." + kKeySerial, "is missing");
         }
         uint32_t serial = 0;
-        if (value && ReadSerial(value, place, serial)) serials.insert(serial);
+        CTSealFingerprint fingerprint;
+        if (value && ReadSerial(value, value == edge ? place : place + "." + kKeySerial, serial)) {
+            serials.insert(serial);
+            if (key && ReadKey(key, place + "." + kKeyKey, fingerprint)) {
+                subnet.keys[serial] = fingerprint;
+            }
+        }
     }
     subnet.edges.emplace(serials.begin(), serials.end());
 }
@@ -378,6 +416,16 @@ bool TcrConfig::ReadFile(const std::string& path, std::string& fault) {
     fault = path + ": " + first.text;
     if (first.is_syntax) fault += " (line " + std::to_string(first.line) + ")";
     return false;
+}
+
+bool TcrConfig::IsSealOffered() const {
+    return std::ranges::any_of(
+        subnets, [](const TcrSubnetConfig& one) { return one.seal != TcrSeal::kOff; });
+}
+
+bool TcrConfig::IsSealRequired() const {
+    return std::ranges::all_of(
+        subnets, [](const TcrSubnetConfig& one) { return one.seal == TcrSeal::kRequired; });
 }
 
 CTConfigFaults TcrConfig::Check(const std::string& path) {

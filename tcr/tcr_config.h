@@ -1,12 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "base/pvu_config_fault.h"
 #include "base/pvu_version.h"
+#include "seal/seal_fingerprint.h"
+
+// Whether edges of a subnet speak to the central router in the open or through sealed channels.
+enum class TcrSeal { kOff, kOffered, kRequired };
 
 // One subnet to serve. Addresses in host byte order.
 struct TcrSubnetConfig {
@@ -16,6 +21,9 @@ struct TcrSubnetConfig {
     uint32_t mask = 0;
     // Serial numbers of the edges that it lets in, ascending; nothing: all are.
     std::optional<std::vector<uint32_t>> edges = std::nullopt;
+    TcrSeal seal = TcrSeal::kOff;
+    // Keys of edges among them that get in with theirs alone, by serial number.
+    std::map<uint32_t, CTSealFingerprint> keys = {};
 };
 
 // What the central router serves: read from a JSON file, or the defaults, with which a default
@@ -29,10 +37,12 @@ struct TcrSubnetConfig {
 //         "bind": "203.0.113.5",
 //         "port": 1922,
 //         "http": "127.0.0.1:8080",
+//         "seal": "offered",
 //         "subnets": [
 //             { "name": "qwop", "password": "qwop",
 //               "gateway": "192.168.15.5", "netmask": "255.255.255.0",
-//               "edges": [ 1001, -5, "0x80000001", { "serial": 1002 } ] }
+//               "seal": "required",
+//               "edges": [ 1001, -5, "0x80000001", { "serial": 1002, "key": "sha256:..." } ] }
 //         ]
 //     }
 //
@@ -61,4 +71,8 @@ struct TcrConfig {
     std::string http_bind;
     uint16_t http_port = 0;
     std::vector<TcrSubnetConfig> subnets;
+
+    // Whether any subnet has sealed channels, and whether all have nothing else.
+    bool IsSealOffered() const;
+    bool IsSealRequired() const;
 };

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "base/pvu_tick.h"
+#include "seal/seal_fingerprint.h"
 #include "tcr/tcr_path.h"
 
 // The central router's way out, so that its logic runs without a socket in tests.
@@ -19,6 +20,10 @@ class TcrLink {
     }
     // Sends what was passed on; how many of those that Pass took the system refused after all.
     virtual int Flush() { return 0; }
+    // The key that the other end of a path's sealed channel has shown; null without one.
+    virtual const CTSealFingerprint* PeerOf(const TcrPath&) const { return nullptr; }
+    // An edge has logged in through the path's channel, which stays as long as its session has it.
+    virtual void Keep(const TcrPath&) {}
     // The monotonic clock in microseconds, for round trips alone: everything that is decided by the
     // time goes by the one that is handed in.
     virtual int64_t Micros() const { return pvu_get_current_micros(); }

@@ -18,6 +18,9 @@ struct TcrOption {
     // working directory where there is a configuration file without any; else empty, for nothing.
     std::string StateFile(const TcrConfig& config) const;
 
+    // The file of the key of sealed channels: beside the state's.
+    std::string KeyFile(const TcrConfig& config) const { return StateFile(config) + ".key"; }
+
     // Where to listen: as asked for here, or as the configuration says, else 127.0.0.1 and 1922.
     std::string Address(const TcrConfig& config) const;
     uint16_t Port(const TcrConfig& config) const;

@@ -65,6 +65,19 @@ bool TcrServer::Keep(const std::string& path, std::string& fault) {
     return m_writer->Start(fault);
 }
 
+bool TcrServer::Seal(const TcrConfig& config, const std::string& key_file, std::string& fault) {
+    m_key_file = key_file;
+    if (config.IsSealOffered() && !m_channels && !m_key.Open(key_file, fault)) return false;
+    m_sealed_only = config.IsSealRequired();
+    if (!config.IsSealOffered() || m_channels) return true;
+    m_records.resize(CTGroupedSender::kMaxBurst);
+    m_channels = std::make_unique<TcrChannels>(
+        m_key, [this](const TcrPath& to, const uint8_t* data, int length) {
+            m_socket.Send(to, data, length);
+        });
+    return true;
+}
+
 bool TcrServer::Run(const TcrConfig& config) {
     CTCentralRouter router(config, *this, m_writer.get());
     m_last_tick = Now();
@@ -97,6 +110,7 @@ void TcrServer::WakeUp(CTCentralRouter& router, bool& serve) {
     if (now - m_last_tick >= kTickMs) {
         m_last_tick = now;
         router.Tick(now);
+        TickChannels(router, now);
         m_watchdog.Look(static_cast<uint64_t>(now));
     }
     router.EndOfWakeUp(now);
@@ -107,11 +121,37 @@ void TcrServer::Receive(CTCentralRouter& router, TcrTime now) {
         TcrPath from;
         const uint8_t* data;
         int length;
-        while (m_socket.Next(from, data, length))
-            router.Receive(from, data, length, now);
+        while (m_socket.Next(from, data, length)) {
+            if (Unseal(from, data, length, now)) router.Receive(from, data, length, now);
+        }
         router.EndOfBurst();
         if (m_socket.IsDrained()) return;
     }
+}
+
+// Whether there is a message for the central router, in its place. Its own bytes, as the receiver
+// lends them, may be written to.
+bool TcrServer::Unseal(TcrPath& from, const uint8_t* data, int& length, TcrTime now) {
+    from.channel = TcrPath::kOpen;
+    if (!m_channels) return true;
+    if (!TcrChannels::IsSealed(data, length)) return !m_sealed_only;
+    return m_channels->Receive(from, const_cast<uint8_t*>(data), length, now);
+}
+
+void TcrServer::TickChannels(CTCentralRouter& router, TcrTime now) {
+    if (!m_channels) return;
+    m_channels->Tick(now);
+    std::unordered_set<uint64_t> in_use;
+    router.AddChannels(in_use);
+    m_channels->EndBut(in_use);
+}
+
+const CTSealFingerprint* TcrServer::PeerOf(const TcrPath& path) const {
+    return m_channels ? m_channels->PeerOf(path.channel) : nullptr;
+}
+
+void TcrServer::Keep(const TcrPath& path) {
+    if (m_channels) m_channels->Keep(path.channel);
 }
 
 void TcrServer::TakeOutcomes(CTCentralRouter& router, TcrTime now) {
@@ -153,6 +193,9 @@ void TcrServer::Reload(CTCentralRouter& router, TcrTime now) {
         CTEvent(CTEventLevel::kError, "configuration fault").Add("reason", fault).Log();
         return Tell(("SIGHUP: " + fault + "; what was in force stays").c_str());
     }
+    if (!Seal(config, m_key_file, fault)) {
+        return Tell(("SIGHUP: " + fault + "; what was in force stays").c_str());
+    }
     pvu_service_reloading();
     router.Reload(config, now);
     pvu_service_ready();
@@ -188,12 +231,26 @@ bool TcrServer::Finish(CTCentralRouter& router) {
 }
 
 bool TcrServer::Pass(const TcrPath& to, const uint8_t* data, int length) {
-    m_socket.Queue(to, data, length);
+    if (!to.IsSealed()) {
+        m_socket.Queue(to, data, length);
+        return true;
+    }
+    if (!m_channels) return false;
+    Record& record = m_records[m_next_record];
+    int sealed = m_channels->Seal(to.channel, data, length, record.data());
+    if (sealed == 0) return false;
+    m_next_record = (m_next_record + 1) % m_records.size();
+    m_socket.Queue(to, record.data(), sealed);
     return true;
 }
 
 bool TcrServer::Send(const TcrPath& to, const void* data, int length) {
-    return m_socket.Send(to, data, length);
+    if (!to.IsSealed()) return m_socket.Send(to, data, length);
+    if (!m_channels) return false;
+    Record record;
+    int sealed =
+        m_channels->Seal(to.channel, static_cast<const uint8_t*>(data), length, record.data());
+    return sealed > 0 && m_socket.Send(to, record.data(), sealed);
 }
 
 void TcrServer::Started(const TcrOption& option, const TcrConfig& config) {
@@ -209,6 +266,7 @@ void TcrServer::Started(const TcrOption& option, const TcrConfig& config) {
         .Add("listen", address + ":" + port)
         .Add("subnets", subnets)
         .Log();
+    if (m_channels) Tell(("key " + m_key.GetFingerprint().Text()).c_str());
 }
 
 void TcrServer::Tell(const char* line) {

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/pvu_watchdog.h"
+#include "seal/seal_key.h"
 #include "tcr/central_router.h"
+#include "tcr/channels.h"
 #include "tcr/state_file.h"
 #include "tcr/state_writer.h"
 #include "tcr/tcr_desk.h"
@@ -29,6 +33,9 @@ class TcrServer : public TcrLink {
     // Takes up what the file has, makes it if need be, and keeps all changes there; before Run.
     // False with one line in fault.
     bool Keep(const std::string& path, std::string& fault);
+    // Makes or takes up the key of sealed channels, where a subnet has them; before Started, and
+    // when the configuration has changed. False with one line in fault.
+    bool Seal(const TcrConfig& config, const std::string& key_file, std::string& fault);
     // Tells that it is about to serve.
     void Started(const TcrOption& option, const TcrConfig& config);
     // Serves until SIGINT or SIGTERM. False when the last changes could not be written in time:
@@ -41,17 +48,30 @@ class TcrServer : public TcrLink {
     bool Send(const TcrPath& to, const void* data, int length) override;
     bool Pass(const TcrPath& to, const uint8_t* data, int length) override;
     int Flush() override { return m_socket.Flush(); }
+    const CTSealFingerprint* PeerOf(const TcrPath& path) const override;
+    void Keep(const TcrPath& path) override;
     void Tell(const char* line) override;
 
   private:
     void WakeUp(CTCentralRouter& router, bool& serve);
     void Receive(CTCentralRouter& router, TcrTime now);
+    bool Unseal(TcrPath& from, const uint8_t* data, int& length, TcrTime now);
+    void TickChannels(CTCentralRouter& router, TcrTime now);
     bool HandleSignal(CTCentralRouter& router, TcrTime now);
     void Reload(CTCentralRouter& router, TcrTime now);
     void TakeOutcomes(CTCentralRouter& router, TcrTime now);
     bool Finish(CTCentralRouter& router);
 
+    // Records that wait in the socket's queue; as many as it takes before it sends by itself.
+    using Record = std::array<uint8_t, CTSealSession::kMaxRecord>;
+
     TcrSocket m_socket;
+    CTSealKey m_key;
+    std::string m_key_file;
+    std::unique_ptr<TcrChannels> m_channels;  // where a subnet has them
+    bool m_sealed_only = false;
+    std::vector<Record> m_records;
+    size_t m_next_record = 0;
     std::string m_config_file;
     int m_signals = -1;
     TcrTime m_last_tick = 0;

@@ -17,6 +17,8 @@ TcrSubnet::TcrSubnet(const TcrSubnetConfig& served, int index) {
 void TcrSubnet::SetLimits(const TcrSubnetConfig& served) {
     model.SetSubnetPassword(served.password.c_str());
     serials = served.edges;
+    seal = served.seal;
+    keys = served.keys;
 }
 
 void TcrSubnet::FreeSlot(int slot) {
@@ -27,6 +29,13 @@ void TcrSubnet::FreeSlot(int slot) {
 
 bool TcrSubnet::LetsIn(uint32_t serial) const {
     return !serials || std::binary_search(serials->begin(), serials->end(), serial);
+}
+
+bool TcrSubnet::LetsInBy(uint32_t serial, bool sealed, const CTSealFingerprint* key) const {
+    if (seal == TcrSeal::kRequired && !sealed) return false;
+    if (seal == TcrSeal::kOff && sealed) return false;
+    auto wanted = keys.find(serial);
+    return wanted == keys.end() || (sealed && key && *key == wanted->second);
 }
 
 TcrDevices TcrSubnet::DevicesOf(int slot) const {

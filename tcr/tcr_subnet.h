@@ -38,11 +38,15 @@ struct TcrSubnet {
     void FreeSlot(int slot);
     // Whether an edge with that serial number may log in.
     bool LetsIn(uint32_t serial) const;
+    // Whether it may by the way it comes: sealed or not, with that key or null for none.
+    bool LetsInBy(uint32_t serial, bool sealed, const CTSealFingerprint* key) const;
 
     CTSdwanSubnet model;
     TcrSession sessions[kTcrSlots];
     TcrLineBudget lines[kTcrSlots];
     TcrEdgeTraffic traffic[kTcrSlots];             // since the edge, by its serial number, has it
     std::optional<std::vector<uint32_t>> serials;  // let in, ascending; nothing: all are
-    uint32_t last_version = 0;                     // given to a session's router; never given twice
+    TcrSeal seal = TcrSeal::kOff;
+    std::map<uint32_t, CTSealFingerprint> keys;  // of those that get in with theirs alone
+    uint32_t last_version = 0;                   // given to a session's router; never given twice
 };

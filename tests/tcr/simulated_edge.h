@@ -28,12 +28,17 @@ struct CentralRouterRig : TcrLink {
         if (refusing) return false;
         sent[to.remote.GetPort()].push_back(ExpectMessage(WireBytes(bytes, bytes + length), true));
         sent_from[to.remote.GetPort()] = to.local;
+        sent_through[to.remote.GetPort()] = to.channel;
         return true;
+    }
+    const CTSealFingerprint* PeerOf(const TcrPath& path) const override {
+        auto key = keys.find(path.channel);
+        return key == keys.end() ? nullptr : &key->second;
     }
     void Tell(const char* line) override { lines.push_back(line); }
 
     void Receive(uint16_t port, const WireBytes& bytes) {
-        router->Receive({CTSockAddr("10.0.0.1", port), local}, bytes.data(),
+        router->Receive({CTSockAddr("10.0.0.1", port), local, channels[port]}, bytes.data(),
                         static_cast<int>(bytes.size()), now);
         if (!more_come) WakeUpEnds();
     }
@@ -67,6 +72,9 @@ struct CentralRouterRig : TcrLink {
     uint32_t local = 0;                      // the address of ours that datagrams come to
     bool refusing = false;                   // the system takes no datagram
     std::map<uint16_t, uint32_t> sent_from;  // the last one to each port
+    std::map<uint16_t, uint64_t> sent_through;
+    std::map<uint16_t, uint64_t> channels;       // that what comes from a port comes through
+    std::map<uint64_t, CTSealFingerprint> keys;  // that channels' other ends have
     std::map<uint16_t, std::deque<WireMessage>> sent;
     std::vector<std::string> lines;
 };

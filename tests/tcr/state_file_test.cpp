@@ -5,8 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <vector>
 
 #include "tcr/state_check.h"
 #include "tests/support/scratch_dir.h"
@@ -17,9 +19,15 @@ namespace {
 namespace fs = std::filesystem;
 
 // Version 1 and a later one, as a release to come might have it.
-constexpr const char* kLaterSteps[] = {
-    nullptr, "ALTER TABLE edge ADD COLUMN nickname BLOB NOT NULL DEFAULT x'00'"};
-constexpr const char* kBrokenSteps[] = {nullptr, "ALTER TABLE edge ADD COLUMN x; nonsense"};
+constexpr const char* kLaterStep =
+    "ALTER TABLE edge ADD COLUMN nickname BLOB NOT NULL DEFAULT x'00'";
+constexpr const char* kBrokenStep = "ALTER TABLE edge ADD COLUMN x; nonsense";
+
+std::vector<const char*> WithStep(const char* step) {
+    std::vector<const char*> steps(kTcrStateSteps.begin(), kTcrStateSteps.end());
+    steps.push_back(step);
+    return steps;
+}
 
 class StateFile : public testing::Test {
   protected:
@@ -153,13 +161,13 @@ TEST_F(StateFile, ThatIsNotOneIsRefusedUntouched) {
 }
 
 TEST_F(StateFile, OfAnEarlierVersionIsMigratedAndOfALaterOneRefused) {
-    const char* later[] = {kTcrStateSteps[0], kLaterSteps[1]};
-    const char* broken[] = {kTcrStateSteps[0], kBrokenSteps[1]};
+    const std::vector<const char*> later = WithStep(kLaterStep);
+    const std::vector<const char*> broken = WithStep(kBrokenStep);
     Fill();
     ExpectRefused("cannot be migrated", broken);
     ASSERT_EQ(FaultOf(later), "");
     EXPECT_EQ(TextOf(image), TextOf(model.Image()));
-    ExpectRefused("has the later version 2, known here is 1");
+    ExpectRefused("has the later version 3, known here is 2");
     // Again, and with changes on top.
     TcrStateFile file;
     ASSERT_EQ(FaultOf(file, later), "");
@@ -170,6 +178,15 @@ TEST_F(StateFile, OfAnEarlierVersionIsMigratedAndOfALaterOneRefused) {
     fs::remove(path);
     EXPECT_EQ(FaultOf(later), "") << "a new one has the latest version at once";
     ExpectRefused("later version");
+}
+
+// What was there before sealed channels were.
+TEST_F(StateFile, OfTheFirstVersionHasOpenSessions) {
+    Fill();
+    Sql("ALTER TABLE edge DROP COLUMN sealed; PRAGMA user_version = 1");
+    ASSERT_EQ(FaultOf(), "");
+    EXPECT_FALSE(image.edges.empty());
+    EXPECT_TRUE(std::ranges::none_of(image.edges, &TcrEdgeRecord::sealed));
 }
 
 // A copy that an operator made and put back is in another mode.
@@ -219,7 +236,7 @@ TEST_F(StateFile, WithAValueOutOfItsRangeIsRefusedUntouched) {
         {"CREATE TABLE more (x)", "tables of its version"},
         {"CREATE TRIGGER t AFTER INSERT ON edge BEGIN DELETE FROM edge; END", "tables of its"},
         {"DROP TABLE device", "tables of its version"},
-        {"PRAGMA user_version = 2", "later version 2"},
+        {"PRAGMA user_version = 3", "later version 3"},
         {"PRAGMA user_version = -1", "tables of its version"},
         {"PRAGMA application_id = 1", "no state of a central router"},
     };

@@ -34,6 +34,7 @@ inline TcrEdgeRecord SampleEdge(int subnet, int slot, uint32_t variant) {
     edge.registered = (variant & 2) != 0;
     edge.settled = (variant & 4) != 0;
     edge.heard = (int64_t{1} << 33) + variant;
+    edge.sealed = variant % 2 != 0;
     uint32_t first =
         0x0A000100u + (static_cast<uint32_t>(subnet) << 16) + static_cast<uint32_t>(slot) * 16;
     if (variant % 9 > 0) edge.lease = first;
@@ -51,7 +52,7 @@ inline std::string TextOf(const TcrEdgeRecord& edge) {
          << edge.type << ' ' << int{edge.layer} << ' ' << edge.remote.GetIPv4() << ':'
          << edge.remote.GetPort() << ' ' << edge.local << ' ' << edge.lease << ' '
          << static_cast<int>(edge.presence) << edge.listed << edge.registered << edge.settled << ' '
-         << edge.heard;
+         << edge.heard << (edge.sealed ? " sealed" : "");
     for (const TcrDeviceRecord& device : edge.devices) {
         text << " [" << device.ip << ' ' << int{device.mac.bytes[5]} << ' ' << device.status << ']';
     }

@@ -96,6 +96,8 @@ TEST_F(State, RepliesWaitForItPacketsAndHeartbeatsDoNot) {
 
 // What is asked while a batch is being written is in the next one, and is answered after that.
 TEST_F(State, OneBatchTakesAWakeUpsChanges) {
+    a.wanted_ip = Ip(192, 168, 15, 11);  // not one of those below
+    b.wanted_ip = Ip(192, 168, 15, 12);
     JoinAll({&a, &b});
     WriteLater();
     int before = state.batches;
