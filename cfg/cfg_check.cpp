@@ -9,6 +9,7 @@
 
 #include "base/pvu_event.h"
 #include "base/pvu_json_lines.h"
+#include "cfg/central_router_cfg.h"
 #include "cfg/cfg_keys.h"
 #include "cfg/cfg_value_fault.h"
 #include "cfg/json_object.h"
@@ -38,7 +39,8 @@ constexpr Key kLanKeys[] = {
     {cfg_key::kInterface, Kind::kInterface}, {cfg_key::kMtu, Kind::kInterfaceMtu},
     {cfg_key::kControl, Kind::kText}};
 constexpr Key kCentralRouterKeys[] = {{cfg_key::kIp, Kind::kIPv4Address},
-                                      {cfg_key::kPort, Kind::kNumber}};
+                                      {cfg_key::kPort, Kind::kNumber},
+                                      {cfg_key::kKey, Kind::kFingerprints}};
 constexpr Key kSstpKeys[] = {{cfg_key::kRecvTimeout, Kind::kNumber},
                              {cfg_key::kP2pEnable, Kind::kFlag},
                              {cfg_key::kHeartBeatInterval, Kind::kNumber},
@@ -77,6 +79,8 @@ bool IsOfKind(const cJSON* item, Kind kind) {
             return CTLocalHostCfg::IsInterface(item);
         case Kind::kInterfaceMtu:
             return CTLocalHostCfg::IsMtu(item);
+        case Kind::kFingerprints:
+            return CTCentralRouterCfg::IsKey(item);
         case Kind::kUnread:
             return true;
     }
@@ -92,12 +96,13 @@ const char* KindName(Kind kind) {
                                       "a MAC address",
                                       "4 to 15 letters, digits, \"-\" or \"_\"",
                                       "a whole number from 576 to 1500",
+                                      "\"sha256:\" and 64 hexadecimal digits, or a list",
                                       "anything"};
     return kNames[static_cast<size_t>(kind)];
 }
 
 bool EndsStart(Kind kind) {
-    return kind == Kind::kInterface || kind == Kind::kInterfaceMtu;
+    return kind == Kind::kInterface || kind == Kind::kInterfaceMtu || kind == Kind::kFingerprints;
 }
 
 // A name out of a file as it may stand on a terminal, in quotes.

@@ -39,6 +39,7 @@ class CTCfgCheck {
         kEtherAddress,
         kInterface,
         kInterfaceMtu,
+        kFingerprints,
         kUnread
     };
     struct Key {

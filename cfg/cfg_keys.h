@@ -26,6 +26,8 @@ constexpr char kControl[] = "control";
 
 constexpr char kCentralRouter[] = "central router";
 constexpr char kPort[] = "port";
+// May be absent; the default file has none.
+constexpr char kKey[] = "key";
 // Of the sections "lan" and "central router".
 constexpr char kIp[] = "ip";
 

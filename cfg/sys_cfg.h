@@ -97,7 +97,13 @@ class CTSysCfg {
     int GetInterfaceMtu() const { return m_lan.m_mtu; }
     // The control socket's file, empty for none; nothing where the file does not say.
     const std::optional<std::string>& GetControl() const { return m_lan.m_control; }
-    // A key of the section "lan" whose value no edge may start with, or null.
+    // The keys that the central router may have; none: it is spoken to in the open.
+    const std::vector<CTSealFingerprint>& GetCentralRouterKeys() const {
+        return m_central_router.m_keys;
+    }
+    // A key of the section "central router" whose value no edge may start with, or null; likewise
+    // of the section "lan".
+    const char* GetRefusedCentralRouterKey() const { return m_central_router.GetRefusedKey(); }
     const char* GetRefusedKey() const { return m_lan.GetRefusedKey(); }
     const char* GetLocalRouterLabel() const { return m_local_router.m_label; }
     unsigned short GetLocalRouterType() const { return m_local_router.m_type; }

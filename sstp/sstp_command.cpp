@@ -19,6 +19,8 @@ int CTSstpConnect::SstpEcho(CTSstpConnect& conn) {
     CTSstpEchoMsg request;
     CTSstpEchoAck reply;
     if (!request.Create() || !reply.Create()) return 1;
+    // Every join and rejoin begins here: with a channel of its own.
+    if (conn.m_sealed.IsOn() && !conn.OpenChannel()) return 1;
     return conn.WriteAndWaitReply(request, reply);
 }
 
@@ -37,6 +39,8 @@ int CTSstpConnect::SstpLogin(CTSstpConnect& conn, const char* subnet, const char
     int result = conn.WriteAndWaitReply(request, reply);
     if (result == 0 && reply.GetError() == 0) {
         conn.SetIdentify(reply.GetIdentifier());
+        request.SetSrc(reply.GetIdentifier());
+        conn.m_sealed.SetLogin(request.GetBufferPtr(), request.GetMessageLength());
     } else {
         CTSstpError::SetLastError(static_cast<int>(reply.GetError()));
         result = 1;

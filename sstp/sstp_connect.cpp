@@ -9,6 +9,13 @@ namespace {
 
 constexpr int kBufKb = 1024;
 constexpr std::chrono::milliseconds kQuitLook(50);
+constexpr int kChannelStepMs = 50;
+
+// The sealed channels' clock: the real one, as their library has that.
+int64_t Now() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
 
 }  // namespace
 
@@ -27,6 +34,7 @@ bool CTSstpConnect::Open(CTSockAddr& central) {
     m_sender.Attach(m_udp.GetHandle());
     m_receiver.Attach(m_udp.GetHandle());
     m_central = central;
+    m_sealed.Attach(m_udp.GetHandle(), central);
     return true;
 }
 
@@ -36,17 +44,26 @@ int CTSstpConnect::Read(CTSockAddr& from, CTSstpMessage& msg) {
 
 // The kernel may hand over several datagrams as one, so everything is read through the receiver.
 bool CTSstpConnect::Receive(CTReceivedDatagram& datagram) {
-    if (m_receiver.Next(datagram)) return true;
-    return m_receiver.Receive(m_udp.GetRecvTimeout()) > 0 && m_receiver.Next(datagram);
+    if (m_sealed.IsOn()) m_sealed.Step(Now());
+    if (NextReceived(datagram)) return true;
+    return m_receiver.Receive(m_udp.GetRecvTimeout()) > 0 && NextReceived(datagram);
+}
+
+bool CTSstpConnect::NextReceived(CTReceivedDatagram& datagram) {
+    while (m_receiver.Next(datagram)) {
+        if (!m_sealed.IsOn()) return true;
+        if (m_sealed.Take(datagram, Now()) == CTSealedLink::Taken::kMessage) return true;
+    }
+    return false;
 }
 
 bool CTSstpConnect::Receive(CTReceivedDatagram& datagram, int ms) {
-    if (m_receiver.Next(datagram)) return true;
+    if (NextReceived(datagram)) return true;
     if (m_receiver.Receive() <= 0) {
         if (CTUdp::SelectWait(m_udp.GetHandle(), ms) != 0) return false;
         if (m_receiver.Receive() <= 0) return false;
     }
-    return m_receiver.Next(datagram);
+    return NextReceived(datagram);
 }
 
 int CTSstpConnect::ReadWithin(CTSockAddr& from, CTSstpMessage& msg, int ms) {
@@ -66,7 +83,31 @@ int CTSstpConnect::SendNumbered(CTSockAddr& to, CTSstpMessage& msg, uint16_t seq
     msg.SetSeq(seq);
     msg.SetSrc(m_identifier);
     int length = std::min(msg.GetMessageLength(), msg.GetBufferSize());
-    return m_udp.Write(to.GetSockAddrin(), msg.GetBufferPtr(), length);
+    if (!m_sealed.IsOn()) return m_udp.Write(to.GetSockAddrin(), msg.GetBufferPtr(), length);
+    CTDatagram datagram = {msg.GetBufferPtr(), length, to.GetSockAddrin()};
+    if (m_sealed.Seal(&datagram, 1, Now()) == 0) return -1;
+    bool sent = m_udp.Write(to.GetSockAddrin(), datagram.data, datagram.length) == datagram.length;
+    return sent ? length : -1;
+}
+
+int CTSstpConnect::WriteBurst(CTDatagram* datagrams, int count) {
+    int left = m_sealed.IsOn() ? m_sealed.Seal(datagrams, count, Now()) : count;
+    return m_sender.Send(datagrams, left);
+}
+
+bool CTSstpConnect::IsSilent() const {
+    return m_sealed.IsOn() && m_sealed.IsSilent(Now());
+}
+
+bool CTSstpConnect::OpenChannel() {
+    m_sealed.Begin(Now());
+    while (!m_sealed.IsReady() && !m_sealed.HasFailed() && !IsGivenUp()) {
+        if (m_on_wait) m_on_wait();
+        CTReceivedDatagram datagram;
+        Receive(datagram, kChannelStepMs);  // what is no step of it is dropped
+        m_sealed.Step(Now());
+    }
+    return m_sealed.IsReady();
 }
 
 void CTSstpConnect::Number(CTSstpMessage& msg) {

@@ -9,6 +9,7 @@
 #include "base/pvu_udp.h"
 #include "offload/grouped_receiver.h"
 #include "offload/grouped_sender.h"
+#include "sstp/sealed_link.h"
 #include "sstp/sstp_message.h"
 
 class CTSstpGetDeviceAckParamList;
@@ -42,6 +43,8 @@ class CTSstpConnect {
     void SetCentralRouterAddr(CTSockAddr& addr) { m_central = addr; }
     // Whether a reply must come from the central router's address and port. Before the exchanges.
     void SetStrictSource(bool strict) { m_strict_source = strict; }
+    // Speaks through sealed channels only, from the next Open on.
+    CTSealedLink& GetSealedLink() { return m_sealed; }
     // kSstpCentralRouter until the login; never reset by a logout.
     void SetIdentify(uint32_t identifier) { m_identifier = identifier; }
 
@@ -51,6 +54,12 @@ class CTSstpConnect {
     uint32_t GetIdentifier() const { return m_identifier; }
     int GetMtu() const { return m_mtu; }
 
+    // With sealed channels: whether something was sent a second ago and nothing has come since.
+    // Never in the open, where that tells nothing.
+    bool IsSilent() const;
+    // A new channel, as the central router may have lost the one in use.
+    void RenewChannel() { m_sealed.Renew(); }
+
     // One datagram into the message's buffer, cut to it; the byte count, or -1 when none arrived
     // within the receive time-out.
     int Read(CTSockAddr& from, CTSstpMessage& msg);
@@ -59,7 +68,7 @@ class CTSstpConnect {
     // for the first; and the next of those that were taken in with it, without any system call.
     // False when there is none. The bytes last until the next Receive or Read.
     bool Receive(CTReceivedDatagram& datagram);
-    bool NextReceived(CTReceivedDatagram& datagram) { return m_receiver.Next(datagram); }
+    bool NextReceived(CTReceivedDatagram& datagram);
 
     // Numbers a message whose seq is 0 (network packets and everything else have a counter each),
     // stamps the identifier as its src and sends it; the bytes sent, or -1. The first message on
@@ -72,9 +81,8 @@ class CTSstpConnect {
     // datagrams, as they are and in their order, in as few calls as the system allows; how many it
     // took.
     void Number(CTSstpMessage& msg);
-    int WriteBurst(const CTDatagram* datagrams, int count) {
-        return m_sender.Send(datagrams, count);
-    }
+    // Datagrams may be changed: sealed ones are sent in their place.
+    int WriteBurst(CTDatagram* datagrams, int count);
     // Whether the system refused to send several datagrams as one, on this socket or an earlier
     // one; once for each. Any thread.
     uint64_t GetSegmentsRefused() const { return m_sender.GetSegmentsRefused(); }
@@ -129,6 +137,8 @@ class CTSstpConnect {
   private:
     uint16_t NextSeq(uint8_t type);
     int SendNumbered(CTSockAddr& to, CTSstpMessage& msg, uint16_t seq);
+    // Until a first channel is there, or it is given up.
+    bool OpenChannel();
     bool IsGivenUp() const { return m_quit && *m_quit != 0; }
     bool Receive(CTReceivedDatagram& datagram, int ms);
     int ReadWithin(CTSockAddr& from, CTSstpMessage& msg, int ms);
@@ -144,6 +154,7 @@ class CTSstpConnect {
     CTUdp m_udp;
     CTGroupedSender m_sender;
     CTGroupedReceiver m_receiver;
+    CTSealedLink m_sealed;
     bool m_answered = false;
     int m_send_error = 0;
     const std::atomic<uint8_t>* m_quit = nullptr;  // while the edge joins again

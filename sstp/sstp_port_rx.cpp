@@ -22,6 +22,8 @@ namespace {
 
 constexpr unsigned kFirstRetryMs = 2000;  // after one unanswered heartbeat
 constexpr unsigned kRetryMs = 1000;       // after more
+constexpr unsigned kSilentMs = 1000;      // with a sealed channel through which nothing comes
+constexpr unsigned kMissesToRenew = 2;
 
 // Descriptors in both queues at which the receive thread stops reading: a full queue of network
 // packets each way, and as many commands and acknowledgements.
@@ -340,7 +342,11 @@ int CTSstpPort::SendHeartBeat() {
     if (m_heartbeat_misses > 1) interval = kRetryMs;
     uint64_t tick = pvu_get_current_tick();
     uint32_t now = static_cast<uint32_t>(tick);
+    // A central router that was restarted has lost the sealed channel, and only a handshake finds
+    // that out: so it is asked sooner, and again with a new channel.
+    if (m_conn->IsSilent()) interval = kSilentMs;
     if (now - m_last_heartbeat < interval) return 0;
+    if (m_conn->IsSilent() && m_heartbeat_misses >= kMissesToRenew) m_conn->RenewChannel();
 
     CTSstpHeartBeatMsg heartbeat;
     if (!heartbeat.Create()) return 1;

@@ -19,6 +19,7 @@
 #include "inet/xmit_pkt_pool.h"
 #include "sdwan/sdwan_router.h"
 #include "sdwan/sdwan_subnet.h"
+#include "seal/seal_key.h"
 #include "sstp/p2p_connect_list.h"
 #include "sstp/sstp_connect.h"
 #include "sstp/sstp_port.h"
@@ -123,6 +124,7 @@ class CTsdwSys {
     CTReadWriteLock& GetModelLock() PVU_RETURN_CAPABILITY(m_model_lock) { return m_model_lock; }
     CTNetAdapter& GetAdapter() { return m_adapter; }
     CTSysCfg& GetConfig() { return m_config; }
+    CTSstpConnect& GetClient() { return m_client; }
     CTXmitPktPool& GetPool() { return m_pool; }
 
   private:
@@ -131,6 +133,7 @@ class CTsdwSys {
         uint32_t ip, mask, gateway;
     };
 
+    bool InitSeal();
     bool OpenClient();
     void JoinAgain();
     bool ExchangeRejoin(CTSdwanSubnet& subnet, CTP2pConnectList& peers);
@@ -179,6 +182,7 @@ class CTsdwSys {
     CTXmitPktPool m_pool;        // shared by the network device and the tunnel port
     CTNetAdapter m_adapter;
     CTNetDevice m_device;
+    CTSealKey m_seal_key;  // of sealed channels, where they are asked for
     CTSstpConnect m_client;
     CTSstpPort m_port;
     CTSdwanRouter m_local_router;

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int kMacTextSize = 64;
+constexpr char kKeySuffix[] = ".key";
 constexpr uint16_t kRouterTypeTap = 1;
 constexpr uint16_t kRouterTypeTun = 2;
 constexpr int kRegistrationRecords = 960;  // capped by the list's own maximum
@@ -42,6 +43,18 @@ bool CTsdwSys::InitTap() {
     bool layer2 = m_adapter.GetNetLayer() == kNetLayer2;
     m_config.SetLocalRouterType(layer2 ? kRouterTypeTap : kRouterTypeTun);
     m_config.SetLocalRouterLayer(layer2 ? kNetLayer2 : kNetLayer3);
+    return true;
+}
+
+// The edge's own key lies beside its configuration file.
+bool CTsdwSys::InitSeal() {
+    if (m_config.GetCentralRouterKeys().empty()) return true;
+    std::string fault;
+    if (!m_seal_key.Open(std::string(m_config_file.c_str()) + kKeySuffix, fault)) {
+        return FailStart(fault.c_str());
+    }
+    printf("key %s\n", m_seal_key.GetFingerprint().Text().c_str());
+    m_client.GetSealedLink().TurnOn(m_seal_key, m_config.GetCentralRouterKeys());
     return true;
 }
 

@@ -86,6 +86,12 @@ bool CTsdwSys::Init() {
         return FailStart(
             (std::string("config file refused, key \"") + key + "\" in section \"lan\"").c_str());
     }
+    if (const char* key = m_config.GetRefusedCentralRouterKey()) {
+        return FailStart(
+            (std::string("config file refused, key \"") + key + "\" in section \"central router\"")
+                .c_str());
+    }
+    if (!InitSeal()) return false;
     if (!InitTap()) return false;
     TellStarted();
     NoteIdentity(false);

@@ -12,7 +12,7 @@ complain() {
     status=1
 }
 
-folders=(base ops inet offload sstp sdwan cfg forward sys tcr ctl)
+folders=(base ops seal inet offload sstp sdwan cfg forward sys tcr ctl)
 mapfile -t sources < <(find "${folders[@]}" -name '*.h' -o -name '*.cpp')
 
 # A member function is declared in the header that has its class.
