@@ -10,6 +10,7 @@ namespace {
 
 constexpr char kTamvo[] = "tamvo";
 constexpr char kFloor[] = "floor";
+constexpr char kSealed[] = "sealed";
 constexpr size_t kTextSize = 200;
 // Heartbeats and the like allocate now and then.
 constexpr double kNone = 0.001;
@@ -41,6 +42,19 @@ constexpr std::array kAheadIfMore = {"tcp1",        "tcp4",           "both",
                                      "udp64.flood", "udp64.lossfree", "udp1372.flood"};
 constexpr std::array kAheadIfLess = {"rtt.idle", "rtt.load", "tcp1.cpu", "udp64.cpu"};
 
+constexpr std::array kSealedAhead = {"tcp1", "udp64.flood", "udp64.lossfree"};
+
+void AddSealedAims(std::vector<BenchAim>& aims) {
+    aims.push_back({"on", "tcp1", kTamvo, true, 0.4, kSealed});
+    aims.push_back({"on", "udp64.flood", kTamvo, true, 0.5, kSealed});
+    aims.push_back({"on", "udp64.lossfree", kTamvo, true, 0.5, kSealed});
+    aims.push_back({"on", "rtt.idle", kTamvo, false, 1.25, kSealed});
+    for (const char* peer : kBenchEncryptingPeers) {
+        for (const char* measure : kSealedAhead)
+            aims.push_back({"on", measure, peer, true, 1, kSealed});
+    }
+}
+
 std::vector<BenchAim> AllAims() {
     std::vector<BenchAim> aims = FixedAims();
     for (const char* peer : kPeers) {
@@ -49,6 +63,7 @@ std::vector<BenchAim> AllAims() {
         for (const char* measure : kAheadIfLess)
             aims.push_back({"on", measure, peer, false, 1});
     }
+    AddSealedAims(aims);
     return aims;
 }
 
@@ -72,10 +87,10 @@ std::optional<double> BenchRatio(const BenchSamples& samples, const std::string&
 std::vector<BenchVerdict> JudgeBench(const BenchSamples& samples) {
     std::vector<BenchVerdict> verdicts;
     for (const BenchAim& aim : AllAims()) {
-        const std::vector<double>& own = samples.Of(aim.links, kTamvo, aim.measure);
+        const std::vector<double>& own = samples.Of(aim.links, aim.system, aim.measure);
         BenchVerdict verdict{aim, std::nullopt};
         if (!aim.against.empty()) {
-            verdict.value = BenchRatio(samples, aim.links, aim.measure, kTamvo, aim.against);
+            verdict.value = BenchRatio(samples, aim.links, aim.measure, aim.system, aim.against);
         } else if (!own.empty()) {
             verdict.value = BenchMedian(own);
         }
@@ -88,6 +103,7 @@ std::string BenchVerdictText(const BenchVerdict& verdict) {
     const BenchAim& aim = verdict.aim;
     std::string of = aim.against.empty() ? "" : " of " + aim.against;
     std::string links = aim.links == "on" ? "" : ", links without UDP segmentation";
+    if (aim.system != kTamvo) links = ", " + aim.system + links;
     char text[kTextSize];
     if (!verdict.value) {
         snprintf(text, sizeof text, "%s%s%s: not measured", TitleOf(aim.measure), of.c_str(),

@@ -7,13 +7,15 @@
 #include "bench/report/samples.h"
 
 // What Tamvo is to reach: in the ratio of its median to the plain floor's, in absolute figures, and
-// ahead of every peer that was measured.
+// ahead of every peer that was measured; and what its sealed mode is to reach, in the ratio to its
+// open one and ahead of every peer that encrypts.
 struct BenchAim {
     std::string links;
     std::string measure;
     std::string against;  // a system; empty for an absolute figure
     bool at_least;        // else at most
     double bound;
+    std::string system = "tamvo";  // whose figure it is
 };
 
 struct BenchVerdict {
@@ -24,7 +26,8 @@ struct BenchVerdict {
     }
 };
 
-// A verdict for every aim, in the order of their list, those against the peers behind.
+// A verdict for every aim, in the order of their list, those against the peers behind, the sealed
+// mode's last.
 std::vector<BenchVerdict> JudgeBench(const BenchSamples& samples);
 
 // The ratio of both systems' medians; none when one was not measured or the second is 0.

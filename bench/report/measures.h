@@ -33,3 +33,7 @@ constexpr std::array<BenchMeasure, 20> kBenchMeasures = {{
     {"alloc.flood", "allocations, overload", "1/packet", 4, false},
     {"routers", "added by 16 routers", "per cent", 2, false},
 }};
+
+// What the sealed mode is held against beside the open one: tunnels that encrypt.
+inline constexpr std::array kBenchEncryptingPeers = {"openvpn-gcm", "wireguard-go", "tinc-aes",
+                                                     "fastd-salsa"};

@@ -21,8 +21,8 @@ void PrintSample(std::ostream& out, const std::string& links, const std::string&
 
 void PrintAim(std::ostream& out, const BenchVerdict& verdict) {
     const BenchAim& aim = verdict.aim;
-    out << "    { \"links\": " << Quoted(aim.links) << ", \"measure\": " << Quoted(aim.measure)
-        << ", \"against\": " << Quoted(aim.against)
+    out << "    { \"links\": " << Quoted(aim.links) << ", \"system\": " << Quoted(aim.system)
+        << ", \"measure\": " << Quoted(aim.measure) << ", \"against\": " << Quoted(aim.against)
         << ", \"at least\": " << (aim.at_least ? "true" : "false") << ", \"bound\": " << aim.bound
         << ", \"value\": ";
     if (verdict.value) {

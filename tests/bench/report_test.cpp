@@ -63,6 +63,32 @@ TEST(BenchReport, HoldsTheRatioOfMediansAgainstTheAim) {
     EXPECT_EQ(Find(verdicts, "on", "both", "floor")->value, std::nullopt);
 }
 
+// An aim of the open mode is none of the sealed one's, whatever they are held against.
+TEST(BenchReport, HoldsTheSealedModeAgainstTheOpenOneAndThePeersThatEncrypt) {
+    BenchSamples samples = Samples(
+        "on 1 tamvo tcp1 1000\non 1 sealed tcp1 390\non 1 openvpn-gcm tcp1 380\n"
+        "on 1 tinc-aes tcp1 400\non 1 tamvo rtt.idle 100\non 1 sealed rtt.idle 124\n");
+    std::vector<BenchVerdict> verdicts = JudgeBench(samples);
+    EXPECT_EQ(Find(verdicts, "on", "tcp1", "tamvo")->value, 0.39);
+    EXPECT_FALSE(Find(verdicts, "on", "tcp1", "tamvo")->Holds());
+    EXPECT_TRUE(Find(verdicts, "on", "tcp1", "openvpn-gcm")->Holds());
+    EXPECT_FALSE(Find(verdicts, "on", "tcp1", "tinc-aes")->Holds());
+    EXPECT_TRUE(Find(verdicts, "on", "rtt.idle", "tamvo")->Holds());
+    EXPECT_EQ(Find(verdicts, "on", "tcp1", "floor")->value, std::nullopt);
+    EXPECT_EQ(BenchVerdictText(*Find(verdicts, "on", "tcp1", "tamvo")),
+              "TCP, one stream, sealed: 0.39 of tamvo, aim is at least 0.4");
+    std::ostringstream table;
+    PrintBenchTable(table, samples, verdicts);
+    EXPECT_THAT(table.str(), testing::Not(HasSubstr("Tamvo and its floor")));
+    EXPECT_THAT(table.str(), testing::ContainsRegex(
+                                 "TCP, one stream +Mbit/s +1000 +390 +0.39 +>= 0.4 MISSED\n"));
+    EXPECT_THAT(table.str(), testing::ContainsRegex("openvpn-gcm +\\+- +tinc-aes +\\+-\n"));
+    std::ostringstream chart;
+    EXPECT_TRUE(PrintBenchChart(chart, samples, "on"));
+    EXPECT_THAT(chart.str(), HasSubstr("measure sealed openvpn-gcm tinc-aes\n"
+                                       "\"TCP, one stream\" 0.39 0.38 0.4\n"));
+}
+
 TEST(BenchReport, ShowsEveryFigureInTableJsonAndChart) {
     BenchSamples samples = Samples(
         "on 1 floor tcp1 800\non 2 floor tcp1 900\non 1 tamvo tcp1 612\non 1 tinc tcp1 425\n");
