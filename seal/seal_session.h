@@ -77,6 +77,7 @@ class CTSealSession {
     bool TakePeer();
 
     gnutls_session_t m_handle = nullptr;
+    Role m_role = Role::kEdge;
     Judge m_judge;
     CTSealFingerprint m_peer;
     bool m_has_peer = false;
