@@ -19,7 +19,9 @@ int CTSstpConnect::SstpEcho(CTSstpConnect& conn) {
     CTSstpEchoMsg request;
     CTSstpEchoAck reply;
     if (!request.Create() || !reply.Create()) return 1;
-    // Every join and rejoin begins here: with a channel of its own.
+    // Every join and rejoin begins here: with a channel of its own. Without one nothing was sent.
+    conn.m_answered = false;
+    conn.m_send_error = 0;
     if (conn.m_sealed.IsOn() && !conn.OpenChannel()) return 1;
     return conn.WriteAndWaitReply(request, reply);
 }

@@ -45,6 +45,7 @@ class CTSstpConnect {
     void SetStrictSource(bool strict) { m_strict_source = strict; }
     // Speaks through sealed channels only, from the next Open on.
     CTSealedLink& GetSealedLink() { return m_sealed; }
+    const CTSealedLink& GetSealedLink() const { return m_sealed; }
     // kSstpCentralRouter until the login; never reset by a logout.
     void SetIdentify(uint32_t identifier) { m_identifier = identifier; }
 

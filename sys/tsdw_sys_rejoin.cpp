@@ -113,7 +113,10 @@ bool CTsdwSys::LogInAgain() {
 
 // False, with the reason in words.
 bool CTsdwSys::FailRejoin(const char* request) {
-    if (m_client.IsAnswered()) {
+    const CTSealedLink& sealed = m_client.GetSealedLink();
+    if (sealed.HasFailed()) {
+        m_rejoin_fault.Printf("no sealed channel: %s", sealed.GetFault().c_str());
+    } else if (m_client.IsAnswered()) {
         m_rejoin_fault.Printf("%s refused", request);
     } else if (m_client.GetSendError() != 0) {
         m_rejoin_fault.Printf("%s not sent: %s", request, strerror(m_client.GetSendError()));

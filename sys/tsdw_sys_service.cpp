@@ -42,6 +42,10 @@ bool CTsdwSys::FailStart(const char* reason, const std::string& detail) {
 
 // Why the exchange that was tried last did not succeed.
 std::string CTsdwSys::JoinFault() const {
+    const CTSealedLink& sealed = m_client.GetSealedLink();
+    if (sealed.HasFailed()) {
+        return "no sealed channel with " + Text(m_central_router) + ": " + sealed.GetFault();
+    }
     if (m_client.GetSendError() != 0) {
         return std::string("request not sent: ") + strerror(m_client.GetSendError());
     }

@@ -103,6 +103,8 @@ bool CTsdwSys::Init() {
     }
     if (!m_waits_for_router && !SstpConnect()) {
         DeInitTap();
+        // Which key it was is not to be seen in what is exchanged.
+        if (m_client.GetSealedLink().HasFailed()) printf("%s\n", JoinFault().c_str());
         return FailStart("connected tcr failed, tcr is not online", JoinFault());
     }
     if (!m_adapter.ConfigTun(m_config.GetLocalIPAddr(), m_config.GetLocalNetMask())) {
