@@ -71,6 +71,14 @@ int Watch(const CtlOption& option) {
     return good ? kCtlGood : kCtlRefused;
 }
 
+// Of the key of sealed channels, on a line of its own: as it stands in a configuration.
+int Fingerprint(const CtlOption& option) {
+    return AskAndShow(option, CtlProgram::kEither, Request("fingerprint"), [](const cJSON* reply) {
+        const char* text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(reply, "key"));
+        return text ? ctl_terminal_text(text) + "\n" : std::string();
+    });
+}
+
 // A collector gets them as they are: an escape of ours is none of the format's.
 int Metrics(const CtlOption& option) {
     return AskAndShow(option, CtlProgram::kEither, Request("metrics"), [](const cJSON* reply) {
@@ -121,7 +129,8 @@ struct Command {
 constexpr Command kCommands[] = {
     {"status", nullptr, 0, Status},    {"watch", nullptr, 0, Watch},
     {"metrics", nullptr, 0, Metrics},  {"subnet", "list", 0, Subnets},
-    {"edge", "remove", 1, RemoveEdge}, {"check", nullptr, 1, Check},
+    {"edge", "remove", 1, RemoveEdge}, {"fingerprint", nullptr, 0, Fingerprint},
+    {"check", nullptr, 1, Check},
 };
 
 bool IsMeant(const Command& command, const std::vector<std::string>& words) {

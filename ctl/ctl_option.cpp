@@ -69,6 +69,7 @@ void CtlOption::PrintHelp() {
         "  edge remove SERIAL    End session, address and announcements of a central router's "
         "edge;");
     puts("                        a negative number goes behind --");
+    puts("  fingerprint           Its key of sealed channels, as others' configurations name it");
     puts("  check FILE            Say what is wrong with a configuration file of either program");
     puts("");
     puts("  -s, --socket PATH     Control socket of the program (default: \"control\" in");

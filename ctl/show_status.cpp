@@ -94,6 +94,11 @@ std::string Address(const cJSON* reply) {
     return address + Prefix(reply) + ", gateway " + ctl_text(reply, "gateway");
 }
 
+std::string Sealed(const cJSON* sealed) {
+    return ctl_text(sealed, "cipher") + ", central router " +
+           ctl_text(sealed, "central_router_key") + ", own key " + ctl_text(sealed, "key");
+}
+
 std::string EdgeHead(const cJSON* reply, bool colour) {
     const cJSON* central = ctl_member(reply, "central_router");
     std::string state = ctl_text(central, "state");
@@ -108,6 +113,8 @@ std::string EdgeHead(const cJSON* reply, bool colour) {
              ctl_figure(central, "round_trip_ms", ctl_millis) + ", last answer " +
              Ago(central, "answered_seconds"),
          state == "silent" ? CtlStyle::kBad : CtlStyle::kPlain);
+    const cJSON* sealed = ctl_member(reply, "sealed");
+    if (cJSON_IsObject(sealed)) Line(table, "sealed", Sealed(sealed));
     std::string fault = ctl_text(reply, "join_fault");
     bool failed = fault != "-";
     Line(table, "joined", Ago(reply, "joined_seconds") + (failed ? ", last attempt: " + fault : ""),
@@ -149,7 +156,14 @@ std::string Peers(const cJSON* reply, bool colour) {
     return "\n" + table.Text();
 }
 
-std::string Edges(const cJSON* subnet, bool colour) {
+std::string YesOrNo(const cJSON* object, const char* key) {
+    const cJSON* value = ctl_member(object, key);
+    if (!cJSON_IsBool(value)) return "-";
+    return cJSON_IsTrue(value) ? "yes" : "no";
+}
+
+// Whether they are sealed is said where some may be.
+std::string Edges(const cJSON* subnet, bool seals, bool colour) {
     CtlTable table(colour);
     table.Column("Edge");
     table.Column("Serial", Align::kRight);
@@ -157,6 +171,7 @@ std::string Edges(const cJSON* subnet, bool colour) {
     table.Column("Since", Align::kRight);
     table.Column("Heard", Align::kRight);
     table.Column("Endpoint");
+    if (seals) table.Column("Sealed");
     table.Column("Lease");
     table.Column("Round trip", Align::kRight);
     TrafficColumns(table, "From it", "bytes", "rate");
@@ -171,12 +186,24 @@ std::string Edges(const cJSON* subnet, bool colour) {
         table.Cell(ctl_figure(edge, "since_seconds", ctl_duration));
         table.Cell(ctl_figure(edge, "heard_seconds", ctl_duration));
         table.Cell(ctl_text(edge, "endpoint"));
+        if (seals) table.Cell(YesOrNo(edge, "sealed"));
         table.Cell(ctl_text(edge, "lease"));
         table.Cell(ctl_figure(edge, "round_trip_ms", ctl_millis));
         TrafficCells(table, ctl_member(edge, "from_edge"));
         TrafficCells(table, ctl_member(edge, "to_edge"));
     }
     return table.Text();
+}
+
+std::string SealCounts(const cJSON* counters) {
+    std::string text;
+    const cJSON* count = nullptr;
+    cJSON_ArrayForEach(count, counters) {
+        if (!count->string || !cJSON_IsNumber(count)) continue;
+        text += (text.empty() ? "" : ", ") + std::string(count->string) + " " +
+                ctl_whole(cJSON_GetNumberValue(count));
+    }
+    return text;
 }
 
 std::string CentralRouter(const cJSON* reply, bool colour) {
@@ -191,6 +218,13 @@ std::string CentralRouter(const cJSON* reply, bool colour) {
          ctl_count(counters, "received") + ", relayed " + ctl_count(counters, "relayed") +
              ", answered " + ctl_count(counters, "answered") + ", pings " +
              ctl_count(counters, "pings"));
+    const cJSON* sealed = ctl_member(reply, "sealed");
+    if (cJSON_IsObject(sealed)) {
+        Line(table, "sealed",
+             "key " + ctl_text(sealed, "key") + ", channels " + ctl_count(sealed, "channels") +
+                 ", strangers " + ctl_count(sealed, "strangers"));
+        Line(table, "", SealCounts(ctl_member(sealed, "counters")));
+    }
     text += table.Text();
     const cJSON* subnet = nullptr;
     cJSON_ArrayForEach(subnet, ctl_member(reply, "subnets")) {
@@ -200,7 +234,7 @@ std::string CentralRouter(const cJSON* reply, bool colour) {
                              std::to_string(cJSON_GetArraySize(ctl_member(subnet, "edges"))) +
                              " of " + ctl_count(subnet, "slots") + " slots taken",
                          colour);
-        text += Edges(subnet, colour);
+        text += Edges(subnet, cJSON_IsObject(sealed), colour);
     }
     return text;
 }

@@ -19,10 +19,24 @@ std::string MetricsReply(const CTEdgeSnapshot& snapshot) {
     return control_print(root.get());
 }
 
+std::string FingerprintReply(const CTSealKey& key) {
+    if (!key.IsOpen()) {
+        return control_error(
+            "this edge speaks in the open and has no key: \"key\" in section \"central router\" of "
+            "its configuration turns sealed channels on");
+    }
+    CTJsonTree root(cJSON_CreateObject());
+    control_add_number(root.get(), "schema", 1);
+    control_add_text(root.get(), "program", "tamvo");
+    control_add_text(root.get(), "key", key.GetFingerprint().Text());
+    return control_print(root.get());
+}
+
 }  // namespace
 
 std::string CTEdgeControl::Reply(const CTControlRequest& request) {
     const std::string& command = request.GetCommand();
+    if (command == "fingerprint") return FingerprintReply(m_sys.GetSealKey());
     if (command != "status" && command != "metrics") {
         return control_error("an edge has no such command");
     }

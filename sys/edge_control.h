@@ -9,8 +9,8 @@
 
 class CTsdwSys;
 
-// What an edge answers operators: "status" and "metrics" (docs/control.md); and the memory that
-// rates need. Owned by the system object; everything is on the control server's thread.
+// What an edge answers operators: "status", "metrics" and "fingerprint" (docs/control.md); and the
+// memory that rates need. Owned by the system object; everything is on the control server's thread.
 class CTEdgeControl : public CTControlHandler {
   public:
     explicit CTEdgeControl(CTsdwSys& sys) : m_sys(sys) {}

@@ -54,6 +54,17 @@ void AddCentralRouter(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
     }
 }
 
+void AddSealed(CTMetricsText& text, const CTEdgeSnapshot& snapshot) {
+    text.Family("tamvo_edge_sealed", "gauge",
+                "1 while there is a sealed channel, 0 while there is none; absent where the edge "
+                "speaks in the open.");
+    if (!snapshot.sealed) return;
+    text.Count(snapshot.sealed->cipher.empty() ? 0 : 1,
+               {{"key", snapshot.sealed->key},
+                {"central_router_key", snapshot.sealed->central_key},
+                {"cipher", snapshot.sealed->cipher}});
+}
+
 // One family after the other, each with a sample for every peer: the format wants it so.
 // Identifiers keep samples apart, whatever else the central router says of the peers.
 template <typename Add>
@@ -121,6 +132,7 @@ std::string edge_metrics(const CTEdgeSnapshot& snapshot) {
     CTMetricsText text({{"interface", snapshot.identity.interface}});
     AddEdge(text, snapshot);
     AddCentralRouter(text, snapshot);
+    AddSealed(text, snapshot);
     AddPeers(text, snapshot);
     AddCounts(text, snapshot);
     return text.Text();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,13 @@ struct CTEdgeQueueSnapshot {
     int most;
 };
 
+// Of an edge that speaks through sealed channels.
+struct CTEdgeSealSnapshot {
+    std::string key;          // its own, as its fingerprint
+    std::string central_key;  // the other end's; empty: there is no channel
+    std::string cipher;       // likewise
+};
+
 struct CTEdgeSnapshot {
     int64_t unix_ms = 0;
     CTEdgeIdentity identity;
@@ -74,6 +82,7 @@ struct CTEdgeSnapshot {
     std::vector<CTNamedCount> counters;
     std::vector<CTNamedCount> drops;  // under the names of the printed status
     std::vector<CTEdgeQueueSnapshot> queues;
+    std::optional<CTEdgeSealSnapshot> sealed;  // nothing: it speaks in the open
 };
 
 // "on", "pending" or "off": whether the direct road to the peer works.

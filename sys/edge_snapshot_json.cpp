@@ -72,6 +72,14 @@ void AddCentralRouter(cJSON* root, const CTEdgeSnapshot& snapshot) {
     control_add_traffic(central, "received", snapshot.other.received, snapshot.other_received_rate);
 }
 
+void AddSealed(cJSON* root, const CTEdgeSnapshot& snapshot) {
+    if (!snapshot.sealed) return control_add_null(root, "sealed");
+    cJSON* sealed = control_add_object(root, "sealed");
+    control_add_text(sealed, "key", snapshot.sealed->key);
+    control_add_known_text(sealed, "central_router_key", snapshot.sealed->central_key);
+    control_add_known_text(sealed, "cipher", snapshot.sealed->cipher);
+}
+
 void AddPeer(cJSON* peers, const CTEdgePeerSnapshot& peer) {
     cJSON* object = control_append_object(peers);
     control_add_number(object, "identifier", peer.identifier);
@@ -104,6 +112,7 @@ std::string edge_snapshot_json(const CTEdgeSnapshot& snapshot) {
     AddHead(root, snapshot);
     AddIdentity(root, snapshot);
     AddCentralRouter(root, snapshot);
+    AddSealed(root, snapshot);
     cJSON* peers = control_add_array(root, "peers");
     for (const CTEdgePeerSnapshot& peer : snapshot.peers)
         AddPeer(peers, peer);

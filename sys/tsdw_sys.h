@@ -84,6 +84,8 @@ class CTsdwSys {
     // The state, but for the rates, which the asker knows.
     void TakeSnapshot(CTEdgeSnapshot& snapshot) PVU_EXCLUDES(m_identity_mutex, m_model_lock);
     const CTPeerTraffic& GetPeerTraffic() const { return m_peer_traffic; }
+    // Open where the edge speaks through sealed channels; the same from then on.
+    const CTSealKey& GetSealKey() const { return m_seal_key; }
 
     // ---- The steps of joining and leaving ----
 

@@ -46,6 +46,14 @@ CTEdgePeerSnapshot CopyPeer(const CTSdwanRouter& router, const CTP2pConnectList&
     return copy;
 }
 
+CTEdgeSealSnapshot CopySealed(const CTSealKey& key, const CTSealedLink& link) {
+    CTEdgeSealSnapshot copy;
+    copy.key = key.GetFingerprint().Text();
+    copy.cipher = link.GetCipher();
+    if (!copy.cipher.empty()) copy.central_key = link.GetCentralKey().Text();
+    return copy;
+}
+
 }  // namespace
 
 void CTsdwSys::StartControl() {
@@ -108,6 +116,9 @@ void CTsdwSys::TakeSnapshot(CTEdgeSnapshot& snapshot) {
         peer.traffic = m_peer_traffic.Get(peer.slot);
     snapshot.other = m_peer_traffic.Get(CTPeerTraffic::kOther);
     CopyCounts(snapshot);
+    snapshot.sealed.reset();
+    const CTSealedLink& link = m_client.GetSealedLink();
+    if (link.IsOn()) snapshot.sealed = CopySealed(GetSealKey(), link);
 }
 
 void CTsdwSys::CopyPeers(int64_t now, CTEdgeSnapshot& snapshot) {
@@ -125,6 +136,7 @@ void CTsdwSys::CopyCounts(CTEdgeSnapshot& snapshot) {
     const CTNetDevice::Counters& device = m_device.GetCounters();
     const CTForwardOutgress::Counters& outgress = m_outgress.GetCounters();
     const CTSstpPort::Counters& port = m_port.GetCounters();
+    const CTSealedLink::Counters& sealed = m_client.GetSealedLink().GetCounters();
     snapshot.counters = {{"packets from the interface", device.read.Get()},
                          {"packets to the interface", device.written.Get()},
                          {"messages sent", port.sent.Get()},
@@ -135,6 +147,8 @@ void CTsdwSys::CopyCounts(CTEdgeSnapshot& snapshot) {
                          {"segmented sending refused", m_client.GetSegmentsRefused()},
                          {"joined again", m_rejoins.Get()},
                          {"joining again failed", m_rejoins_failed.Get()},
+                         {"sealed channels", sealed.channels.Get()},
+                         {"sealed channels given up", sealed.failed.Get()},
                          {"lines left out", pvu_stdout_left_out()},
                          {"lines left out, caused by others", m_port.GetPrintLimit().GetLeftOut()}};
     snapshot.drops = {{"short read", device.short_read.Get()},
@@ -154,6 +168,8 @@ void CTsdwSys::CopyCounts(CTEdgeSnapshot& snapshot) {
                       {"of an old session", port.old_session.Get()},
                       {"malformed command", m_ingress.GetMalformedCount()},
                       {"strict source", port.foreign.Get() + m_ingress.GetForeignCount()},
+                      {"outside the sealed channel", sealed.outside.Get()},
+                      {"sealed record not opened", sealed.unopened.Get()},
                       {"interface write failed", device.write_failed.Get()}};
     auto queue = [](const char* name, CTXmitPktMtFifo& fifo) {
         return CTEdgeQueueSnapshot{name, fifo.Count(), fifo.HighWater()};

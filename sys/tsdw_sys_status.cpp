@@ -52,6 +52,14 @@ void AddTunnel(CTString& text, const CTSstpPort& port) {
     Add(text, "dropped, of an old session", counters.old_session.Get());
 }
 
+void AddSealed(CTString& text, const CTSealedLink& link) {
+    const CTSealedLink::Counters& counters = link.GetCounters();
+    Add(text, "sealed channels", counters.channels.Get());
+    Add(text, "sealed channels given up", counters.failed.Get());
+    Add(text, "dropped, outside the sealed channel", counters.outside.Get());
+    Add(text, "dropped, sealed record not opened", counters.unopened.Get());
+}
+
 void AddInward(CTString& text, const CTSstpPort& port, const CTNetDevice& device,
                const CTForwardIngress& ingress) {
     Add(text, "dropped, malformed command", ingress.GetMalformedCount());
@@ -68,6 +76,7 @@ void CTsdwSys::PrintStatus() {
     AddOutward(text, m_device, m_outgress);
     AddTunnel(text, m_port);
     AddInward(text, m_port, m_device, m_ingress);
+    AddSealed(text, m_client.GetSealedLink());
     Add(text, "interface hands over bursts", m_adapter.HasBursts() ? 1 : 0);
     Add(text, "segmented sending refused", m_client.GetSegmentsRefused());
     AddQueue(text, "interface queue", m_device.GetQueue());

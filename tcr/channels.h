@@ -71,6 +71,7 @@ class TcrChannels {
     const Counters& GetCounters() const { return m_counters; }
     size_t CountKept() const { return m_channels.size() - m_strangers.size(); }
     size_t CountStrangers() const { return m_strangers.size(); }
+    const CTSealFingerprint& GetKey() const { return m_key.GetFingerprint(); }
 
   private:
     static constexpr uint8_t kFirstType = 20;

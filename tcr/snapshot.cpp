@@ -26,7 +26,8 @@ void CopyDevices(const CTSdwanRouter& router, TcrSnapshotEdge& copy) {
     }
 }
 
-void CopyEdge(const TcrSubnet& subnet, int slot, TcrTime now, TcrSnapshotEdge& copy) {
+void CopyEdge(const TcrLink& link, const TcrSubnet& subnet, int slot, TcrTime now,
+              TcrSnapshotEdge& copy) {
     const CTSdwanRouter& router = *subnet.Router(slot);
     const TcrSession& session = subnet.sessions[slot];
     const TcrEdgeTraffic& traffic = subnet.traffic[slot];
@@ -44,6 +45,9 @@ void CopyEdge(const TcrSubnet& subnet, int slot, TcrTime now, TcrSnapshotEdge& c
     copy.to_edge = traffic.to_edge;
     copy.from_rate = traffic.from_window.Rate(now, traffic.from_edge);
     copy.to_rate = traffic.to_window.Rate(now, traffic.to_edge);
+    copy.is_sealed = session.path.IsSealed();
+    const CTSealFingerprint* key = copy.is_sealed ? link.PeerOf(session.path) : nullptr;
+    if (key) copy.key = *key;
     CopyDevices(router, copy);
 }
 
@@ -64,10 +68,16 @@ void tcr_take_snapshot(const TcrCore& core, TcrTime now, TcrSnapshot& snapshot) 
         copy.is_limited = subnet.serials.has_value();
         copy.first_edge = snapshot.edges.size();
         for (int slot = 0; slot < kTcrSlots; ++slot) {
-            if (subnet.Router(slot)) CopyEdge(subnet, slot, now, snapshot.edges.emplace_back());
+            if (!subnet.Router(slot)) continue;
+            CopyEdge(core.link, subnet, slot, now, snapshot.edges.emplace_back());
         }
         copy.edge_count = snapshot.edges.size() - copy.first_edge;
     });
+}
+
+TcrSnapshotSeal tcr_snapshot_of(const TcrChannels& channels) {
+    return {channels.GetKey(), channels.CountKept(), channels.CountStrangers(),
+            channels.GetCounters()};
 }
 
 const char* tcr_state_name(TcrEdgeState state) {

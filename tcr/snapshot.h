@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,8 @@
 #include "inet/tnet_ether.h"
 #include "ops/traffic.h"
 #include "sdwan/sdwan_device_list.h"
+#include "seal/seal_fingerprint.h"
+#include "tcr/channels.h"
 #include "tcr/tcr_core.h"
 
 // The state of the central router at one moment, for operators: plain values that any thread may
@@ -36,6 +39,9 @@ struct TcrSnapshotEdge {
     int64_t round_trip_us = 0;     // of the last announcement that it acknowledged; -1: none
     CTTraffic from_edge, to_edge;  // network packets
     CTTrafficRate from_rate, to_rate;
+    bool is_sealed = false;  // it speaks through a sealed channel
+    // The key that it showed there; nothing: none, or its channel went with an earlier run.
+    std::optional<CTSealFingerprint> key;
     int device_count = 0;
     TcrSnapshotDevice devices[CTSdwanDeviceList::kMaxDevices];
 };
@@ -51,10 +57,20 @@ struct TcrSnapshotSubnet {
     size_t edge_count = 0;
 };
 
+// Of a central router that has sealed channels.
+struct TcrSnapshotSeal {
+    CTSealFingerprint key;  // its own
+    size_t channels = 0;    // that edges have
+    size_t strangers = 0;   // handshakes, and channels in which nobody has logged in yet
+    TcrChannels::Counters counters;
+};
+
 struct TcrSnapshot {
     // Set by whoever has a clock.
     int64_t unix_ms = 0;    // the wall clock
     int64_t uptime_ms = 0;  // since the program started to serve
+    // Set by who has the channels; nothing: there are none.
+    std::optional<TcrSnapshotSeal> sealed;
 
     TcrCounters counters;
     bool state_kept = false;     // in a file
@@ -65,6 +81,9 @@ struct TcrSnapshot {
 
 // Copies the state; what the snapshot held is replaced, and its memory used again.
 void tcr_take_snapshot(const TcrCore& core, TcrTime now, TcrSnapshot& snapshot);
+
+// What is told of them.
+TcrSnapshotSeal tcr_snapshot_of(const TcrChannels& channels);
 
 // "joined" and so on, as the printed table has it.
 const char* tcr_state_name(TcrEdgeState state);

@@ -64,6 +64,8 @@ void AddEdge(cJSON* edges, const TcrSnapshotEdge& edge) {
     control_add_seconds(object, "heard_seconds", edge.heard_ms);
     control_add_known_text(object, "endpoint", edge.remote_port == 0 ? "" : tcr_addr_text(remote));
     control_add_known_text(object, "lease", edge.lease == 0 ? "" : tcr_ip_text(edge.lease));
+    control_add_flag(object, "sealed", edge.is_sealed);
+    control_add_known_text(object, "key", edge.key ? edge.key->Text() : "");
     AddDevices(object, edge);
     if (edge.round_trip_us < 0) {
         control_add_null(object, "round_trip_ms");
@@ -73,6 +75,17 @@ void AddEdge(cJSON* edges, const TcrSnapshotEdge& edge) {
     }
     control_add_traffic(object, "from_edge", edge.from_edge, edge.from_rate);
     control_add_traffic(object, "to_edge", edge.to_edge, edge.to_rate);
+}
+
+void AddSealed(cJSON* root, const TcrSnapshot& snapshot) {
+    if (!snapshot.sealed) return control_add_null(root, "sealed");
+    cJSON* sealed = control_add_object(root, "sealed");
+    control_add_text(sealed, "key", snapshot.sealed->key.Text());
+    control_add_count(sealed, "channels", snapshot.sealed->channels);
+    control_add_count(sealed, "strangers", snapshot.sealed->strangers);
+    cJSON* counters = control_add_object(sealed, "counters");
+    for (const TcrNamedCount& count : tcr_channel_counts(snapshot.sealed->counters))
+        control_add_count(counters, count.name, count.count);
 }
 
 cJSON* AddSubnet(cJSON* subnets, const TcrSnapshotSubnet& subnet) {
@@ -111,12 +124,20 @@ std::vector<TcrNamedCount> tcr_drops(const TcrCounters& counters) {
             {"replies without state", counters.replies_dropped}};
 }
 
+std::vector<TcrNamedCount> tcr_channel_counts(const TcrChannels::Counters& counters) {
+    return {{"handshakes", counters.handshakes},
+            {"handshakes failed", counters.failed},
+            {"handshakes refused", counters.refused},
+            {"records not opened", counters.unopened}};
+}
+
 CTJsonTree tcr_snapshot_tree(const TcrSnapshot& snapshot) {
     CTJsonTree root(cJSON_CreateObject());
     AddHead(root.get(), snapshot);
     const char* state = snapshot.state_failing ? "failing" : "written";
     control_add_text(root.get(), "state_file", snapshot.state_kept ? state : "none");
     AddCounters(root.get(), snapshot.counters);
+    AddSealed(root.get(), snapshot);
     cJSON* subnets = control_add_array(root.get(), "subnets");
     for (const TcrSnapshotSubnet& subnet : snapshot.subnets) {
         cJSON* edges = control_add_array(AddSubnet(subnets, subnet), "edges");

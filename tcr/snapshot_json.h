@@ -23,3 +23,5 @@ struct TcrNamedCount {
     uint64_t count;
 };
 std::vector<TcrNamedCount> tcr_drops(const TcrCounters& counters);
+// What sealed channels count, likewise.
+std::vector<TcrNamedCount> tcr_channel_counts(const TcrChannels::Counters& counters);

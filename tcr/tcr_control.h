@@ -5,8 +5,8 @@
 #include "ops/control_server.h"
 #include "tcr/tcr_desk.h"
 
-// What a central router answers operators: "status", "subnet list" and "edge remove" with "serial".
-// docs/control.md describes the replies. On the control server's thread.
+// What a central router answers operators: "status", "subnet list", "fingerprint", and "edge
+// remove" with "serial". docs/control.md describes the replies. On the control server's thread.
 class TcrControl : public CTControlHandler {
   public:
     // The desk outlives it.
@@ -15,6 +15,7 @@ class TcrControl : public CTControlHandler {
     std::string Reply(const CTControlRequest& request) override;
 
   private:
+    std::string Fingerprint() const;
     std::string RemoveEdge(const CTControlRequest& request);
 
     TcrDesk& m_desk;

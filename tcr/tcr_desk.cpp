@@ -41,6 +41,8 @@ bool TcrDesk::TakeSnapshot(TcrSnapshot& snapshot) {
         router.TakeSnapshot(now, snapshot);
         snapshot.unix_ms = UnixMillis();
         snapshot.uptime_ms = now - m_start;
+        snapshot.sealed.reset();
+        if (m_channels) snapshot.sealed = tcr_snapshot_of(*m_channels);
     });
 }
 

@@ -39,6 +39,8 @@ class TcrDesk {
     bool Open(std::string& fault);
     // The time at which it begins to serve.
     void SetStart(TcrTime now) { m_start = now; }
+    // The sealed channels, which must stay.
+    void SetChannels(const TcrChannels& channels) { m_channels = &channels; }
     // A descriptor that is readable while somebody waits; this object's own.
     int EventHandle() const { return m_event; }
     // Does what is asked for.
@@ -54,6 +56,7 @@ class TcrDesk {
 
     int m_event = -1;
     TcrTime m_start = 0;
+    const TcrChannels* m_channels = nullptr;  // null: there are none
     CTMutex m_mutex;
     bool m_closed PVU_GUARDED_BY(m_mutex) = false;
     std::vector<Task*> m_tasks PVU_GUARDED_BY(m_mutex);  // those who wait own them

@@ -36,6 +36,20 @@ void AddProgram(CTMetricsText& text, const TcrSnapshot& snapshot) {
         text.Count(drop.count, {{"reason", drop.name}});
 }
 
+void AddSealed(CTMetricsText& text, const TcrSnapshot& snapshot) {
+    if (!snapshot.sealed) return;
+    text.Family("tamvo_tcr_sealed_info", "gauge",
+                "The key of sealed channels; absent where there are none. Always 1.");
+    text.Count(1, {{"key", snapshot.sealed->key.Text()}});
+    text.Family("tamvo_tcr_sealed_channels", "gauge",
+                "Sealed channels: those that edges have, and those of strangers.");
+    text.Count(snapshot.sealed->channels, {{"of", "edges"}});
+    text.Count(snapshot.sealed->strangers, {{"of", "strangers"}});
+    text.Family("tamvo_tcr_sealed_events_total", "counter", "What sealed channels count, by name.");
+    for (const TcrNamedCount& count : tcr_channel_counts(snapshot.sealed->counters))
+        text.Count(count.count, {{"name", count.name}});
+}
+
 uint64_t CountIn(const TcrSnapshot& snapshot, const TcrSnapshotSubnet& subnet, TcrEdgeState state) {
     uint64_t count = 0;
     for (size_t i = 0; i < subnet.edge_count; ++i)
@@ -84,6 +98,11 @@ void AddEdgeStates(CTMetricsText& text, const TcrSnapshot& snapshot) {
                 "1 while the edge is joined, 0 while it is joining, silent or away.",
                 [&](const TcrSnapshotEdge& edge, Labels labels) {
                     text.Count(edge.state == TcrEdgeState::kJoined ? 1 : 0, labels);
+                });
+    ForEachEdge(text, snapshot, "tamvo_tcr_edge_sealed", "gauge",
+                "1 for an edge that speaks through a sealed channel, 0 for one in the open.",
+                [&](const TcrSnapshotEdge& edge, Labels labels) {
+                    text.Count(edge.is_sealed ? 1 : 0, labels);
                 });
     ForEachEdge(text, snapshot, "tamvo_tcr_edge_silent", "gauge",
                 "1 while the edge is not heard of and did not log out.",
@@ -136,6 +155,7 @@ void AddEdgeTraffic(CTMetricsText& text, const TcrSnapshot& snapshot) {
 std::string tcr_metrics(const TcrSnapshot& snapshot) {
     CTMetricsText text;
     AddProgram(text, snapshot);
+    AddSealed(text, snapshot);
     AddSubnets(text, snapshot);
     AddEdgeStates(text, snapshot);
     AddEdgeTraffic(text, snapshot);

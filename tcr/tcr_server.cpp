@@ -75,6 +75,7 @@ bool TcrServer::Seal(const TcrConfig& config, const std::string& key_file, std::
         m_key, [this](const TcrPath& to, const uint8_t* data, int length) {
             m_socket.Send(to, data, length);
         });
+    m_desk.SetChannels(*m_channels);
     return true;
 }
 

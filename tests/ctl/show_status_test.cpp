@@ -105,6 +105,30 @@ Dropped
 )");
 }
 
+TEST(ShowStatus, OfSealedChannelsOnlyWhereThereAreAny) {
+    std::string edge = kEdge;
+    edge.insert(edge.find("\"peers\""),
+                R"("sealed":{"key":"sha256:11","central_router_key":null,"cipher":null},)");
+    EXPECT_NE(Shown(edge, ctl_show_status)
+                  .find("\n  sealed          -, central router -, own key sha256:11\n"),
+              std::string::npos);
+    constexpr char kRouter[] = R"({"program":"tamvo-tcr",%s"subnets":[{"index":0,"edges":[
+        {"label":"edge-a","sealed":true},{"label":"edge-b","sealed":false}]}]})";
+    constexpr char kSealed[] = R"("sealed":{"key":"sha256:22","channels":1,"strangers":2,
+        "counters":{"handshakes":3,"records not opened":4,"bad":"x"}},)";
+    std::string router = kRouter;
+    std::string sealed = router.replace(router.find("%s"), 2, kSealed);
+    std::string shown = Shown(sealed, ctl_show_status);
+    for (const char* line : {"\n  sealed      key sha256:22, channels 1, strangers 2\n",
+                             "\n              handshakes 3, records not opened 4\n",
+                             "Endpoint  Sealed  Lease", "  edge-b       -", " no  "}) {
+        EXPECT_NE(shown.find(line), std::string::npos) << line << "\n" << shown;
+    }
+    router = kRouter;
+    shown = Shown(router.replace(router.find("%s"), 2, R"("sealed":null,)"), ctl_show_status);
+    EXPECT_EQ(shown.find("ealed"), std::string::npos) << shown;
+}
+
 TEST(ShowStatus, OfSubnetsAndOfWhatWasRemoved) {
     EXPECT_EQ(Shown(R"({"subnets":[{"index":0,"name":"q\u0007","gateway":"10.0.0.1",
                         "netmask":"255.0.0.0","slots":16,"limited":true,"joined":3,"joining":0,

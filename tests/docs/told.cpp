@@ -30,6 +30,7 @@ CTEdgeSnapshot ToldByEdge() {
     peer.round_trip_us = 400;
     peer.answered_ms = 1000;
     peer.addresses[peer.address_count++] = Ip(192, 168, 15, 12);
+    snapshot.sealed = {CTSealFingerprint().Text(), CTSealFingerprint().Text(), "AES-128-GCM"};
     return snapshot;
 }
 
@@ -42,6 +43,9 @@ TcrSnapshot ToldByCentralRouter() {
     TcrSnapshot snapshot;
     rig.router->TakeSnapshot(rig.now, snapshot);
     snapshot.edges.at(0).round_trip_us = 400;
+    snapshot.edges.at(0).is_sealed = true;
+    snapshot.edges.at(0).key.emplace();
+    snapshot.sealed.emplace();
     snapshot.state_kept = true;
     return snapshot;
 }

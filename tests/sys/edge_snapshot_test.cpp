@@ -72,7 +72,7 @@ TEST(EdgeSnapshot, IsTheDocumentedJson) {
         R"("heartbeats_unanswered":1,"answered_seconds":1.500,"round_trip_ms":0.412,)"
         R"("sent":{"packets":1,"bytes":84,"packets_per_second":0.0,"bytes_per_second":0.0},)"
         R"("received":{"packets":0,"bytes":0,"packets_per_second":0.0,"bytes_per_second":0.0}},)"
-        R"("peers":[{"identifier":1,"serial":4294967291,"label":"<script>\u001b[31m\"\\",)"
+        R"("sealed":null,"peers":[{"identifier":1,"serial":4294967291,"label":"<script>\u001b[31m\"\\",)"
         R"("addresses":["192.168.15.12","192.168.15.13"],"endpoint":"10.77.0.2:4001",)"
         R"("state":"on","round_trip_ms":1.234,"answered_seconds":0.020,)"
         R"("sent":{"packets":2,"bytes":200,"packets_per_second":0.0,"bytes_per_second":0.0},)"
@@ -114,6 +114,23 @@ TEST(EdgeSnapshot, OfOneThatHasNotJoinedTellsWhyAndNoAddress) {
     for (const char* none :
          {"tamvo_edge_session_seconds{", "answered_seconds{", "round_trip_seconds{"})
         EXPECT_EQ(metrics.find(none), std::string::npos) << none;
+}
+
+TEST(EdgeSnapshot, OfASealedEdgeTellsBothKeysAndWhetherThereIsAChannel) {
+    CTEdgeSnapshot sealed = Sample();
+    sealed.sealed = {"sha256:11", "", ""};
+    EXPECT_NE(edge_snapshot_json(sealed).find(
+                  R"("sealed":{"key":"sha256:11","central_router_key":null,"cipher":null})"),
+              std::string::npos);
+    EXPECT_NE(edge_metrics(sealed).find(R"(tamvo_edge_sealed{interface="Tamvo",key="sha256:11",)"
+                                        R"(central_router_key="",cipher=""} 0)"),
+              std::string::npos);
+    sealed.sealed = {"sha256:11", "sha256:22", "AES-128-GCM"};
+    EXPECT_NE(edge_snapshot_json(sealed).find(
+                  R"("central_router_key":"sha256:22","cipher":"AES-128-GCM"})"),
+              std::string::npos);
+    EXPECT_NE(edge_metrics(sealed).find("cipher=\"AES-128-GCM\"} 1\n"), std::string::npos);
+    EXPECT_EQ(edge_metrics(Sample()).find("tamvo_edge_sealed{"), std::string::npos);
 }
 
 TEST(EdgeMetrics, HaveEachFamilyOnceWithItsSamplesBehindIt) {

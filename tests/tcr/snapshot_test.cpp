@@ -145,6 +145,8 @@ TEST_F(Snapshot, TellsItAsTheDocumentedJson) {
     TcrSnapshot snapshot = rig.Take();
     snapshot.unix_ms = 1'760'000'000'250;
     snapshot.uptime_ms = 12'345;
+    snapshot.edges[1].is_sealed = true;
+    snapshot.edges[1].key.emplace();
     pvu_text_field_set(snapshot.edges[1].label, "\x1b[31m\"<b>\xff\xc3\xa9");
     snapshot.edges[1].from_edge.bytes = 18446744073709551615u;
     std::string json = tcr_snapshot_json(snapshot);
@@ -152,6 +154,8 @@ TEST_F(Snapshot, TellsItAsTheDocumentedJson) {
          {R"({"schema":1,"program":"tamvo-tcr","version":"0.1.5","time":1760000000.250,)",
           R"("uptime_seconds":12.345,"state_file":"none","counters":{"received":)",
           R"("drops":{"malformed":0,"foreign":0,)", R"("logins not looked at":0,)",
+          R"("replies without state":0},"sealed":null,)", R"("sealed":false,"key":null,"devices":)",
+          R"("sealed":true,"key":"sha256:00000000)",
           R"("subnets":[{"index":0,"name":"qwop","gateway":"192.168.15.5",)",
           R"("netmask":"255.255.255.0","slots":16,"limited":false,"edges":[{"identifier":0,)",
           R"("serial":10,"label":"edge 10","state":"joined","since_seconds":0.)",
@@ -163,6 +167,14 @@ TEST_F(Snapshot, TellsItAsTheDocumentedJson) {
           R"("bytes":18446744073709551615,)"}) {
         EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
     }
+    snapshot.sealed.emplace();
+    snapshot.sealed->channels = 2;
+    snapshot.sealed->strangers = 1;
+    snapshot.sealed->counters.unopened = 7;
+    EXPECT_NE(tcr_snapshot_json(snapshot).find(
+                  R"(","channels":2,"strangers":1,"counters":{"handshakes":0,)"
+                  R"("handshakes failed":0,"handshakes refused":0,"records not opened":7}})"),
+              std::string::npos);
     CTJsonTree parsed(cJSON_Parse(json.c_str()));
     EXPECT_TRUE(parsed) << json;
     std::string subnets = control_print(tcr_subnets_tree(snapshot).get());

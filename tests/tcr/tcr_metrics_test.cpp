@@ -58,10 +58,35 @@ TEST(Metrics, TellOfEachEdgeAndSubnetWhateverTheirNames) {
         << "not known is no sample";
 }
 
+TcrSnapshot Sealed() {
+    TcrSnapshot snapshot = Hostile();
+    snapshot.edges[1].is_sealed = true;
+    snapshot.sealed.emplace();
+    snapshot.sealed->channels = 1;
+    snapshot.sealed->strangers = 2;
+    snapshot.sealed->counters.refused = 3;
+    return snapshot;
+}
+
+TEST(Metrics, TellOfSealedChannelsWhereThereAreAny) {
+    std::string text = tcr_metrics(Sealed());
+    for (const std::string& line :
+         {"tamvo_tcr_sealed_info{key=\"sha256:" + std::string(64, '0') + "\"} 1\n",
+          std::string("tamvo_tcr_sealed_channels{of=\"edges\"} 1\n"),
+          std::string("tamvo_tcr_sealed_channels{of=\"strangers\"} 2\n"),
+          std::string("tamvo_tcr_sealed_events_total{name=\"handshakes refused\"} 3\n")}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << "\n" << text;
+    }
+    std::string of_edges = text.substr(text.find("# TYPE tamvo_tcr_edge_sealed "));
+    EXPECT_LT(of_edges.find("identifier=\"0\",serial=\"7\","), of_edges.find("} 0\n"));
+    EXPECT_LT(of_edges.find("} 0\n"), of_edges.find("} 1\n")) << "the second one is sealed";
+    EXPECT_EQ(tcr_metrics(Hostile()).find("tamvo_tcr_sealed"), std::string::npos);
+}
+
 TEST(Metrics, AreWhatPrometheusReads) {
     if (!HasPromtool()) GTEST_SKIP() << "no promtool (Debian: prometheus)";
     ScratchDir dir;
-    for (const TcrSnapshot& snapshot : {Hostile(), TcrSnapshot()}) {
+    for (const TcrSnapshot& snapshot : {Hostile(), Sealed(), TcrSnapshot()}) {
         WriteWholeFile(dir.File("metrics"), tcr_metrics(snapshot));
         std::string check = "promtool check metrics <" + dir.File("metrics");
         EXPECT_EQ(system(check.c_str()), 0);
