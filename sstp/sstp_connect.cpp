@@ -136,8 +136,10 @@ int CTSstpConnect::WriteAndWaitReply(CTSockAddr& to, CTSstpMessage& request, CTS
             m_send_error = errno;
             return 1;
         }
+        // What came from outside a sealed channel was no datagram to this exchange, either.
+        bool waits = m_quit || m_sealed.IsOn();
         int n =
-            m_quit ? AwaitReply(request, reply) : ReadReply(request, reply, m_udp.GetRecvTimeout());
+            waits ? AwaitReply(request, reply) : ReadReply(request, reply, m_udp.GetRecvTimeout());
         if (n < 0) continue;
         if (received) *received = n;
         m_answered = true;

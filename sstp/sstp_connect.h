@@ -97,6 +97,7 @@ class CTSstpConnect {
     //
     // Between BeginRejoin and EndRejoin a stray datagram costs nothing: an attempt is as long as
     // the receive time-out, whatever else arrives. A reply that did not come leaves zeroes.
+    // With sealed channels a stray datagram never costs anything.
     int WriteAndWaitReply(CTSockAddr& to, CTSstpMessage& request, CTSstpMessage& reply, int count,
                           int* received = nullptr);
     // The same with the central router and three attempts.

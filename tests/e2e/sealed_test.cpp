@@ -7,6 +7,7 @@
 
 #include "tests/support/captured_output.h"
 #include "tests/support/live_sealed_router.h"
+#include "tests/support/packet_end.h"
 #include "tests/support/whole_edge.h"
 
 namespace {
@@ -83,6 +84,24 @@ TEST_F(Sealed, GoesOnInANewChannelWhenTheCentralRouterHasLostItsChannels) {
     EXPECT_TRUE(Becomes([&] { return Counters().channels.Get() == 2; }));
     EXPECT_TRUE(Becomes([&] { return router.CountKept() == 1; }));
     EXPECT_EQ(edge.sys.GetClient().GetIdentifier(), identifier);
+}
+
+// As every hour: what is on its way in the channel before still counts.
+TEST_F(Sealed, LosesNoPacketWhenItsKeysChange) {
+    UseKey(edge, Quoted(router.Key()));
+    ASSERT_TRUE(edge.Start());
+    uint32_t own = edge.sys.GetConfig().GetLocalIPAddr();
+    int answered = 0;
+    for (int change = 2; change <= 6; ++change) {
+        edge.sys.GetClient().RenewChannel();
+        do {
+            edge.host.Write(PingPacket(own, Ip(192, 168, 15, 5), 1472));
+            ASSERT_TRUE(edge.host.Read()) << "after " << answered << " answers";
+            ++answered;
+        } while (Counters().channels.Get() < static_cast<uint64_t>(change));
+    }
+    EXPECT_EQ(Counters().channels.Get(), 6u);
+    EXPECT_FALSE(edge.host.Read(100)) << "one answer for each";
 }
 
 TEST_F(Sealed, TakesNothingFromOutsideItsChannel) {
