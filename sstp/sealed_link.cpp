@@ -168,7 +168,11 @@ CTSealedLink::Taken CTSealedLink::Take(CTReceivedDatagram& datagram, int64_t now
     if (datagram.data[0] != kApplicationData) {
         // Alerts are not looked at: anybody can send those that end a handshake.
         bool is_step = m_next && m_state == Next::kHandshake && datagram.data[0] != kAlert;
-        if (is_step) Advance(datagram.data, datagram.length, now);
+        if (is_step) {
+            Advance(datagram.data, datagram.length, now);
+        } else {
+            m_counters.unopened.Add();
+        }
         return Taken::kNothing;
     }
     Session in_use = InUse();
