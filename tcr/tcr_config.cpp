@@ -423,11 +423,6 @@ bool TcrConfig::IsSealOffered() const {
         subnets, [](const TcrSubnetConfig& one) { return one.seal != TcrSeal::kOff; });
 }
 
-bool TcrConfig::IsSealRequired() const {
-    return std::ranges::all_of(
-        subnets, [](const TcrSubnetConfig& one) { return one.seal == TcrSeal::kRequired; });
-}
-
 CTConfigFaults TcrConfig::Check(const std::string& path) {
     TcrConfig config;
     CTConfigFaults faults;

@@ -72,7 +72,6 @@ struct TcrConfig {
     uint16_t http_port = 0;
     std::vector<TcrSubnetConfig> subnets;
 
-    // Whether any subnet has sealed channels, and whether all have nothing else.
+    // Whether any subnet has sealed channels.
     bool IsSealOffered() const;
-    bool IsSealRequired() const;
 };

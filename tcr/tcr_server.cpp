@@ -67,9 +67,8 @@ bool TcrServer::Keep(const std::string& path, std::string& fault) {
 
 bool TcrServer::Seal(const TcrConfig& config, const std::string& key_file, std::string& fault) {
     m_key_file = key_file;
-    if (config.IsSealOffered() && !m_channels && !m_key.Open(key_file, fault)) return false;
-    m_sealed_only = config.IsSealRequired();
     if (!config.IsSealOffered() || m_channels) return true;
+    if (!m_key.Open(key_file, fault)) return false;
     m_records.resize(CTGroupedSender::kMaxBurst);
     m_channels = std::make_unique<TcrChannels>(
         m_key, [this](const TcrPath& to, const uint8_t* data, int length) {
@@ -131,11 +130,12 @@ void TcrServer::Receive(CTCentralRouter& router, TcrTime now) {
 }
 
 // Whether there is a message for the central router, in its place. Its own bytes, as the receiver
-// lends them, may be written to.
+// lends them, may be written to. What is open goes on also where all subnets want it sealed: a
+// login gets its refusal, and the rest, which is of no session, is counted.
 bool TcrServer::Unseal(TcrPath& from, const uint8_t* data, int& length, TcrTime now) {
     from.channel = TcrPath::kOpen;
     if (!m_channels) return true;
-    if (!TcrChannels::IsSealed(data, length)) return !m_sealed_only;
+    if (!TcrChannels::IsSealed(data, length)) return true;
     return m_channels->Receive(from, const_cast<uint8_t*>(data), length, now);
 }
 

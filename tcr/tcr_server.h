@@ -69,7 +69,6 @@ class TcrServer : public TcrLink {
     CTSealKey m_key;
     std::string m_key_file;
     std::unique_ptr<TcrChannels> m_channels;  // where a subnet has them
-    bool m_sealed_only = false;
     std::vector<Record> m_records;
     size_t m_next_record = 0;
     std::string m_config_file;
