@@ -9,16 +9,9 @@
 // Everything that is not UDP over IPv4 passes untouched. Runs until SIGINT or SIGTERM and then
 // prints what it did.
 
-#include <arpa/inet.h>
 #include <getopt.h>
-#include <linux/if_packet.h>
-#include <net/ethernet.h>
-#include <net/if.h>
-#include <netinet/ip.h>
-#include <netinet/udp.h>
 #include <poll.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,21 +19,18 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <random>
-#include <vector>
+#include <utility>
+
+#include "lab/road/road_end.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Frame = std::vector<uint8_t>;
 
-constexpr int kMaxFrame = 65536;
 constexpr int kFramesBetweenWakes = 64;
 constexpr std::chrono::milliseconds kReorderHold(10);
-constexpr int kIpOffset = sizeof(ether_header);
-constexpr size_t kSmallestUdpFrame = kIpOffset + sizeof(iphdr) + sizeof(udphdr);
 
 struct Rates {
     double loss = 0;
@@ -62,61 +52,12 @@ struct Counters {
     unsigned long truncated = 0;
 };
 
-uint16_t HeaderCheckSum(const uint8_t* header, size_t size) {
-    uint32_t sum = 0;
-    for (size_t i = 0; i + 1 < size; i += 2)
-        sum += static_cast<uint32_t>(header[i]) << 8 | header[i + 1];
-    while (sum > 0xFFFF)
-        sum = (sum & 0xFFFF) + (sum >> 16);
-    return htons(static_cast<uint16_t>(~sum));
-}
-
-// The place of a UDP header in an unfragmented IPv4 frame; 0 for any other frame.
-size_t UdpOffset(const Frame& frame) {
-    if (frame.size() < kSmallestUdpFrame) return 0;
-    ether_header ether;
-    iphdr ip;
-    memcpy(&ether, frame.data(), sizeof ether);
-    memcpy(&ip, frame.data() + kIpOffset, sizeof ip);
-    if (ether.ether_type != htons(ETHERTYPE_IP) || ip.version != 4) return 0;
-    if (ip.protocol != IPPROTO_UDP || (ip.frag_off & htons(IP_MF | IP_OFFMASK)) != 0) return 0;
-    size_t offset = kIpOffset + static_cast<size_t>(ip.ihl) * 4;
-    size_t end = kIpOffset + ntohs(ip.tot_len);
-    return ip.ihl >= 5 && offset + sizeof(udphdr) <= end && end <= frame.size() ? offset : 0;
-}
-
-// Cuts the datagram to that many bytes of payload and makes the headers true again. The UDP
-// checksum becomes 0, "none": what is corrupted here is to reach the program, and what the sending
-// host left to its network card to sum up would not be summed up by anybody.
-void SetPayload(Frame& frame, size_t udp_offset, size_t payload) {
-    iphdr ip;
-    udphdr udp;
-    memcpy(&ip, frame.data() + kIpOffset, sizeof ip);
-    memcpy(&udp, frame.data() + udp_offset, sizeof udp);
-    udp.uh_ulen = htons(static_cast<uint16_t>(sizeof udp + payload));
-    udp.uh_sum = 0;
-    ip.tot_len = htons(static_cast<uint16_t>(udp_offset - kIpOffset + sizeof udp + payload));
-    ip.check = 0;
-    memcpy(frame.data() + kIpOffset, &ip, sizeof ip);
-    memcpy(frame.data() + udp_offset, &udp, sizeof udp);
-    ip.check = HeaderCheckSum(frame.data() + kIpOffset, udp_offset - kIpOffset);
-    memcpy(frame.data() + kIpOffset, &ip, sizeof ip);
-    frame.resize(udp_offset + sizeof udp + payload);
-}
-
 class Wire {
   public:
     explicit Wire(const Rates& rates) : m_rates(rates), m_random(rates.seed) {}
-    ~Wire() {
-        for (int fd : m_ends) {
-            if (fd >= 0) close(fd);
-        }
-    }
-    Wire(const Wire&) = delete;
-    Wire& operator=(const Wire&) = delete;
 
-    bool Open(int end, const char* interface);
-    int Handle(int end) const { return m_ends[end]; }
+    bool Open(int end, const char* interface) { return m_ends[end].Open(interface); }
+    int Handle(int end) const { return m_ends[end].Handle(); }
 
     // Takes what waits at that end and decides its fate.
     void Receive(int end);
@@ -135,51 +76,24 @@ class Wire {
     void Impair(int to, Frame frame);
     void Spoil(Frame& frame, size_t udp_offset);
     Clock::duration Delay();
-    void Send(int to, const Frame& frame);
 
     const Rates m_rates;
     std::mt19937 m_random;
     std::uniform_real_distribution<double> m_percent{0, 100};
-    int m_ends[2] = {-1, -1};
+    RoadEnd m_ends[2];
     std::multimap<Clock::time_point, Held> m_held;
     Counters m_counters;
 };
 
-bool Wire::Open(int end, const char* interface) {
-    sockaddr_ll addr = {};
-    addr.sll_family = AF_PACKET;
-    addr.sll_protocol = htons(ETH_P_ALL);
-    addr.sll_ifindex = static_cast<int>(if_nametoindex(interface));
-    m_ends[end] = socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (addr.sll_ifindex == 0 || m_ends[end] < 0 ||
-        bind(m_ends[end], reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-        fprintf(stderr, "tamvo-impair: %s: %s\n", interface, strerror(errno));
-        return false;
-    }
-    packet_mreq all = {};
-    all.mr_ifindex = addr.sll_ifindex;
-    all.mr_type = PACKET_MR_PROMISC;
-    setsockopt(m_ends[end], SOL_PACKET, PACKET_ADD_MEMBERSHIP, &all, sizeof all);
-    return true;
-}
-
 void Wire::Receive(int end) {
-    Frame buffer(kMaxFrame);
-    for (int i = 0; i < kFramesBetweenWakes; ++i) {
-        sockaddr_ll from = {};
-        socklen_t size = sizeof from;
-        ssize_t n = recvfrom(m_ends[end], buffer.data(), buffer.size(), 0,
-                             reinterpret_cast<sockaddr*>(&from), &size);
-        if (n <= 0) return;
-        // The system shows us what we send, too.
-        if (from.sll_pkttype == PACKET_OUTGOING) continue;
-        Impair(1 - end, Frame(buffer.begin(), buffer.begin() + n));
-    }
+    Frame frame;
+    for (int i = 0; i < kFramesBetweenWakes && m_ends[end].Receive(frame); ++i)
+        Impair(1 - end, std::move(frame));
 }
 
 void Wire::Impair(int to, Frame frame) {
     size_t udp_offset = UdpOffset(frame);
-    if (udp_offset == 0) return Send(to, frame);
+    if (udp_offset == 0) return m_ends[to].Send(frame);
     if (Happens(m_rates.loss)) {
         ++m_counters.lost;
         return;
@@ -196,10 +110,8 @@ void Wire::Impair(int to, Frame frame) {
 }
 
 void Wire::Spoil(Frame& frame, size_t udp_offset) {
-    size_t begin = udp_offset + sizeof(udphdr);
-    uint16_t total;
-    memcpy(&total, frame.data() + kIpOffset + offsetof(iphdr, tot_len), sizeof total);
-    size_t payload = kIpOffset + ntohs(total) - begin;
+    size_t begin = udp_offset + kUdpHeader;
+    size_t payload = PayloadSize(frame, udp_offset);
     if (payload > 0 && Happens(m_rates.truncate)) {
         payload = static_cast<size_t>(UpTo(static_cast<int>(payload) - 1));
         ++m_counters.truncated;
@@ -224,17 +136,12 @@ Clock::duration Wire::Delay() {
 int Wire::SendDue() {
     Clock::time_point now = Clock::now();
     while (!m_held.empty() && m_held.begin()->first <= now) {
-        Send(m_held.begin()->second.end, m_held.begin()->second.frame);
+        m_ends[m_held.begin()->second.end].Send(m_held.begin()->second.frame);
         m_held.erase(m_held.begin());
     }
     if (m_held.empty()) return -1;
     auto wait = std::chrono::ceil<std::chrono::milliseconds>(m_held.begin()->first - now);
     return static_cast<int>(wait.count());
-}
-
-void Wire::Send(int to, const Frame& frame) {
-    // A full queue loses the frame, as a wire would.
-    [[maybe_unused]] ssize_t n = send(m_ends[to], frame.data(), frame.size(), 0);
 }
 
 void Wire::PrintCounters() const {
