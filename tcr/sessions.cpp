@@ -17,6 +17,11 @@ bool TcrSessions::Find(uint32_t identifier, const TcrPath& from, TcrEdge& edge) 
         return false;
     }
     const TcrSession& session = edge.Session();
+    // Where sealing is required since it logged in, in the open, it has to come again.
+    if (!from.IsSealed() && edge.subnet->seal == TcrSeal::kRequired) {
+        ++m_core.counters.foreign;
+        return false;
+    }
     if (from.IsSealed() && from.channel == session.earlier_channel) return true;
     if (session.path.remote.GetPort() == 0 || !session.path.SameRemote(from)) {
         ++m_core.counters.foreign;
@@ -89,15 +94,20 @@ void TcrSessions::Tick(TcrTime now) {
 
 void TcrSessions::CheckSilence(const TcrEdge& edge, TcrTime now) {
     TcrSession& session = edge.Session();
-    if (now - session.heard_tick < m_core.config.silent_seconds * kMillisPerSecond) return;
+    // Nothing more is sent to it in the open either.
+    bool is_open = edge.subnet->seal == TcrSeal::kRequired && !session.path.IsSealed();
+    TcrTime silence = m_core.config.silent_seconds * kMillisPerSecond;
+    if (!is_open && now - session.heard_tick < silence) return;
     session.presence = TcrPresence::kSilent;
     session.gone_tick = now;
     session.since_tick = now;
     session.topology.pending.active = false;
     Unlist(edge, kDeviceStatusIdle);
     m_core.journal.EdgeNoted(edge);
-    if (m_core.log.EdgeLine(edge, now, "timed out, not heard of for %d s",
-                            m_core.config.silent_seconds)) {
+    bool told = is_open ? m_core.log.EdgeLine(edge, now, "is in the open, its subnet is sealed now")
+                        : m_core.log.EdgeLine(edge, now, "timed out, not heard of for %d s",
+                                              m_core.config.silent_seconds);
+    if (told) {
         TcrLog::EdgeEvent(edge, CTEventLevel::kWarning, "edge lost").Log();
     }
 }

@@ -72,6 +72,31 @@ TEST_F(SealedLogin, AnEdgeWithAKeyGetsInWithThatAlone) {
     EXPECT_EQ(b.AskLogin().error, 0u) << "who needs none";
 }
 
+TEST_F(SealedLogin, WhoIsInTheOpenIsOutAsSoonAsSealingIsRequired) {
+    Serve(TcrSeal::kOffered);
+    rig.channels[kPortB] = 2;
+    a.Join();
+    b.Join();
+    rig.Pass(1000);
+    a.Obey();
+    b.Obey();
+    Serve(TcrSeal::kRequired);
+    rig.Pass(200);
+    while (a.HasMail())
+        a.Next();
+    a.HeartBeat();
+    WireMessage packet{.type = 5, .seq = 1, .src = b.identifier, .dst = a.identifier};
+    packet.body.resize(84);
+    rig.Receive(b.port, packet);
+    EXPECT_FALSE(a.HasMail()) << "nothing goes to it in the open";
+    b.HeartBeat();
+    EXPECT_TRUE(b.HasMail());
+    EXPECT_EQ(a.AskLogin().error, kNotTheWay);
+    rig.channels[kPortA] = 1;
+    a.identifier = kWireCentral;
+    EXPECT_EQ(a.AskLogin().error, 0u);
+}
+
 TEST_F(SealedLogin, NobodySpeaksForAnEdgeFromOutsideItsChannel) {
     JoinBoth();
     uint64_t foreign = rig.router->GetCounters().foreign;
