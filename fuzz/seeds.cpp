@@ -182,6 +182,33 @@ void BurstSeeds() {
     WriteSeed("burst", "network", network);
 }
 
+// A handshake whole, messages both ways, a change to a next channel; and one on a bad road.
+void SealedSeeds() {
+    constexpr uint8_t kPassAll = 2, kSendUp = 20, kSendDown = 21, kRenew = 22;
+    constexpr uint8_t kOne = 4, kChange = 6, kCut = 8, kTwice = 10, kLose = 12, kAgain = 14;
+    constexpr uint8_t kElsewhere = 16, kWait = 18;
+    WireBytes whole = {kPassAll, kSendUp};
+    AddRecord(whole, WireBytes(100, 'u'));
+    whole.push_back(kPassAll);
+    whole.push_back(kSendDown);
+    AddRecord(whole, WireBytes(1400, 'd'));
+    whole.insert(whole.end(), {kPassAll, kRenew, kPassAll, kWait, 3, kPassAll, kSendUp});
+    AddRecord(whole, WireBytes(20, 'v'));
+    whole.push_back(kPassAll);
+    WriteSeed("sealed", "whole", whole);
+    WriteSeed("sealed", "bad_handshake",
+              WireBytes{kOne, kOne + 1, kChange, 0, 30, 1, kTwice, kWait, 5, kPassAll});
+    WireBytes bad = {kPassAll, kSendUp};
+    AddRecord(bad, WireBytes(100, 'u'));
+    bad.insert(bad.end(), {kChange, 0, 20, 1, kAgain, 2, kSendUp});
+    AddRecord(bad, WireBytes(90, 'w'));
+    bad.insert(bad.end(), {kCut, 128, kSendUp});
+    AddRecord(bad, WireBytes(80, 'x'));
+    bad.insert(bad.end(), {kElsewhere, 1, kLose, kWait, 200, kPassAll, 0});
+    AddRecord(bad, Hex("16 fefd 0000 000000000000 0010 01 000004 0000 000000 000004 fefd 0000"));
+    WriteSeed("sealed", "bad_road", bad);
+}
+
 void TextSeeds() {
     WriteSeed("address", "ip", std::string("192.168.15.5"));
     WriteSeed("address", "mac", std::string("02:00:00:00:00:01"));
@@ -205,6 +232,7 @@ int main(int argc, char** argv) {
     CentralRouterSeed();
     OutgressSeed();
     BurstSeeds();
+    SealedSeeds();
     TextSeeds();
     return 0;
 }
