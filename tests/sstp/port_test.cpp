@@ -437,14 +437,17 @@ TEST_F(Port, RefusesWhatItCannotQueue) {
 }
 
 TEST_F(Port, ClosingReleasesWhatIsQueuedUnsentAndThePortOpensAgain) {
+    CTSstpMessage msg(0);
     for (int i = 0; i < 3; ++i) {
         Open();
         ReadMarker();
+        // The transmit thread has come as far as its queue before it is stopped.
+        EXPECT_EQ(port.Write(msg, central), 0);
+        EXPECT_TRUE(peer.ReceiveBytes());
         port.Close();
     }
     // The transmit thread was woken for the stop and found its queue empty.
     EXPECT_NE(output.Take().find("pkt is null\nlinker is empty, count = 0\n"), std::string::npos);
-    CTSstpMessage msg(0);
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(port.Write(msg, central), 0);
     for (const WireMessage& message : {Message(3, 2, 4), Fragments(NetPacket(1500)).first}) {
