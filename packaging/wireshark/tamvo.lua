@@ -11,6 +11,9 @@
 -- a body; the bodies; the kinds of messages; what a whole capture tells (requests, fragments);
 -- carried packets; a message; a datagram; ports and heuristics.
 --
+-- Datagrams of sealed channels go to the dissector of DTLS. With the secrets of the channels, which
+-- it has from its own preferences, what it opens comes back here.
+--
 -- Nothing of a capture may be believed, and a capture may hold less of a datagram than was sent:
 -- whatever is read is compared with what is there before.
 --
@@ -37,6 +40,10 @@ local OLDEST_FRAGMENT = 2 -- seconds
 local FARTHEST_FRAGMENT = 4096 -- numbers
 local OLDEST_REQUEST = 60 -- seconds in which a reply or a repetition is still one
 local DEEPEST = 4 -- tunnels within tunnels
+local SEALED_FIRST, SEALED_LAST = 20, 25 -- first bytes of DTLS
+local SEALED_VERSION = 0xFE -- the next one, of all its versions
+local SEALED_HEADER = 13
+local MOST_RECORDS = 128 -- of a sealed train; more than one call of the system sends
 
 local types = {
     [1] = "interior command", [2] = "reply to an interior command",
@@ -663,6 +670,7 @@ end
 -- Carried packets --------------------------------------------------------------------------------
 
 local ip_dissector = Dissector.get("ip")
+local dtls_dissector = Dissector.get("dtls")
 local depth = 0 -- tunnels around the one that is looked at
 
 -- Hands a packet to the dissector of IPv4. That of a packet that is cut or malformed shows itself
@@ -720,6 +728,8 @@ local function show_packet(m, now, pinfo, tree, root)
 end
 
 -- A message --------------------------------------------------------------------------------------
+
+local opened -- messages of the sealed datagram that is being opened, and in which depth that is
 
 local function add_party(tree, field, range)
     local value = range:uint()
@@ -860,8 +870,9 @@ local function show_message(tvb, at, available, road, pinfo, root)
     if tvb:len() - at < HEADER then return show_stump(tvb, at, available, pinfo, root) end
     local m = read_header(tvb, at)
     m.from, m.to, m.frame, m.time = road.from, road.to, pinfo.number, pinfo.rel_ts
-    -- There may be several in a frame: in a train, and in one another.
-    m.id = (pinfo.number * (DEEPEST + 1) + depth) * 65536 + tvb:offset() + at
+    -- There may be several in a frame: in a train, sealed each by itself, and in one another.
+    local nest = pinfo.number * (DEEPEST + 1) + depth
+    m.id = (nest * MOST_RECORDS + road.record % MOST_RECORDS) * 65536 + tvb:offset() + at
     m.size = math.max(HEADER, math.min(m.length, available))
     m.stop = math.min(at + m.size, tvb:len())
     m.name, m.body = kind_of(m.type, m.sub)
@@ -936,15 +947,21 @@ local function is_sound(tvb)
     return size_in_train(tvb) ~= nil or is_message(tvb, 0, tvb:reported_len())
 end
 
-function tamvo.dissector(tvb, pinfo, root)
-    if tvb:len() == 0 then return 0 end
-    local from, to = endpoints(pinfo)
-    local road = { from = from .. " > " .. to, to = to .. " > " .. from }
+-- Whether that is a datagram of a sealed channel: the kinds of DTLS records begin where those of
+-- messages have ended, and a version follows.
+local function is_sealed(tvb)
+    if tvb:len() < SEALED_HEADER then return false end
+    local kind, major = tvb:raw(0, 2):byte(1, 2)
+    return kind >= SEALED_FIRST and kind <= SEALED_LAST and major == SEALED_VERSION
+end
+
+-- A datagram from one end to the other; where it was sealed, its number among those of its frame
+-- that were opened, else 0.
+local function show_datagram(tvb, from, to, record, pinfo, root)
+    local road = { from = from .. " > " .. to, to = to .. " > " .. from, record = record }
     if not pinfo.visited and not (edges[from] and edges[to]) and is_sound(tvb) then
         edges[from], edges[to] = true, true
     end
-    pinfo.cols.protocol = "Tamvo"
-    pinfo.cols.info = ""
     local total, train = tvb:reported_len(), size_in_train(tvb)
     if not train then
         show_message(tvb, 0, total, road, pinfo, root)
@@ -957,6 +974,40 @@ function tamvo.dissector(tvb, pinfo, root)
     end
     root:add_proto_expert_info(e.train,
         ("%d datagrams, captured as one"):format(math.ceil(total / train)))
+    return tvb:len()
+end
+
+-- One datagram of a sealed channel, or several that were captured as one. What is opened of them
+-- comes back one by one and is shown when the dissector of DTLS is done with all: a packet that is
+-- carried changes what the frame says of its ports, by which that dissector knows the channel.
+local function show_sealed(tvb, pinfo, root)
+    local from, to = endpoints(pinfo)
+    local outer = opened
+    opened = { depth = depth }
+    pcall(dtls_dissector.call, dtls_dissector, tvb, pinfo, root)
+    local messages = opened
+    opened = outer
+    if #messages == 0 then return end
+    pinfo.cols.protocol = "Tamvo"
+    pinfo.cols.info = ""
+    for record, message in ipairs(messages) do
+        if record > 1 then pinfo.cols.info:append(" | ") end
+        show_datagram(message, from, to, record, pinfo, root)
+        pinfo.cols.info:fence()
+    end
+end
+
+function tamvo.dissector(tvb, pinfo, root)
+    if opened and opened.depth == depth then
+        opened[#opened + 1] = tvb
+    elseif is_sealed(tvb) then
+        show_sealed(tvb, pinfo, root)
+    elseif tvb:len() > 0 then
+        local from, to = endpoints(pinfo)
+        pinfo.cols.protocol = "Tamvo"
+        pinfo.cols.info = ""
+        show_datagram(tvb, from, to, 0, pinfo, root)
+    end
     return tvb:len()
 end
 
@@ -976,13 +1027,15 @@ tamvo:register_heuristic("udp", function(tvb, pinfo, root)
     return true
 end)
 
-local udp_ports = DissectorTable.get("udp.port")
+local tables = { DissectorTable.get("udp.port"), DissectorTable.get("dtls.port") }
 local ports = ""
 
 local function listen()
-    if ports ~= "" then udp_ports:remove(ports, tamvo) end
+    for _, ports_of in ipairs(tables) do
+        if ports ~= "" then ports_of:remove(ports, tamvo) end
+        if tamvo.prefs.ports ~= "" then ports_of:add(tamvo.prefs.ports, tamvo) end
+    end
     ports = tamvo.prefs.ports
-    if ports ~= "" then udp_ports:add(ports, tamvo) end
 end
 tamvo.prefs_changed = listen
 listen()

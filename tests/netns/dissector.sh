@@ -3,39 +3,15 @@
 # the lab's own decoder lists, every reply with its request, every split packet whole again, with the
 # content that was sent.
 
-command -v tshark >/dev/null || {
-    echo "SKIPPED: there is no tshark"
-    exit 77
-}
-# shellcheck source=tests/netns/support.sh
-. "$(dirname "$0")/support.sh"
-capture=$LAB_DIR/capture
-
-# The dissector where its user would have copied it.
-mkdir -p "$LAB_DIR/home/.local/lib/wireshark/plugins"
-cp "$root/packaging/wireshark/tamvo.lua" "$LAB_DIR/home/.local/lib/wireshark/plugins"
-# Frames of the capture, looked at twice as Wireshark does, so that a request knows its reply.
-show() {
-    HOME=$LAB_DIR/home XDG_CONFIG_HOME=$LAB_DIR/home tshark -2 -n -r "$capture" "$@" 2>"$LAB_DIR/tshark.err" ||
-        fail "tshark: $(cat "$LAB_DIR/tshark.err")"
-}
-fields() { # FILTER FIELD...
-    local names=() field
-    for field in "${@:2}"; do names+=(-e "$field"); done
-    show -Y "$1" -T fields -E occurrence=f "${names[@]}"
-}
-are() { # WHAT WANTED GOT
-    [ "$2" = "$3" ] || fail "$1: $3 instead of $2"
-}
+# shellcheck source=tests/netns/tshark.sh
+. "$(dirname "$0")/tshark.sh"
 
 export LAB_PLAIN=1
 "$lab" up a b c
 for edge in a b c; do "$lab" stop "$edge"; done
 # A label that would steer a terminal.
 sed -i 's/edge-c/\\u001b[31mc\\nd/' "$("$lab" dir c)/config.json"
-"$lab" exec tcr tcpdump -Z root --immediate-mode -U -B 32768 -i br0 -w "$capture" udp 2>"$LAB_DIR/tcpdump.out" &
-tcpdump=$!
-has_line "$LAB_DIR/tcpdump.out" 'listening on' || fail "tcpdump"
+captures_all
 
 "$lab" start a
 "$lab" start b
@@ -60,11 +36,7 @@ for target in 10.77.0.254:1922 "10.77.0.1:$("$lab" port a)"; do
 done
 for edge in c b a; do "$lab" stop "$edge"; done
 
-# Once this has been captured, everything has.
-echo "the end of it" | "$lab" exec a socat - UDP:10.77.0.254:9 || true
-timeout 10 sh -c "until grep -aqs 'the end of it' '$capture'; do sleep 0.05; done" || fail "the end"
-kill -INT "$tcpdump"
-wait "$tcpdump" || true
+end_capture
 
 # Message by message what the other decoder lists.
 "$LAB_BUILD/tamvo-capture" -l "$capture" | sed -nE 's/^([0-9]+) [0-9.]+ /\1 /p' >"$LAB_DIR/listed"
@@ -79,7 +51,7 @@ diff "$LAB_DIR/listed" "$LAB_DIR/shown" >"$LAB_DIR/diff.out" || fail "the decode
 [ "$(grep -c ' login reply, seq 1,' "$LAB_DIR/shown")" -eq 3 ] || fail "three logins"
 are "malformed" 2 "$(fields tamvo.malformed frame.number | wc -l)"
 are "deviations beside them" "" "$(fields 'tamvo.deviation and not tamvo.malformed' frame.number)"
-if show -V | grep -a -A3 'Lua Error' >"$LAB_DIR/lua.out"; then fail "$(cat "$LAB_DIR/lua.out")"; fi
+has_no_lua_error
 
 # Replies and requests, and the time between them.
 are "replies without a request" "" "$(fields 'tamvo.type in {2,4} and not tamvo.request_in' frame.number)"
