@@ -208,7 +208,9 @@ bool CTSealedLink::TakeReply(const uint8_t* message, int length, int64_t now) {
         buffer.Copy(message, length);
         if (!reply.Attach(buffer)) return false;
         if (reply.GetError() != kNoError) {
+            // The session is gone; who cannot come back need not cost handshakes meanwhile.
             GiveUp("login refused", now);
+            m_not_before = now + kRefusedMs;
             return false;
         }
     }

@@ -31,6 +31,7 @@ class CTSealedLink {
   public:
     static constexpr int64_t kRenewMs = 3600 * 1000;
     static constexpr int64_t kRetryMs = 1000;      // between attempts at a next one
+    static constexpr int64_t kRefusedMs = 30000;   // after a login that was refused
     static constexpr int64_t kLoginRetryMs = 200;  // for its login's reply
     static constexpr int64_t kBeforeMs = 10000;
     static constexpr int kLogins = 5;
