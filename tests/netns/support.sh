@@ -51,6 +51,18 @@ pings() {
         fail "$1 lost pings of $3 bytes to $2"
 }
 
+# So many bytes must arrive by TCP as they were sent; they stay in LAB_DIR/sent: FROM TO BYTES
+transfers() {
+    local receiver
+    head -c "$3" /dev/urandom >"$LAB_DIR/sent"
+    "$lab" exec "$2" timeout 60 socat -u TCP-LISTEN:8,reuseaddr "CREATE:$LAB_DIR/arrived" &
+    receiver=$!
+    "$lab" exec "$2" timeout 10 sh -c 'until ss -Hlnt sport = 8 | grep -q .; do sleep 0.05; done'
+    "$lab" exec "$1" timeout 60 socat -u "FILE:$LAB_DIR/sent" "TCP:$("$lab" addr "$2"):8" || fail "the transfer"
+    wait "$receiver" || fail "the receiver"
+    cmp "$LAB_DIR/sent" "$LAB_DIR/arrived" || fail "the file came changed"
+}
+
 # Waits up to ten seconds, or $patience, until a file has a line that matches.
 has_line() { timeout "${patience:-10}" grep -q -m1 -e "$2" <(tail -n +1 -F "$1" 2>/dev/null); }
 
