@@ -77,10 +77,11 @@ void CTCentralRouter::Tick(TcrTime now) {
     if (now - m_last_sample >= CTTrafficWindow::kSampleMs) SampleTraffic(now);
 }
 
-void CTCentralRouter::AddChannels(std::unordered_set<uint64_t>& in_use) const {
+void CTCentralRouter::AddChannels(std::unordered_set<uint64_t>& in_use, TcrTime now) const {
     m_core.subnets.ForEachEdge([&](const TcrEdge& edge) {
         const TcrSession& session = edge.Session();
-        if (session.presence == TcrPresence::kAbsent) return;
+        bool is_over = session.presence == TcrPresence::kAbsent;
+        if (is_over && now - session.gone_tick >= kTcrChannelStaysMs) return;
         in_use.insert(session.path.channel);
         in_use.insert(session.earlier_channel);
     });

@@ -64,8 +64,8 @@ class CTCentralRouter {
     // Whether something changed that has not been written.
     bool HasUnsaved() const { return m_core.journal.IsPending(); }
 
-    // Adds the sealed channels that sessions have.
-    void AddChannels(std::unordered_set<uint64_t>& in_use) const;
+    // Adds the sealed channels that sessions have, or had until a moment ago.
+    void AddChannels(std::unordered_set<uint64_t>& in_use, TcrTime now) const;
 
     const TcrCounters& GetCounters() const { return m_core.counters; }
 

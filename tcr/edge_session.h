@@ -8,6 +8,10 @@
 #include "tcr/tcr_time.h"
 #include "tcr/topology.h"
 
+// So long a sealed channel stays that a session had: what is on its way in it counts while the
+// session has another one; and of a logout the reply has yet to leave, and may be asked for again.
+constexpr TcrTime kTcrChannelStaysMs = 10000;
+
 // The protocol state of one edge; its router and devices stand in the model, in the same slot.
 struct TcrSession {
     TcrPresence presence = TcrPresence::kAbsent;

@@ -15,8 +15,6 @@ namespace {
 // A login repeated within this time is the same one, whose reply was lost or late.
 constexpr TcrTime kSameLoginMs = 5000;
 constexpr TcrTime kRefusalLineMs = 1000;
-// For so long what is still on its way through an edge's earlier channel counts.
-constexpr TcrTime kEarlierChannelMs = 10000;
 
 }  // namespace
 
@@ -99,7 +97,7 @@ void TcrLogins::ChangeChannel(const TcrEdge& edge, const TcrDatagram& request) {
     bool moved = !(session.path.remote == request.from.remote);
     session.heard_tick = request.now;
     session.earlier_channel = session.path.channel;
-    session.earlier_until = request.now + kEarlierChannelMs;
+    session.earlier_until = request.now + kTcrChannelStaysMs;
     session.path = request.from;
     m_sessions.TakeBack(edge, request.now);
     if (moved && session.listed) m_sessions.List(edge);

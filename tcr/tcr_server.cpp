@@ -143,7 +143,7 @@ void TcrServer::TickChannels(CTCentralRouter& router, TcrTime now) {
     if (!m_channels) return;
     m_channels->Tick(now);
     std::unordered_set<uint64_t> in_use;
-    router.AddChannels(in_use);
+    router.AddChannels(in_use, now);
     m_channels->EndBut(in_use);
 }
 

@@ -84,7 +84,7 @@ class LiveSealedRouter : public TcrLink {
             m_router.Tick(now);
             m_channels->Tick(now);
             std::unordered_set<uint64_t> in_use;
-            m_router.AddChannels(in_use);
+            m_router.AddChannels(in_use, now);
             m_channels->EndBut(in_use);
         }
     }

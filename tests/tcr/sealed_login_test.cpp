@@ -139,6 +139,23 @@ TEST_F(SealedLogin, AnotherChannelTakesTheSessionOverUnnoticed) {
     EXPECT_FALSE(a.HasMail()) << "for a while";
 }
 
+TEST_F(SealedLogin, TheReplyToALogoutHasItsChannelForAWhile) {
+    JoinBoth();
+    a.Leave();
+    auto has_channel = [&] {
+        std::unordered_set<uint64_t> in_use;
+        rig.router->AddChannels(in_use, rig.now);
+        EXPECT_TRUE(in_use.contains(2)) << "b's";
+        return in_use.contains(1);
+    };
+    EXPECT_TRUE(has_channel());
+    rig.Receive(a.port, a.last);  // the reply was lost
+    EXPECT_EQ(a.Next().Encode(), a.last.Reply().Encode());
+    EXPECT_EQ(rig.sent_through[kPortA], 1u);
+    rig.Pass(kTcrChannelStaysMs);
+    EXPECT_FALSE(has_channel());
+}
+
 TEST_F(SealedLogin, ASessionIsResumedByItsOwnEdgeOnly) {
     JoinBoth();
     rig.channels[kPortB] = 8;
