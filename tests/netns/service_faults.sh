@@ -27,6 +27,7 @@ stands_still() { # MACHINE UNIT RESTARTS
     in_machine "$1" sh -c "kill -STOP \$(systemctl show --value -p MainPID $2)"
     wait_for "$2 stands still and is not started again" is_restarted "$1" "$2" "$3"
     in_machine "$1" journalctl --no-pager -u "$2" | grep 'Watchdog timeout' >/dev/null || fail "not for the watchdog"
+    wait_for "$2 is not up again" in_machine "$1" systemctl -q is-active "$2"
 }
 stands_still edge tamvo.service 2
 wait_for "it does not join after that" is_joined tamvo.service
