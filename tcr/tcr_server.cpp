@@ -26,7 +26,7 @@ constexpr int kTickMs = 100;
 constexpr int kBurstsBetweenTicks = 4;
 // How long the end waits for the disk, so that the whole of it stays within two seconds.
 constexpr int kLastChangesMs = 1200;
-constexpr int kLastWriteMs = 300;
+constexpr int kLastWriteMs = 300;  // at least; and what the changes left of their time
 
 TcrTime Now() {
     return static_cast<TcrTime>(pvu_get_current_tick());
@@ -221,7 +221,9 @@ bool TcrServer::Finish(CTCentralRouter& router) {
         poll(&wait, 1, static_cast<int>(std::min<TcrTime>(deadline - now, kTickMs)));
         TakeOutcomes(router, Now());
     }
-    bool ended = m_writer->Stop(kLastWriteMs);
+    // Closing the file takes the disk's time, too.
+    TcrTime left = std::max<TcrTime>(deadline - Now(), 0);
+    bool ended = m_writer->Stop(static_cast<int>(left) + kLastWriteMs);
     TakeOutcomes(router, Now());
     if (!ended || router.HasUnsaved()) {
         Tell(("state file " + m_state_path + ": the last changes are not written, timed out")
